@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QObject>
+#include <QString>
+
+// MP3 to wave decoder; same contract as MEnc: Decode starts the work, Progress reports it and
+// ends with exactly one 100 once the wave file is in place.
+class MDec : public QObject {
+    Q_OBJECT
+public:
+    using QObject::QObject;
+    virtual void setInputFile(const QString& path) = 0;
+    virtual QString InputFile() const = 0;
+    virtual void setOutputFile(const QString& path) = 0;
+    virtual QString OutputFile() const = 0;
+    virtual void Decode() = 0;
+    virtual void Cancel() = 0;
+
+Q_SIGNALS:
+    void Progress(qint32 percent);
+    void Failed(const QString& message);
+};
