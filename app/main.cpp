@@ -1,0 +1,65 @@
+// The one place that creates the real backends and hands them to the main window.
+#include "backends/audio/FilterGraph.h"
+#include "backends/media/Codecs.h"
+#include "backends/qt/QtBackends.h"
+#include "components/Error.h"
+#include "shell/ErrorBoundary.h"
+#include "shell/Form1.h"
+
+#include <QMessageBox>
+#include <cstdio>
+#include <cstdlib>
+
+namespace {
+
+Form1Components realComponents() {
+    Form1Components c;
+    c.skin = std::make_unique<QssSkin>();
+    c.messageBox = std::make_unique<QtMessageBox>();
+    c.settings = std::make_unique<QtSettingsStore>();
+    c.comd = std::make_unique<FileDialog>();
+    c.commonDialog = std::make_unique<FileDialog>();
+    c.mEnc = std::make_unique<Mp3Encoder>();
+    c.mDec = std::make_unique<Mp3Decoder>();
+    c.waEnc = std::make_unique<WmaEncoder>();
+    c.waDec = std::make_unique<WmaDecoder>();
+    c.wmaFile1 = std::make_unique<WmaFileReader>();
+    c.x = std::make_unique<MediaInfo>();
+    c.makeFolderBrowser = [] { return std::make_unique<FolderDialog>(); };
+    c.makeFilterGraph = [] { return std::make_unique<FilterGraph>(); };
+    c.applicationFolder = QCoreApplication::applicationDirPath();
+    return c;
+}
+
+bool hasDisplay() {
+    return qEnvironmentVariableIsSet("DISPLAY") || qEnvironmentVariableIsSet("WAYLAND_DISPLAY") ||
+           QGuiApplication::platformName() == QLatin1String("offscreen");
+}
+
+int startupFailed(const QString& reason) {
+    std::fprintf(stderr, "melvane: cannot start: %s\n", qPrintable(reason));
+    if (hasDisplay())
+        QMessageBox::critical(nullptr, QStringLiteral("Melvane"),
+                              QStringLiteral("Melvane cannot start.\n\n") + reason);
+    return EXIT_FAILURE;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    MelvaneApplication app(argc, argv);
+    QCoreApplication::setOrganizationName(QStringLiteral("Melvane"));
+    QCoreApplication::setApplicationName(QStringLiteral("Melvane"));
+
+    std::unique_ptr<Form1> form;
+    try {
+        form = std::make_unique<Form1>(realComponents());
+        form->Form_Load();
+    } catch (const Error& e) {
+        return startupFailed(e.message());
+    } catch (const std::exception& e) {
+        return startupFailed(QString::fromLocal8Bit(e.what()));
+    }
+    form->show();
+    return app.exec();
+}

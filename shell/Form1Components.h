@@ -1,0 +1,41 @@
+#pragma once
+
+#include "components/CommonDialog.h"
+#include "components/FilgraphManager.h"
+#include "components/FolderBrowse.h"
+#include "components/HarnMediaUtils.h"
+#include "components/MDec.h"
+#include "components/MEnc.h"
+#include "components/MessageBox.h"
+#include "components/SettingsStore.h"
+#include "components/Skin.h"
+#include "components/WaDec.h"
+#include "components/WAEnc.h"
+#include "components/WMAFile.h"
+
+#include <QString>
+#include <functional>
+#include <memory>
+
+// Everything the main window works with, handed over by whoever builds it: the real backends
+// from app/main.cpp, fakes from the tests. The window never creates a backend itself.
+struct Form1Components {
+    std::unique_ptr<Skin> skin;
+    std::unique_ptr<MessageBox> messageBox;
+    std::unique_ptr<SettingsStore> settings;
+    std::unique_ptr<CommonDialog> comd;         // open dialog of the convert panel
+    std::unique_ptr<CommonDialog> commonDialog; // open dialog of the burn panel
+    std::unique_ptr<MEnc> mEnc;
+    std::unique_ptr<MDec> mDec;
+    std::unique_ptr<WAEnc> waEnc;
+    std::unique_ptr<WaDec> waDec;
+    std::unique_ptr<WMAFile> wmaFile1;
+    std::unique_ptr<HarnMediaUtils> x; // duration and size of the files in the convert list
+
+    // Made during start-up, not before: the folder picker and the player's filter graph.
+    std::function<std::unique_ptr<FolderBrowse>()> makeFolderBrowser;
+    std::function<std::unique_ptr<FilgraphManager>()> makeFilterGraph;
+
+    // The folder that holds melvane.skn; the executable's folder in the real program.
+    QString applicationFolder;
+};
