@@ -17,8 +17,8 @@ float single(float value) {
 
 void requireFinite(float value, const char* unit) {
     if (!std::isfinite(value))
-        throw FloatError(QStringLiteral("%1 %2 in a duration")
-                             .arg(QString::number(value), QLatin1String(unit)));
+        throw FloatError(
+            QStringLiteral("%1 %2 in a duration").arg(QString::number(value), QLatin1String(unit)));
 }
 
 // The "00" pattern: at least two digits, the sign in front.

@@ -17,9 +17,9 @@ namespace ConvertSeconds_ {
 
 // What the formatter leaves behind after each call, whatever form was asked for.
 struct Results {
-    QString hours;   // two characters, "00" pattern
-    QString minutes; // two characters, "00" pattern
-    QString seconds; // two characters, "00" pattern
+    QString hours;    // two characters, "00" pattern
+    QString minutes;  // two characters, "00" pattern
+    QString seconds;  // two characters, "00" pattern
     QString longText; // e.g. "1 hour 2 minutes 5 seconds"
 };
 

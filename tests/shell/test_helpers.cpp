@@ -26,6 +26,7 @@ private Q_SLOTS:
     void getFieldOverflow();
 };
 
+// clang-format off
 void TestHelpers::convertSecondsForms_data() {
     QTest::addColumn<float>("seconds");
     QTest::addColumn<QString>("padded");
@@ -49,6 +50,7 @@ void TestHelpers::convertSecondsForms_data() {
     QTest::newRow("360000") << 360000.0f << "100:00:00" << "100:00:00" << "100 hours"
                             << "100 hours";
 }
+// clang-format on
 
 void TestHelpers::convertSecondsForms() {
     QFETCH(float, seconds);
@@ -65,6 +67,7 @@ void TestHelpers::convertSecondsForms() {
     QCOMPARE(ConvertSeconds(seconds, false, false, true), longWords);
 }
 
+// clang-format off
 void TestHelpers::convertSecondsRounding_data() {
     QTest::addColumn<float>("seconds");
     QTest::addColumn<QString>("padded");
@@ -102,6 +105,7 @@ void TestHelpers::convertSecondsRounding_data() {
     QTest::newRow("minus half a second") << -0.5f << "00:00" << "0 seconds";
     QTest::newRow("minus one second") << -1.0f << "-01:59:59" << "-1 h 59 m 59 s";
 }
+// clang-format on
 
 void TestHelpers::convertSecondsRounding() {
     QFETCH(float, seconds);
@@ -118,16 +122,16 @@ void TestHelpers::convertSecondsLimits() {
     QCOMPARE(ConvertSeconds(std::nextafter(tooManyHours, 0.0f), true, false, false),
              QStringLiteral("2147483520:00:00"));
     QVERIFY_THROWS_EXCEPTION(OverflowError, ConvertSeconds(tooManyHours, true, true, true));
-    QVERIFY_THROWS_EXCEPTION(OverflowError, ConvertSeconds(std::numeric_limits<float>::max(),
-                                                           false, false, false));
+    QVERIFY_THROWS_EXCEPTION(
+        OverflowError, ConvertSeconds(std::numeric_limits<float>::max(), false, false, false));
     QVERIFY_THROWS_EXCEPTION(OverflowError, ConvertSeconds(-tooManyHours * 2, true, true, true));
 
-    QVERIFY_THROWS_EXCEPTION(FloatError, ConvertSeconds(std::numeric_limits<float>::quiet_NaN(),
-                                                        true, true, true));
-    QVERIFY_THROWS_EXCEPTION(FloatError, ConvertSeconds(std::numeric_limits<float>::infinity(),
-                                                        false, false, true));
-    QVERIFY_THROWS_EXCEPTION(FloatError, ConvertSeconds(-std::numeric_limits<float>::infinity(),
-                                                        true, false, false));
+    QVERIFY_THROWS_EXCEPTION(
+        FloatError, ConvertSeconds(std::numeric_limits<float>::quiet_NaN(), true, true, true));
+    QVERIFY_THROWS_EXCEPTION(
+        FloatError, ConvertSeconds(std::numeric_limits<float>::infinity(), false, false, true));
+    QVERIFY_THROWS_EXCEPTION(
+        FloatError, ConvertSeconds(-std::numeric_limits<float>::infinity(), true, false, false));
 }
 
 void TestHelpers::convertSecondsResults() {
@@ -163,6 +167,7 @@ void TestHelpers::convertSecondsResults() {
     QCOMPARE(last().longText, QStringLiteral("100 hours "));
 }
 
+// clang-format off
 void TestHelpers::countFields_data() {
     QTest::addColumn<QVariant>("value");
     QTest::addColumn<int>("count");
@@ -180,6 +185,7 @@ void TestHelpers::countFields_data() {
     QTest::newRow("long text, early backslash")
         << QVariant(QStringLiteral("a\\") + QString(40000, u'x')) << 2;
 }
+// clang-format on
 
 void TestHelpers::countFields() {
     QFETCH(QVariant, value);
@@ -195,6 +201,7 @@ void TestHelpers::countFieldsOverflow() {
                              CountCSString(QString(40000, u'a') + QStringLiteral("\\b")));
 }
 
+// clang-format off
 void TestHelpers::getField_data() {
     QTest::addColumn<QVariant>("value");
     QTest::addColumn<int>("index");
@@ -232,6 +239,7 @@ void TestHelpers::getField_data() {
     QTest::newRow("longest text that fits")
         << QVariant(QString(32767, u'z')) << 1 << QVariant(QString(32767, u'z'));
 }
+// clang-format on
 
 void TestHelpers::getField() {
     QFETCH(QVariant, value);
