@@ -1,0 +1,20 @@
+#pragma once
+
+#include "components/Skin.h"
+#include "tests/fakes/CallLog.h"
+
+// Records "Skin.LoadSkin(path)" and "Skin.ApplySkin(objectName)"; styles nothing.
+class FakeSkin final : public Skin, public CallRecorder {
+public:
+    explicit FakeSkin(CallLog* log = nullptr) : CallRecorder(QStringLiteral("Skin"), log) {}
+
+    void LoadSkin(const QString& path) override;
+    void ApplySkin(QWidget* window) override;
+    QColor BackColor() const override;
+
+    // When not empty, LoadSkin raises Error with this text, as for a missing skin file.
+    QString loadError;
+    QColor backColor = QColor(0xd8, 0xdc, 0xe4);
+    // The path of the last LoadSkin that succeeded.
+    QString loadedPath;
+};

@@ -1,0 +1,10 @@
+#pragma once
+
+// Every fake component, for tests that build whole windows.
+#include "tests/fakes/CallLog.h"
+#include "tests/fakes/FakeCodecs.h"
+#include "tests/fakes/FakeDialogs.h"
+#include "tests/fakes/FakeFilgraphManager.h"
+#include "tests/fakes/FakeMediaInfo.h"
+#include "tests/fakes/FakeSettingsStore.h"
+#include "tests/fakes/FakeSkin.h"
