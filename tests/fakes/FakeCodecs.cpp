@@ -4,28 +4,9 @@
 
 namespace {
 
-QString number(double value) {
-    return QString::number(value);
-}
-
 void failIfScripted(const QString& error) {
     if (!error.isEmpty())
         throw Error(error);
-}
-
-// Posts the values one event each. run counts the starts and cancels of the codec: a value
-// whose start has been cancelled or followed by another start is dropped.
-template <typename Codec, typename Value>
-void postProgress(Codec* codec, const QList<Value>& values, const int* run) {
-    const int started = *run;
-    for (const Value value : values)
-        QMetaObject::invokeMethod(
-            codec,
-            [codec, value, run, started] {
-                if (*run == started)
-                    codec->raiseProgress(value);
-            },
-            Qt::QueuedConnection);
 }
 
 } // namespace
@@ -44,7 +25,7 @@ qint16 FakeMEnc::EncoderSwitch() const {
 }
 
 void FakeMEnc::setBitrate(double bitsPerSecond) {
-    record(QStringLiteral("setBitrate"), {number(bitsPerSecond)});
+    record(QStringLiteral("setBitrate"), {QString::number(bitsPerSecond)});
     m_bitrate = bitsPerSecond;
 }
 
@@ -77,45 +58,10 @@ void FakeMEnc::Encode() {
     record(QStringLiteral("Encode"));
     failIfScripted(encodeError);
     ++m_run;
-    postProgress(this, progressOnEncode, &m_run);
+    fakes_detail::postProgress(this, progressOnEncode, &m_run);
 }
 
 void FakeMEnc::Cancel() {
-    record(QStringLiteral("Cancel"));
-    ++m_run;
-}
-
-FakeMDec::FakeMDec(CallLog* log, QObject* parent)
-    : MDec(parent), CallRecorder(QStringLiteral("MDec"), log) {}
-
-void FakeMDec::setInputFile(const QString& path) {
-    record(QStringLiteral("setInputFile"), {path});
-    m_inputFile = path;
-}
-
-QString FakeMDec::InputFile() const {
-    record(QStringLiteral("InputFile"));
-    return m_inputFile;
-}
-
-void FakeMDec::setOutputFile(const QString& path) {
-    record(QStringLiteral("setOutputFile"), {path});
-    m_outputFile = path;
-}
-
-QString FakeMDec::OutputFile() const {
-    record(QStringLiteral("OutputFile"));
-    return m_outputFile;
-}
-
-void FakeMDec::Decode() {
-    record(QStringLiteral("Decode"));
-    failIfScripted(decodeError);
-    ++m_run;
-    postProgress(this, progressOnDecode, &m_run);
-}
-
-void FakeMDec::Cancel() {
     record(QStringLiteral("Cancel"));
     ++m_run;
 }
@@ -124,7 +70,7 @@ FakeWAEnc::FakeWAEnc(CallLog* log, QObject* parent)
     : WAEnc(parent), CallRecorder(QStringLiteral("WAEnc"), log) {}
 
 void FakeWAEnc::setBitrate(double bitsPerSecond) {
-    record(QStringLiteral("setBitrate"), {number(bitsPerSecond)});
+    record(QStringLiteral("setBitrate"), {QString::number(bitsPerSecond)});
     m_bitrate = bitsPerSecond;
 }
 
@@ -139,45 +85,10 @@ void FakeWAEnc::Encode(const QString& inputPath, const QString& outputPath) {
     output = outputPath;
     failIfScripted(encodeError);
     ++m_run;
-    postProgress(this, progressOnEncode, &m_run);
+    fakes_detail::postProgress(this, progressOnEncode, &m_run);
 }
 
 void FakeWAEnc::Cancel() {
-    record(QStringLiteral("Cancel"));
-    ++m_run;
-}
-
-FakeWaDec::FakeWaDec(CallLog* log, QObject* parent)
-    : WaDec(parent), CallRecorder(QStringLiteral("WaDec"), log) {}
-
-void FakeWaDec::setInputFile(const QString& path) {
-    record(QStringLiteral("setInputFile"), {path});
-    m_inputFile = path;
-}
-
-QString FakeWaDec::InputFile() const {
-    record(QStringLiteral("InputFile"));
-    return m_inputFile;
-}
-
-void FakeWaDec::setOutputFile(const QString& path) {
-    record(QStringLiteral("setOutputFile"), {path});
-    m_outputFile = path;
-}
-
-QString FakeWaDec::OutputFile() const {
-    record(QStringLiteral("OutputFile"));
-    return m_outputFile;
-}
-
-void FakeWaDec::Decode() {
-    record(QStringLiteral("Decode"));
-    failIfScripted(decodeError);
-    ++m_run;
-    postProgress(this, progressOnDecode, &m_run);
-}
-
-void FakeWaDec::Cancel() {
     record(QStringLiteral("Cancel"));
     ++m_run;
 }
