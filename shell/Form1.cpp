@@ -66,6 +66,8 @@ QAction* Form1::menuAction(const char* name) const {
     return findChild<QAction*>(QLatin1String(name));
 }
 
+FrmMainA* Form1::recorderWindow() const { return m_recorder.data(); }
+
 QMenu* Form1::menu(const char* name) const { return findChild<QMenu*>(QLatin1String(name)); }
 
 void Form1::Form_Load() {

@@ -68,7 +68,7 @@ public:
     FrameCDMode* cdModePanel() const { return m_cdMode; }
     FrameBurn* burnPanel() const { return m_burn; }
     VolumeControl* volumeControl() const { return VolumeControl1; }
-    FrmMainA* recorderWindow() const { return m_recorder; }
+    FrmMainA* recorderWindow() const;
 
     // Mode flags: set on every mode entry, never read back by the program.
     Bool16 burnModeFlag = False16;
