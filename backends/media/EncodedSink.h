@@ -1,0 +1,61 @@
+#pragma once
+
+#include "backends/media/PcmSink.h"
+
+#include <QMap>
+#include <QString>
+#include <memory>
+
+// What an EncodedSink writes.
+enum class OutputCodec {
+    Mp3Lame,  // MP3, libmp3lame, constant bit rate, LAME's default quality
+    Mp3Shine, // MP3, libshine (fixed point, fast); 32, 44.1 or 48 kHz only
+    Wma,      // WMA version 2 (wmav2) in an ASF file
+    Wav,      // 16-bit PCM in a WAV file
+};
+
+// Encodes PCM into a file through libavcodec and libavformat.
+//
+// The data goes to a hidden temporary file in the target folder; commit() finishes the file
+// and renames it into place, replacing an older file of that name only then. A sink destroyed
+// without commit() (an error, a cancel) removes the temporary file and leaves any existing
+// destination as it was.
+//
+// write() takes interleaved 16-bit PCM in the format given to the constructor; the sink converts
+// it once to what the encoder wants (planar or float samples; for MP3 and WMA at most two
+// channels; for shine a supported sample rate). Not thread-safe: one thread writes, but it
+// need not be the thread that created the sink (the recorder pushes from its audio thread).
+class EncodedSink final : public PcmSink {
+public:
+    struct Options {
+        OutputCodec codec = OutputCodec::Wav;
+        // Bits per second for MP3 and WMA; MP3 uses the nearest rate the format allows.
+        qint64 bitRate = 128000;
+        // Tags for the container, with FFmpeg's generic keys: title, artist, album ...
+        QMap<QString, QString> tags;
+    };
+
+    // Opens the encoder and creates the temporary file. Raises Error ("Cannot write <path>:
+    // <why>") when the folder is missing or not writable or the encoder refuses the settings.
+    EncodedSink(const QString& path, const Options& options, PcmFormat input);
+    ~EncodedSink() override;
+
+    PcmFormat format() const override;
+    // Raises Error naming the file and the reason, e.g. "No space left on device".
+    void write(const qint16* buffer, qint64 frames) override;
+    // Flushes the encoder, completes the container and renames the file into place.
+    void commit() override;
+
+    QString path() const;
+    QString temporaryPath() const;
+    // What the file will hold: the encoder's rate and channels, and its bit rate.
+    PcmFormat encodedFormat() const;
+    qint64 bitRate() const;
+
+    // The container/codec names FFmpeg uses for an output codec, e.g. "libmp3lame".
+    static const char* encoderName(OutputCodec codec);
+
+private:
+    struct Impl;
+    std::unique_ptr<Impl> d;
+};

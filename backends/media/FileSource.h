@@ -1,0 +1,43 @@
+#pragma once
+
+#include "backends/media/PcmSource.h"
+
+#include <QMap>
+#include <QString>
+#include <memory>
+#include <optional>
+
+// PCM frames decoded from any file libavformat opens (WAV, MP3, WMA ...).
+//
+// By default the frames keep the file's sample rate and channel count; given a wanted format,
+// they are resampled and up- or down-mixed to it with libswresample (e.g. PcmFormat::cdAudio()
+// for burning). The constructor opens the file and its decoder, so a file that cannot be
+// decoded raises Error at once, naming the file and the reason.
+//
+// Users: the converters (read to the end), the burner (cdAudio, read on the fly), the players
+// (read in small pieces, seek()).
+class FileSource final : public PcmSource {
+public:
+    explicit FileSource(const QString& path, std::optional<PcmFormat> wanted = std::nullopt);
+    ~FileSource() override;
+
+    PcmFormat format() const override;
+    // From the file's header, at the output rate; -1 when the file states no length.
+    qint64 expectedFrames() const override;
+    // Raises Error on a read error or, at the end, when a file whose header states its length
+    // ends clearly early (truncated) or holds no decodable audio at all.
+    qint64 read(qint16* buffer, qint64 maxFrames) override;
+
+    // Moves to a position in seconds from the start; the next read() starts there. Raises Error
+    // when the file cannot seek. Reading past the end after a seek is not an error.
+    void seek(double seconds);
+
+    QString path() const;
+    double durationSeconds() const; // 0 when the file does not say
+    QString codecName() const;      // e.g. "mp3", "wmav2", "pcm_s16le"
+    QMap<QString, QString> tags() const;
+
+private:
+    struct Impl;
+    std::unique_ptr<Impl> d;
+};
