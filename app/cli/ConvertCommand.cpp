@@ -1,0 +1,200 @@
+#include "app/cli/ConvertCommand.h"
+
+#include "components/Error.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <algorithm>
+#include <cstdio>
+
+namespace {
+
+QString lastThree(const QString& path) {
+    return path.right(3);
+}
+
+QString targetName(ConvertRequest::Target target) {
+    switch (target) {
+    case ConvertRequest::Target::Mp3:
+        return QStringLiteral("MP3");
+    case ConvertRequest::Target::Wma:
+        return QStringLiteral("WMA");
+    case ConvertRequest::Target::Wav:
+        break;
+    }
+    return QStringLiteral("WAV");
+}
+
+void printError(const QString& text) {
+    std::fputs((text + u'\n').toLocal8Bit().constData(), stderr);
+    std::fflush(stderr);
+}
+
+} // namespace
+
+ConvertCommand::ConvertCommand(ConvertRequest request, ConvertCodecs codecs,
+                               ProgressPrinter& printer, QObject* parent)
+    : QObject(parent), m_request(std::move(request)), m_codecs(std::move(codecs)),
+      m_printer(printer) {
+    switch (m_request.target) {
+    case ConvertRequest::Target::Mp3:
+        m_extension = QStringLiteral("mp3");
+        break;
+    case ConvertRequest::Target::Wma:
+        m_extension = QStringLiteral("wma");
+        break;
+    case ConvertRequest::Target::Wav:
+        m_extension = QStringLiteral("wav");
+        break;
+    }
+    connect(m_codecs.mEnc.get(), &MEnc::Progress, this, [this](qint32 p) { onProgress(p); });
+    connect(m_codecs.mDec.get(), &MDec::Progress, this, [this](qint32 p) { onProgress(p); });
+    connect(m_codecs.waEnc.get(), &WAEnc::Progress, this, &ConvertCommand::onProgress);
+    connect(m_codecs.waDec.get(), &WaDec::Progress, this, &ConvertCommand::onProgress);
+    connect(m_codecs.mEnc.get(), &MEnc::Failed, this, &ConvertCommand::onFailed);
+    connect(m_codecs.mDec.get(), &MDec::Failed, this, &ConvertCommand::onFailed);
+    connect(m_codecs.waEnc.get(), &WAEnc::Failed, this, &ConvertCommand::onFailed);
+    connect(m_codecs.waDec.get(), &WaDec::Failed, this, &ConvertCommand::onFailed);
+}
+
+QString ConvertCommand::outputPathFor(const QString& folder, const QString& source,
+                                      const QString& extension) {
+    const QString name = source.mid(source.lastIndexOf(u'/') + 1, 50);
+    return QDir(folder).filePath(name.left(name.size() - 3) + extension);
+}
+
+void ConvertCommand::start() {
+    next();
+}
+
+// Starts files until one is running; files that cannot even start are noted and skipped.
+void ConvertCommand::next() {
+    while (!m_ended && ++m_index < m_request.files.size()) {
+        const QString& source = m_request.files[m_index];
+        const QString output = outputPathFor(m_request.outputFolder, source, m_extension);
+        m_printer.begin(source, output, m_index + 1, int(m_request.files.size()));
+        try {
+            startFile(source, output);
+            m_running = true;
+            return;
+        } catch (const Error& e) {
+            fail(e.message());
+        }
+    }
+    end();
+}
+
+void ConvertCommand::startFile(const QString& source, const QString& output) {
+    const ConvertRequest::Target target = m_request.target;
+    const QString ending = lastThree(source);
+    if (target != ConvertRequest::Target::Wav && ending != QLatin1String("wav"))
+        throw Error(QStringLiteral("Cannot convert %1 to %2: only WAV files (names ending in "
+                                   "\"wav\") are encoded")
+                        .arg(source, targetName(target)));
+    if (target == ConvertRequest::Target::Wav && ending != QLatin1String("mp3") &&
+        ending != QLatin1String("wma"))
+        throw Error(QStringLiteral("Cannot convert %1 to WAV: only MP3 and WMA files (names "
+                                   "ending in \"mp3\" or \"wma\") are decoded")
+                        .arg(source));
+    const QString key = QFileInfo(output).absoluteFilePath();
+    if (const auto earlier = m_outputs.constFind(key); earlier != m_outputs.constEnd())
+        throw Error(QStringLiteral("Cannot write %1: it was just written from %2, and %3 has the "
+                                   "same name")
+                        .arg(output, earlier.value(), source));
+
+    const double bitsPerSecond = m_request.bitrateKbps * 1000.0;
+    switch (target) {
+    case ConvertRequest::Target::Mp3:
+        m_codecs.mEnc->setEncoderSwitch(m_request.encoderSwitch);
+        m_codecs.mEnc->setBitrate(bitsPerSecond);
+        m_codecs.mEnc->setInputFile(source);
+        m_codecs.mEnc->setOutputFile(output);
+        m_codecs.mEnc->Encode();
+        break;
+    case ConvertRequest::Target::Wma:
+        m_codecs.waEnc->setBitrate(bitsPerSecond);
+        m_codecs.waEnc->Encode(source, output);
+        break;
+    case ConvertRequest::Target::Wav:
+        if (ending == QLatin1String("wma")) {
+            m_codecs.waDec->setInputFile(source);
+            m_codecs.waDec->setOutputFile(output);
+            m_codecs.waDec->Decode();
+        } else {
+            m_codecs.mDec->setInputFile(source);
+            m_codecs.mDec->setOutputFile(output);
+            m_codecs.mDec->Decode();
+        }
+        break;
+    }
+    m_currentOutput = key;
+}
+
+void ConvertCommand::onProgress(double percent) {
+    if (!m_running)
+        return;
+    if (percent != 100.0) {
+        m_printer.update(percent);
+        return;
+    }
+    m_running = false;
+    m_outputs.insert(m_currentOutput, m_request.files[m_index]);
+    m_printer.done();
+    next();
+}
+
+void ConvertCommand::onFailed(const QString& message) {
+    if (!m_running)
+        return;
+    m_running = false;
+    fail(message);
+    next();
+}
+
+void ConvertCommand::fail(const QString& reason) {
+    m_printer.failed();
+    m_failures << QStringLiteral("%1: %2").arg(m_request.files[m_index], reason);
+}
+
+void ConvertCommand::cancelRunning() {
+    if (!m_running)
+        return;
+    m_running = false;
+    m_codecs.mEnc->Cancel();
+    m_codecs.mDec->Cancel();
+    m_codecs.waEnc->Cancel();
+    m_codecs.waDec->Cancel();
+}
+
+void ConvertCommand::interrupt(int signalNumber) {
+    if (m_ended)
+        return;
+    if (m_running)
+        m_printer.interrupted();
+    cancelRunning();
+    m_ended = true;
+    const qsizetype left = m_request.files.size() - std::max(m_index, 0);
+    printError(QStringLiteral("melvane-cli: interrupted; %1 of %2 file(s) not converted")
+                   .arg(left)
+                   .arg(m_request.files.size()));
+    reportFailures();
+    Q_EMIT finished(128 + signalNumber);
+}
+
+void ConvertCommand::end() {
+    if (m_ended)
+        return;
+    m_ended = true;
+    reportFailures();
+    Q_EMIT finished(m_failures.isEmpty() ? 0 : 1);
+}
+
+void ConvertCommand::reportFailures() const {
+    if (m_failures.isEmpty())
+        return;
+    printError(QStringLiteral("melvane-cli: %1 of %2 file(s) failed:")
+                   .arg(m_failures.size())
+                   .arg(m_request.files.size()));
+    for (const QString& failure : m_failures)
+        printError(QStringLiteral("  ") + failure);
+}

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "components/HarnMediaUtils.h"
+
+#include <QString>
+#include <QStringList>
+
+// One line per file with the columns of the conversion list, separated by tabs:
+// path, type ("MP3", "WMA", "WAV" from the name's ending), duration as a clock, size in "mb".
+// The type comes from the last three characters compared in lower case, as the list does.
+// Returns the exit code: 0 when every file was described, 1 when one could not be.
+int runInfo(HarnMediaUtils& x, const QStringList& files);
+
+// The line for one file; raises Error when the file cannot be read or its type not told.
+QString infoLine(HarnMediaUtils& x, const QString& path);

@@ -1,0 +1,56 @@
+#include "app/cli/Interrupts.h"
+
+#include "components/Error.h"
+
+#include <QSocketNotifier>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+int signalSockets[2] = {-1, -1};
+constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
+
+void onSignal(int signalNumber) {
+    const int saved = errno;
+    const unsigned char number = static_cast<unsigned char>(signalNumber);
+    [[maybe_unused]] const ssize_t written = ::write(signalSockets[0], &number, 1);
+    errno = saved;
+}
+
+} // namespace
+
+Interrupts::Interrupts(QObject* parent) : QObject(parent) {
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, signalSockets) != 0)
+        throw Error(QStringLiteral("Cannot watch for interrupts: %1")
+                        .arg(QString::fromLocal8Bit(std::strerror(errno))));
+    m_notifier = new QSocketNotifier(signalSockets[1], QSocketNotifier::Read, this);
+    connect(m_notifier, &QSocketNotifier::activated, this, &Interrupts::readSignal);
+
+    struct sigaction action {};
+    action.sa_handler = onSignal;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = SA_RESTART;
+    for (int s : kSignals)
+        ::sigaction(s, &action, nullptr);
+}
+
+Interrupts::~Interrupts() {
+    struct sigaction action {};
+    action.sa_handler = SIG_DFL;
+    sigemptyset(&action.sa_mask);
+    for (int s : kSignals)
+        ::sigaction(s, &action, nullptr);
+    ::close(signalSockets[0]);
+    ::close(signalSockets[1]);
+    signalSockets[0] = signalSockets[1] = -1;
+}
+
+void Interrupts::readSignal() {
+    unsigned char number = 0;
+    if (::read(signalSockets[1], &number, 1) == 1)
+        Q_EMIT interrupted(number);
+}

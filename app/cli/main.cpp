@@ -1,0 +1,214 @@
+// melvane-cli: batch conversion and file information over the same codec components as the
+// convert panel, without any window.
+#include "app/cli/ConvertCommand.h"
+#include "app/cli/InfoCommand.h"
+#include "app/cli/Interrupts.h"
+#include "app/cli/ProgressPrinter.h"
+#include "backends/media/Codecs.h"
+#include "components/Error.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <cstdio>
+#include <optional>
+
+namespace {
+
+constexpr int kUsageError = 2;
+
+const char* const kToolHelp =
+    "Usage: melvane-cli COMMAND [OPTIONS] FILE...\n"
+    "\n"
+    "Converts and describes audio files with Melvane's codecs, for batch work.\n"
+    "\n"
+    "Commands:\n"
+    "  convert   convert WAV files to MP3 or WMA, or MP3 and WMA files to WAV\n"
+    "  info      show the type, duration and size of audio files\n"
+    "\n"
+    "Options:\n"
+    "  -h, --help      show this help\n"
+    "  -v, --version   show the version\n"
+    "\n"
+    "Run 'melvane-cli COMMAND --help' for the options of a command.\n"
+    "Exit status: 0 when every file was handled, 1 when a file failed, 2 for a usage error.\n";
+
+void print(std::FILE* stream, const QString& text) {
+    std::fputs(text.toLocal8Bit().constData(), stream);
+    std::fflush(stream);
+}
+
+int usageError(const QString& command, const QString& message) {
+    const QString name = command.isEmpty() ? QStringLiteral("melvane-cli")
+                                           : QStringLiteral("melvane-cli ") + command;
+    print(stderr, QStringLiteral("%1: %2\nTry '%1 --help' for more information.\n")
+                      .arg(name, message));
+    return kUsageError;
+}
+
+// Adds -h/--help and parses a command's arguments (the first one is the command's name).
+// Returns an exit code when the command should not run: help shown, or a usage error.
+std::optional<int> parseCommand(QCommandLineParser& parser, const QStringList& arguments,
+                                const QString& command, const QString& usageTail,
+                                const QString& epilogue) {
+    const QCommandLineOption helpOption({QStringLiteral("h"), QStringLiteral("help")},
+                                        QStringLiteral("Show this help."));
+    parser.addOption(helpOption);
+    if (!parser.parse(arguments))
+        return usageError(command, parser.errorText());
+    if (!parser.isSet(helpOption))
+        return std::nullopt;
+    // Qt's help starts with the path the program was started by; show what to type instead.
+    QString text = parser.helpText();
+    text.replace(0, text.indexOf(u'\n'),
+                 QStringLiteral("Usage: melvane-cli %1 %2\n").arg(command, usageTail));
+    print(stdout, text + u'\n' + epilogue);
+    return 0;
+}
+
+int runConvert(const QStringList& arguments) {
+    const QString command = QStringLiteral("convert");
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral(
+        "Converts the files one after another into the output folder: WAV files to MP3 or WMA,\n"
+        "MP3 and WMA files to WAV. Each output keeps the source's name (up to 50 characters)\n"
+        "with its three-letter ending replaced. A file that fails does not stop the others."));
+    const QCommandLineOption to(QStringLiteral("to"),
+                                QStringLiteral("Target format: mp3, wma or wav."),
+                                QStringLiteral("mp3|wma|wav"));
+    const QCommandLineOption bitrate(
+        QStringLiteral("bitrate"),
+        QStringLiteral("Bit rate of MP3 and WMA outputs in kbit/s (default 128)."),
+        QStringLiteral("KBPS"), QStringLiteral("128"));
+    const QCommandLineOption encoder(
+        QStringLiteral("encoder"),
+        QStringLiteral("MP3 encoder: lame (default) or shine (faster, lower quality)."),
+        QStringLiteral("lame|shine"), QStringLiteral("lame"));
+    const QCommandLineOption out(QStringLiteral("out"),
+                                 QStringLiteral("Folder the outputs go to; it must exist."),
+                                 QStringLiteral("DIR"));
+    parser.addOptions({to, bitrate, encoder, out});
+    parser.addPositionalArgument(QStringLiteral("FILE"), QStringLiteral("Files to convert."),
+                                 QStringLiteral("FILE..."));
+    if (const auto code = parseCommand(
+            parser, arguments, command, QStringLiteral("--to mp3|wma|wav --out DIR [OPTIONS] FILE..."),
+            QStringLiteral("Progress is a bar on a terminal and plain lines otherwise.\n"
+                           "Exit status: 0 when every file was converted, 1 when a file failed,\n"
+                           "2 for a usage error.\n")))
+        return *code;
+
+    ConvertRequest request;
+    if (!parser.isSet(to))
+        return usageError(command, QStringLiteral("missing --to: give mp3, wma or wav"));
+    const QString target = parser.value(to);
+    if (target == QLatin1String("mp3"))
+        request.target = ConvertRequest::Target::Mp3;
+    else if (target == QLatin1String("wma"))
+        request.target = ConvertRequest::Target::Wma;
+    else if (target == QLatin1String("wav"))
+        request.target = ConvertRequest::Target::Wav;
+    else
+        return usageError(command, QStringLiteral("unknown target '%1' for --to: give mp3, wma or "
+                                                  "wav")
+                                       .arg(target));
+
+    bool number = false;
+    request.bitrateKbps = parser.value(bitrate).toInt(&number);
+    if (!number || request.bitrateKbps < 8 || request.bitrateKbps > 1000)
+        return usageError(command,
+                          QStringLiteral("--bitrate '%1' is not a bit rate: give kbit/s as a whole "
+                                         "number from 8 to 1000, such as 128")
+                              .arg(parser.value(bitrate)));
+
+    const QString encoderName = parser.value(encoder);
+    if (encoderName == QLatin1String("lame"))
+        request.encoderSwitch = 0;
+    else if (encoderName == QLatin1String("shine"))
+        request.encoderSwitch = 1;
+    else
+        return usageError(command, QStringLiteral("unknown encoder '%1' for --encoder: give lame "
+                                                  "or shine")
+                                       .arg(encoderName));
+
+    if (!parser.isSet(out))
+        return usageError(command, QStringLiteral("missing --out: give the output folder"));
+    request.outputFolder = parser.value(out);
+    if (!QFileInfo(request.outputFolder).isDir())
+        return usageError(command, QStringLiteral("the output folder %1 does not exist")
+                                       .arg(request.outputFolder));
+
+    request.files = parser.positionalArguments();
+    if (request.files.isEmpty())
+        return usageError(command, QStringLiteral("no files to convert"));
+
+    ConvertCodecs codecs;
+    codecs.mEnc = std::make_unique<Mp3Encoder>();
+    codecs.mDec = std::make_unique<Mp3Decoder>();
+    codecs.waEnc = std::make_unique<WmaEncoder>();
+    codecs.waDec = std::make_unique<WmaDecoder>();
+    ProgressPrinter printer;
+    ConvertCommand job(std::move(request), std::move(codecs), printer);
+    Interrupts interrupts;
+    QObject::connect(&interrupts, &Interrupts::interrupted, &job, &ConvertCommand::interrupt);
+    QObject::connect(
+        &job, &ConvertCommand::finished, qApp, [](int code) { QCoreApplication::exit(code); },
+        Qt::QueuedConnection);
+    // Started from the event loop, so that even a batch that ends at once can end the loop.
+    QMetaObject::invokeMethod(&job, &ConvertCommand::start, Qt::QueuedConnection);
+    return QCoreApplication::exec();
+}
+
+int runInfoCommand(const QStringList& arguments) {
+    const QString command = QStringLiteral("info");
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral(
+        "Prints one line per file, as the conversion list shows it, separated by tabs:\n"
+        "path, type (MP3, WMA or WAV from the name's lower-case ending), duration, size in mb."));
+    parser.addPositionalArgument(QStringLiteral("FILE"), QStringLiteral("Files to describe."),
+                                 QStringLiteral("FILE..."));
+    if (const auto code =
+            parseCommand(parser, arguments, command, QStringLiteral("FILE..."),
+                         QStringLiteral("Exit status: 0 when every file was described, 1 when a "
+                                        "file could not be,\n2 for a usage error.\n")))
+        return *code;
+    const QStringList files = parser.positionalArguments();
+    if (files.isEmpty())
+        return usageError(command, QStringLiteral("no files to describe"));
+    MediaInfo x;
+    return runInfo(x, files);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("melvane-cli"));
+    QCoreApplication::setApplicationVersion(
+        QStringLiteral("%1.%2").arg(MELVANE_VERSION_MAJOR).arg(MELVANE_VERSION_MINOR));
+
+    const QStringList arguments = QCoreApplication::arguments();
+    const QString first = arguments.value(1);
+    try {
+        if (first == QLatin1String("convert"))
+            return runConvert(arguments.mid(1));
+        if (first == QLatin1String("info"))
+            return runInfoCommand(arguments.mid(1));
+    } catch (const Error& e) {
+        print(stderr, QStringLiteral("melvane-cli: %1\n").arg(e.message()));
+        return 1;
+    }
+    if (first == QLatin1String("-h") || first == QLatin1String("--help") ||
+        first == QLatin1String("help")) {
+        print(stdout, QString::fromUtf8(kToolHelp));
+        return 0;
+    }
+    if (first == QLatin1String("-v") || first == QLatin1String("--version")) {
+        print(stdout, QStringLiteral("melvane-cli %1\n").arg(QCoreApplication::applicationVersion()));
+        return 0;
+    }
+    if (first.isEmpty()) {
+        print(stderr, QString::fromUtf8(kToolHelp));
+        return kUsageError;
+    }
+    return usageError(QString(), QStringLiteral("unknown command '%1'").arg(first));
+}
