@@ -45,8 +45,9 @@ int runInfo(HarnMediaUtils& x, const QStringList& files) {
         } catch (const Error& e) {
             // Keep the two streams in order when both go to the same place.
             std::fflush(stdout);
-            std::fputs(QStringLiteral("melvane-cli: %1\n").arg(e.message()).toLocal8Bit().constData(),
-                       stderr);
+            std::fputs(
+                QStringLiteral("melvane-cli: %1\n").arg(e.message()).toLocal8Bit().constData(),
+                stderr);
             exitCode = 1;
         }
     }

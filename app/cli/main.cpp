@@ -41,8 +41,8 @@ void print(std::FILE* stream, const QString& text) {
 int usageError(const QString& command, const QString& message) {
     const QString name = command.isEmpty() ? QStringLiteral("melvane-cli")
                                            : QStringLiteral("melvane-cli ") + command;
-    print(stderr, QStringLiteral("%1: %2\nTry '%1 --help' for more information.\n")
-                      .arg(name, message));
+    print(stderr,
+          QStringLiteral("%1: %2\nTry '%1 --help' for more information.\n").arg(name, message));
     return kUsageError;
 }
 
@@ -91,7 +91,8 @@ int runConvert(const QStringList& arguments) {
     parser.addPositionalArgument(QStringLiteral("FILE"), QStringLiteral("Files to convert."),
                                  QStringLiteral("FILE..."));
     if (const auto code = parseCommand(
-            parser, arguments, command, QStringLiteral("--to mp3|wma|wav --out DIR [OPTIONS] FILE..."),
+            parser, arguments, command,
+            QStringLiteral("--to mp3|wma|wav --out DIR [OPTIONS] FILE..."),
             QStringLiteral("Progress is a bar on a terminal and plain lines otherwise.\n"
                            "Exit status: 0 when every file was converted, 1 when a file failed,\n"
                            "2 for a usage error.\n")))
@@ -134,8 +135,9 @@ int runConvert(const QStringList& arguments) {
         return usageError(command, QStringLiteral("missing --out: give the output folder"));
     request.outputFolder = parser.value(out);
     if (!QFileInfo(request.outputFolder).isDir())
-        return usageError(command, QStringLiteral("the output folder %1 does not exist")
-                                       .arg(request.outputFolder));
+        return usageError(
+            command,
+            QStringLiteral("the output folder %1 does not exist").arg(request.outputFolder));
 
     request.files = parser.positionalArguments();
     if (request.files.isEmpty())
@@ -203,7 +205,8 @@ int main(int argc, char** argv) {
         return 0;
     }
     if (first == QLatin1String("-v") || first == QLatin1String("--version")) {
-        print(stdout, QStringLiteral("melvane-cli %1\n").arg(QCoreApplication::applicationVersion()));
+        print(stdout,
+              QStringLiteral("melvane-cli %1\n").arg(QCoreApplication::applicationVersion()));
         return 0;
     }
     if (first.isEmpty()) {
