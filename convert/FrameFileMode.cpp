@@ -7,6 +7,7 @@
 #include "ui_FrameFileMode.h"
 
 #include <QDir>
+#include <QHeaderView>
 #include <QMenu>
 #include <QMouseEvent>
 
@@ -40,6 +41,12 @@ FrameFileMode::FrameFileMode(Form1& form, QWidget* parent)
                                 QStringLiteral("Duration"), QStringLiteral("Size")});
     m_ui->LV->setCheckBoxes(true);
     m_ui->LV->setCheckNewRows(true);
+    // The path takes the room; long paths keep their file name visible.
+    m_ui->LV->header()->setStretchLastSection(false);
+    m_ui->LV->header()->setSectionResizeMode(0, QHeaderView::Stretch);
+    for (int column = 1; column <= 3; ++column)
+        m_ui->LV->header()->setSectionResizeMode(column, QHeaderView::ResizeToContents);
+    m_ui->LV->setTextElideMode(Qt::ElideMiddle);
     connectHandlers();
     connectCodecs();
 }
