@@ -75,10 +75,13 @@ qint64 nearestMp3BitRate(qint64 wanted, int sampleRate) {
 int chooseSampleRate(const AVCodec* codec, OutputCodec kind, int rate) {
     if (kind == OutputCodec::Wma && rate > 48000) // wmav2 stops at 48 kHz
         return rate % 11025 == 0 ? 44100 : 48000;
-    if (!codec->supported_samplerates)
+    // libshine announces 32 kHz too, but writes frames no decoder accepts at most bit rates there.
+    static constexpr int shineRates[] = {44100, 48000, 0};
+    const int* rates = kind == OutputCodec::Mp3Shine ? shineRates : codec->supported_samplerates;
+    if (!rates)
         return rate;
-    int best = codec->supported_samplerates[0];
-    for (const int* r = codec->supported_samplerates; *r; ++r) {
+    int best = rates[0];
+    for (const int* r = rates; *r; ++r) {
         if (std::abs(*r - rate) < std::abs(best - rate))
             best = *r;
     }
@@ -193,6 +196,10 @@ struct EncodedSink::Impl {
             encoder->bit_rate = options.codec == OutputCodec::Wma
                                     ? options.bitRate
                                     : nearestMp3BitRate(options.bitRate, encoded.sampleRate);
+            // The same flaw in libshine hits mono at 320 kbit/s and 44.1 kHz.
+            if (options.codec == OutputCodec::Mp3Shine && encoded.channels == 1 &&
+                encoded.sampleRate == 44100 && encoder->bit_rate > 256000)
+                encoder->bit_rate = 256000;
         }
         if (output->oformat->flags & AVFMT_GLOBALHEADER)
             encoder->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
@@ -324,7 +331,7 @@ struct EncodedSink::Impl {
             if (ret == AVERROR(EAGAIN) || ret == AVERROR_EOF)
                 return;
             if (ret < 0)
-                fail(QStringLiteral("the encoder failed (%1)").arg(ffmpeg::errorText(ret)));
+                encoderFailed(ret);
             if (gaplessDelay == 0) {
                 writePacket(packet.get(), -1);
                 continue;
@@ -343,10 +350,18 @@ struct EncodedSink::Impl {
         writePacket(held.get(), coded - gaplessDelay - realSamples);
     }
 
+    [[noreturn]] void encoderFailed(int code) {
+        const QString why = ffmpeg::lastLog();
+        fail(QStringLiteral("the %1 encoder failed (%2)")
+                 .arg(QString::fromUtf8(encoder->codec->name),
+                      why.isEmpty() ? ffmpeg::errorText(code) : why));
+    }
+
     void encode(const AVFrame* f) {
+        ffmpeg::clearLastLog();
         const int ret = avcodec_send_frame(encoder.get(), f);
         if (ret < 0)
-            fail(QStringLiteral("the encoder failed (%1)").arg(ffmpeg::errorText(ret)));
+            encoderFailed(ret);
         writePackets();
     }
 
