@@ -1,0 +1,75 @@
+#include "backends/qt/QtMessageBox.h"
+
+#include <QApplication>
+#include <QMessageBox>
+
+namespace {
+
+QMessageBox::Icon qtIcon(MessageBox::Icon icon) {
+    switch (icon) {
+    case MessageBox::Icon::Information:
+        return QMessageBox::Information;
+    case MessageBox::Icon::Exclamation:
+        return QMessageBox::Warning;
+    case MessageBox::Icon::Critical:
+        return QMessageBox::Critical;
+    case MessageBox::Icon::Question:
+        return QMessageBox::Question;
+    case MessageBox::Icon::None:
+        break;
+    }
+    return QMessageBox::NoIcon;
+}
+
+QMessageBox::StandardButtons qtButtons(MessageBox::Buttons buttons) {
+    switch (buttons) {
+    case MessageBox::Buttons::OkCancel:
+        return QMessageBox::Ok | QMessageBox::Cancel;
+    case MessageBox::Buttons::YesNo:
+        return QMessageBox::Yes | QMessageBox::No;
+    case MessageBox::Buttons::YesNoCancel:
+        return QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel;
+    case MessageBox::Buttons::OkOnly:
+        break;
+    }
+    return QMessageBox::Ok;
+}
+
+} // namespace
+
+MessageBox::Result QtMessageBox::MsgBox(const QString& prompt, Buttons buttons, Icon icon, const QString& title) {
+    QMessageBox box(qtIcon(icon), title.isEmpty() ? QStringLiteral("Melvane") : title, prompt, qtButtons(buttons),
+                    QApplication::activeWindow());
+    box.setObjectName(QStringLiteral("MessageBox"));
+    // The first button is the default, as in the classic boxes. Escape means Cancel where there
+    // is one, OK on a box with OK alone, and No on a Yes/No box (Qt's own choice for that box).
+    const bool yesFirst = buttons == Buttons::YesNo || buttons == Buttons::YesNoCancel;
+    box.setDefaultButton(yesFirst ? QMessageBox::Yes : QMessageBox::Ok);
+    if (buttons == Buttons::OkOnly)
+        box.setEscapeButton(QMessageBox::Ok);
+    else if (buttons != Buttons::YesNo)
+        box.setEscapeButton(QMessageBox::Cancel);
+    box.exec();
+
+    switch (box.standardButton(box.clickedButton())) {
+    case QMessageBox::Cancel:
+        return Result::Cancel;
+    case QMessageBox::Yes:
+        return Result::Yes;
+    case QMessageBox::No:
+        return Result::No;
+    case QMessageBox::Ok:
+        return Result::Ok;
+    default:
+        break;
+    }
+    // Closed without a button: the answer Escape gives.
+    switch (buttons) {
+    case Buttons::OkOnly:
+        return Result::Ok;
+    case Buttons::YesNo:
+        return Result::No;
+    default:
+        return Result::Cancel;
+    }
+}

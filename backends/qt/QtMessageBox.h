@@ -1,0 +1,10 @@
+#pragma once
+
+#include "components/MessageBox.h"
+
+// Message boxes on QMessageBox, owned by the active window so that they wear its skin.
+class QtMessageBox final : public MessageBox {
+public:
+    Result MsgBox(const QString& prompt, Buttons buttons = Buttons::OkOnly, Icon icon = Icon::None,
+                  const QString& title = {}) override;
+};
