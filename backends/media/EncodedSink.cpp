@@ -2,6 +2,7 @@
 
 #include "backends/media/Ffmpeg.h"
 #include "backends/media/InputFile.h"
+#include "backends/media/ParallelEncoder.h"
 #include "components/Error.h"
 
 extern "C" {
@@ -108,7 +109,9 @@ struct EncodedSink::Impl {
     Options options;
     PcmFormat input;
     PcmFormat encoded;
-    ffmpeg::CodecContext encoder;
+    ffmpeg::CodecContext encoder; // its settings describe the stream; it encodes unless parallel
+    qint64 bitRate = 0;
+    std::unique_ptr<ParallelEncoder> parallel;
     OutputContext output;
     AVStream* stream = nullptr;
     ffmpeg::Resampler resampler;
@@ -174,46 +177,53 @@ struct EncodedSink::Impl {
         }
     }
 
+    // A fresh encoder with this sink's settings; raises Error when it refuses them.
+    ffmpeg::CodecContext makeEncoder(const AVCodec* codec) {
+        ffmpeg::CodecContext context(avcodec_alloc_context3(codec));
+        if (!context)
+            fail(QStringLiteral("out of memory"));
+        context->sample_fmt = chooseSampleFormat(codec);
+        context->sample_rate = encoded.sampleRate;
+        av_channel_layout_default(&context->ch_layout, encoded.channels);
+        context->time_base = {1, encoded.sampleRate};
+        context->bit_rate = bitRate;
+        if (output->oformat->flags & AVFMT_GLOBALHEADER)
+            context->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+        ffmpeg::clearLastLog();
+        const int ret = avcodec_open2(context.get(), codec, nullptr);
+        if (ret < 0) {
+            const QString why = ffmpeg::lastLog();
+            fail(QStringLiteral("the %1 encoder refuses %2 bit/s at %3 Hz with %4 channel(s) (%5)")
+                     .arg(QString::fromUtf8(codec->name))
+                     .arg(bitRate)
+                     .arg(encoded.sampleRate)
+                     .arg(encoded.channels)
+                     .arg(why.isEmpty() ? ffmpeg::errorText(ret) : why));
+        }
+        return context;
+    }
+
     void openEncoder() {
         const char* name = EncodedSink::encoderName(options.codec);
         const AVCodec* codec = avcodec_find_encoder_by_name(name);
         if (!codec)
             fail(QStringLiteral("this FFmpeg has no %1 encoder").arg(QString::fromUtf8(name)));
-        encoder.reset(avcodec_alloc_context3(codec));
-        if (!encoder)
-            fail(QStringLiteral("out of memory"));
 
         encoded.sampleRate = chooseSampleRate(codec, options.codec, input.sampleRate);
         encoded.channels = options.codec == OutputCodec::Wav ? input.channels
                                                              : std::min(input.channels, 2);
-        encoder->sample_fmt = chooseSampleFormat(codec);
-        encoder->sample_rate = encoded.sampleRate;
-        av_channel_layout_default(&encoder->ch_layout, encoded.channels);
-        encoder->time_base = {1, encoded.sampleRate};
         if (options.codec != OutputCodec::Wav) {
             if (options.bitRate <= 0)
                 fail(QStringLiteral("%1 bit/s is not a valid bit rate").arg(options.bitRate));
-            encoder->bit_rate = options.codec == OutputCodec::Wma
-                                    ? options.bitRate
-                                    : nearestMp3BitRate(options.bitRate, encoded.sampleRate);
+            bitRate = options.codec == OutputCodec::Wma
+                          ? options.bitRate
+                          : nearestMp3BitRate(options.bitRate, encoded.sampleRate);
             // The same flaw in libshine hits mono at 320 kbit/s and 44.1 kHz.
             if (options.codec == OutputCodec::Mp3Shine && encoded.channels == 1 &&
-                encoded.sampleRate == 44100 && encoder->bit_rate > 256000)
-                encoder->bit_rate = 256000;
+                encoded.sampleRate == 44100 && bitRate > 256000)
+                bitRate = 256000;
         }
-        if (output->oformat->flags & AVFMT_GLOBALHEADER)
-            encoder->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-        ffmpeg::clearLastLog();
-        const int ret = avcodec_open2(encoder.get(), codec, nullptr);
-        if (ret < 0) {
-            const QString why = ffmpeg::lastLog();
-            fail(QStringLiteral("the %1 encoder refuses %2 bit/s at %3 Hz with %4 channel(s) (%5)")
-                     .arg(QString::fromUtf8(name))
-                     .arg(encoder->bit_rate)
-                     .arg(encoded.sampleRate)
-                     .arg(encoded.channels)
-                     .arg(why.isEmpty() ? ffmpeg::errorText(ret) : why));
-        }
+        encoder = makeEncoder(codec);
         const bool variable = (codec->capabilities & AV_CODEC_CAP_VARIABLE_FRAME_SIZE) ||
                               encoder->frame_size <= 0;
         frameSize = variable ? kVariableFrameSize : encoder->frame_size;
@@ -227,6 +237,8 @@ struct EncodedSink::Impl {
             tailFrames = 2;
             gaplessDelay = 1056;
         }
+        if (options.parallel && ParallelEncoder::suits(codec))
+            parallel = std::make_unique<ParallelEncoder>([&] { return makeEncoder(codec); }, 2);
     }
 
     void openOutput() {
@@ -332,15 +344,19 @@ struct EncodedSink::Impl {
                 return;
             if (ret < 0)
                 encoderFailed(ret);
-            if (gaplessDelay == 0) {
-                writePacket(packet.get(), -1);
-                continue;
-            }
-            // Hold one packet back: the last one must carry the padding to trim.
-            if (held->data || held->side_data_elems)
-                writePacket(held.get(), -1);
-            av_packet_move_ref(held.get(), packet.get());
+            writeEncoded(packet.get());
         }
+    }
+
+    void writeEncoded(AVPacket* p) {
+        if (gaplessDelay == 0) {
+            writePacket(p, -1);
+            return;
+        }
+        // Hold one packet back: the last one must carry the padding to trim.
+        if (held->data)
+            writePacket(held.get(), -1);
+        av_packet_move_ref(held.get(), p);
     }
 
     void writeHeldPacket() {
@@ -358,6 +374,19 @@ struct EncodedSink::Impl {
     }
 
     void encode(const AVFrame* f) {
+        if (parallel) {
+            try {
+                if (f)
+                    parallel->add(f);
+                else
+                    parallel->finish();
+                while (parallel->takePacket(packet.get(), !f))
+                    writeEncoded(packet.get());
+            } catch (const Error& e) {
+                fail(e.message());
+            }
+            return;
+        }
         ffmpeg::clearLastLog();
         const int ret = avcodec_send_frame(encoder.get(), f);
         if (ret < 0)
@@ -367,8 +396,16 @@ struct EncodedSink::Impl {
 
     // Encodes one frame of `samples` from the FIFO, padded with silence up to `padTo`.
     void encodeFromFifo(int samples, int padTo) {
-        if (av_frame_make_writable(frame.get()) < 0)
-            fail(QStringLiteral("out of memory"));
+        // A frame still referenced by an encoder gets a new buffer, without copying the old.
+        if (!av_frame_is_writable(frame.get())) {
+            av_frame_unref(frame.get());
+            frame->format = encoder->sample_fmt;
+            frame->sample_rate = encoded.sampleRate;
+            frame->nb_samples = frameSize;
+            if (av_channel_layout_copy(&frame->ch_layout, &encoder->ch_layout) < 0 ||
+                av_frame_get_buffer(frame.get(), 0) < 0)
+                fail(QStringLiteral("out of memory"));
+        }
         frame->nb_samples = padTo;
         const int got = av_audio_fifo_read(fifo.get(), reinterpret_cast<void**>(frame->data), samples);
         if (got < padTo)

@@ -33,6 +33,8 @@ public:
         qint64 bitRate = 128000;
         // Tags for the container, with FFmpeg's generic keys: title, artist, album ...
         QMap<QString, QString> tags;
+        // Encode on two threads where that yields the very same bytes (WMA).
+        bool parallel = true;
     };
 
     // Opens the encoder and creates the temporary file. Raises Error ("Cannot write <path>:

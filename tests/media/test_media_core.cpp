@@ -90,6 +90,7 @@ private Q_SLOTS:
     void wavIsBitExact();
     void roundTrip_data();
     void roundTrip();
+    void wmaOnTwoThreadsMatchesOneThread();
     void shineTakesTheNearestRates();
     void convertsToCdAudio();
     void seekStartsAtTheRequestedFrame();
@@ -210,6 +211,21 @@ void TestMediaCore::roundTrip() {
                  qPrintable(QStringLiteral("audio at %1..%2, not %3..%4")
                                 .arg(start).arg(end).arg(wantStart).arg(wantEnd)));
     }
+}
+
+// Parallel WMA encoding must not change a bit: same packets, so the same decoded samples.
+void TestMediaCore::wmaOnTwoThreadsMatchesOneThread() {
+    SineSource noisy(kStereo44, 7.3, 523.0);
+    writeSource(noisy, path("par.wav"), {OutputCodec::Wav, 0, {}});
+    EncodedSink::Options options{OutputCodec::Wma, 128000, {}};
+    convertFile(path("par.wav"), path("par-two.wma"), options);
+    options.parallel = false;
+    convertFile(path("par.wav"), path("par-one.wma"), options);
+    const DecodedAudio two = decodeFile(path("par-two.wma"));
+    const DecodedAudio one = decodeFile(path("par-one.wma"));
+    QCOMPARE(two.frames(), one.frames());
+    QVERIFY(two.samples == one.samples);
+    QCOMPARE(QFileInfo(path("par-two.wma")).size(), QFileInfo(path("par-one.wma")).size());
 }
 
 void TestMediaCore::shineTakesTheNearestRates() {
