@@ -36,6 +36,9 @@ Interrupts::Interrupts(QObject* parent) : QObject(parent) {
     action.sa_flags = SA_RESTART;
     for (int s : kSignals)
         ::sigaction(s, &action, nullptr);
+    // A reader that goes away (melvane-cli ... | head) must not kill a job mid-file, which
+    // would leave its temporary file behind; the lost progress lines do not matter.
+    ::signal(SIGPIPE, SIG_IGN);
 }
 
 Interrupts::~Interrupts() {
@@ -44,6 +47,7 @@ Interrupts::~Interrupts() {
     sigemptyset(&action.sa_mask);
     for (int s : kSignals)
         ::sigaction(s, &action, nullptr);
+    ::signal(SIGPIPE, SIG_DFL);
     ::close(signalSockets[0]);
     ::close(signalSockets[1]);
     signalSockets[0] = signalSockets[1] = -1;

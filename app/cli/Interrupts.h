@@ -7,7 +7,7 @@ class QSocketNotifier;
 // Turns SIGINT, SIGTERM and SIGHUP into a Qt signal on the main thread, so a conversion that is
 // stopped from the shell can cancel its job and leave no temporary file behind. The handler
 // only writes the signal number into a socket pair; everything else happens in the event loop.
-// One instance per process.
+// SIGPIPE is ignored meanwhile. One instance per process.
 class Interrupts final : public QObject {
     Q_OBJECT
 public:

@@ -95,7 +95,7 @@ int runConvert(const QStringList& arguments) {
             QStringLiteral("--to mp3|wma|wav --out DIR [OPTIONS] FILE..."),
             QStringLiteral("Progress is a bar on a terminal and plain lines otherwise.\n"
                            "Exit status: 0 when every file was converted, 1 when a file failed,\n"
-                           "2 for a usage error.\n")))
+                           "2 for a usage error, 128 + the signal's number when interrupted.\n")))
         return *code;
 
     ConvertRequest request;

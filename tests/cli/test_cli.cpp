@@ -301,6 +301,19 @@ private Q_SLOTS:
         QVERIFY2(r.err.contains(upper) && r.err.contains("type"), qPrintable(r.err));
     }
 
+    // A reader that stops listening (`| head -c 1`) does not stop the batch half-way.
+    void closedOutputDoesNotStopTheBatch() {
+        const QString out = freshFolder(QStringLiteral("closed"));
+        QProcess shell;
+        shell.start(QStringLiteral("bash"),
+                    {"-c", R"("$0" "$@" | head -c 1 >/dev/null; exit "${PIPESTATUS[0]}")",
+                     QStringLiteral(MELVANE_CLI), "convert", "--to", "mp3", "--out", out, m_tone,
+                     m_second});
+        QVERIFY(shell.waitForFinished(30000));
+        QCOMPARE(shell.exitCode(), 0);
+        QCOMPARE(entries(out), QStringList({"second.mp3", "tone.mp3"}));
+    }
+
     // Stopped from the shell, the running file's temporary output goes and no later file starts.
     void interruptLeavesNoPartialFile() {
         const QString longSource = path(QStringLiteral("long.wav"));
