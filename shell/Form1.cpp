@@ -11,6 +11,7 @@
 
 #include <QCloseEvent>
 #include <QDir>
+#include <QMenu>
 #include <QPushButton>
 
 using ErrorBoundary::handler;
@@ -31,6 +32,9 @@ Form1::Form1(Form1Components components, QWidget* parent)
     }
     VolumeControl1 = new VolumeControl(m_ui->centralwidget);
     VolumeControl1->hide();
+    // An options menu without entries yet is shown greyed rather than opening empty.
+    for (QMenu* options : {m_ui->mnuoptfilemode, m_ui->mnuoptcdmode, m_ui->mnuoptburnmode})
+        options->menuAction()->setEnabled(!options->isEmpty());
     connectHandlers();
 }
 
