@@ -488,8 +488,10 @@ PcmFormat EncodedSink::format() const {
 }
 
 void EncodedSink::write(const qint16* buffer, qint64 frames) {
-    if (d->committed || d->failed)
-        d->fail(QStringLiteral("the file is already closed"));
+    if (d->committed)
+        d->fail(QStringLiteral("the file is already complete"));
+    if (d->failed)
+        d->fail(QStringLiteral("an earlier write failed"));
     while (frames > 0) {
         // Bounded pieces keep the scratch buffer and the FIFO small.
         const int piece = int(std::min<qint64>(frames, 1 << 16));

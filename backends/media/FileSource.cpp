@@ -168,12 +168,17 @@ struct FileSource::Impl {
         position += got;
     }
 
+    // Decoders fail single packets of a damaged file; like any player we skip those, and give
+    // up only when nothing decodes for a long stretch. Running out of memory ends it at once.
     void noteBadData(int code) {
+        if (code == AVERROR(ENOMEM))
+            throw Error(readError(path, ffmpeg::errorText(code)));
         if (++badPackets <= kMaxBadPackets)
             return;
         const QString why = ffmpeg::lastLog();
-        throw Error(readError(path, QStringLiteral("its audio data is damaged (%1)")
-                                        .arg(why.isEmpty() ? ffmpeg::errorText(code) : why)));
+        throw Error(readError(path, QStringLiteral("its audio data is damaged%1")
+                                        .arg(why.isEmpty() ? QString()
+                                                           : QStringLiteral(" (%1)").arg(why))));
     }
 
     void feedDecoder() {
@@ -186,11 +191,12 @@ struct FileSource::Impl {
         if (ret < 0)
             throw Error(readError(path, ffmpeg::errorText(ret)));
         if (packet->stream_index == input.stream->index) {
+            ffmpeg::clearLastLog();
             ret = avcodec_send_packet(decoder.get(), packet.get());
-            if (ret == AVERROR_INVALIDDATA)
+            if (ret < 0 && ret != AVERROR(EAGAIN)) {
+                av_packet_unref(packet.get());
                 noteBadData(ret);
-            else if (ret < 0 && ret != AVERROR(EAGAIN))
-                throw Error(readError(path, ffmpeg::errorText(ret)));
+            }
         }
         av_packet_unref(packet.get());
     }
@@ -210,10 +216,8 @@ struct FileSource::Impl {
             } else if (ret == AVERROR(EAGAIN) || ret == AVERROR_EOF) {
                 decoderEnded = true;
                 flushResampler();
-            } else if (ret == AVERROR_INVALIDDATA) {
-                noteBadData(ret);
             } else {
-                throw Error(readError(path, ffmpeg::errorText(ret)));
+                noteBadData(ret);
             }
         }
         return end > begin;
@@ -229,7 +233,8 @@ struct FileSource::Impl {
         const qint64 tolerance = std::max<qint64>(5 * sourceFrameSize, out.sampleRate / 20);
         if (lengthFromHeader && expected > 0 && produced + tolerance < expected) {
             throw Error(readError(
-                path, QStringLiteral("the file is truncated (only %1 of %2 seconds can be decoded)")
+                path, QStringLiteral("the file is truncated or damaged (only %1 of %2 seconds can "
+                                     "be decoded)")
                           .arg(double(produced) / out.sampleRate, 0, 'f', 2)
                           .arg(double(expected) / out.sampleRate, 0, 'f', 2)));
         }
@@ -266,6 +271,8 @@ qint64 FileSource::expectedFrames() const {
 }
 
 qint64 FileSource::read(qint16* buffer, qint64 maxFrames) {
+    if (maxFrames <= 0)
+        return 0;
     qint64 done = 0;
     while (done < maxFrames) {
         const qint64 available = d->pendingFrames();
