@@ -6,6 +6,7 @@
 #include <QFileInfo>
 #include <algorithm>
 #include <cstdio>
+#include <exception>
 
 namespace {
 
@@ -79,6 +80,9 @@ void ConvertCommand::next() {
             return;
         } catch (const Error& e) {
             fail(e.message());
+        } catch (const std::exception& e) {
+            // Nothing may leave through the event loop; a failed start is that file's failure.
+            fail(QString::fromUtf8(e.what()));
         }
     }
     end();

@@ -4,6 +4,7 @@
 #include "shell/CommonHelpers.h"
 
 #include <cstdio>
+#include <exception>
 
 QString infoLine(HarnMediaUtils& x, const QString& path) {
     const QString ending = path.right(3);
@@ -42,12 +43,14 @@ int runInfo(HarnMediaUtils& x, const QStringList& files) {
         try {
             const QString line = infoLine(x, path) + u'\n';
             std::fputs(line.toLocal8Bit().constData(), stdout);
-        } catch (const Error& e) {
+        } catch (const std::exception& e) {
             // Keep the two streams in order when both go to the same place.
             std::fflush(stdout);
-            std::fputs(
-                QStringLiteral("melvane-cli: %1\n").arg(e.message()).toLocal8Bit().constData(),
-                stderr);
+            std::fputs(QStringLiteral("melvane-cli: %1\n")
+                           .arg(QString::fromUtf8(e.what()))
+                           .toLocal8Bit()
+                           .constData(),
+                       stderr);
             exitCode = 1;
         }
     }

@@ -5,12 +5,12 @@
 #include "app/cli/Interrupts.h"
 #include "app/cli/ProgressPrinter.h"
 #include "backends/media/Codecs.h"
-#include "components/Error.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QFileInfo>
 #include <cstdio>
+#include <exception>
 #include <optional>
 
 namespace {
@@ -188,15 +188,18 @@ int main(int argc, char** argv) {
     QCoreApplication::setApplicationVersion(
         QStringLiteral("%1.%2").arg(MELVANE_VERSION_MAJOR).arg(MELVANE_VERSION_MINOR));
 
-    const QStringList arguments = QCoreApplication::arguments();
+    QStringList arguments = QCoreApplication::arguments();
+    // "help COMMAND" is "COMMAND --help".
+    if (arguments.value(1) == QLatin1String("help") && arguments.size() > 2)
+        arguments = {arguments[0], arguments[2], QStringLiteral("--help")};
     const QString first = arguments.value(1);
     try {
         if (first == QLatin1String("convert"))
             return runConvert(arguments.mid(1));
         if (first == QLatin1String("info"))
             return runInfoCommand(arguments.mid(1));
-    } catch (const Error& e) {
-        print(stderr, QStringLiteral("melvane-cli: %1\n").arg(e.message()));
+    } catch (const std::exception& e) {
+        print(stderr, QStringLiteral("melvane-cli: %1\n").arg(QString::fromUtf8(e.what())));
         return 1;
     }
     if (first == QLatin1String("-h") || first == QLatin1String("--help") ||

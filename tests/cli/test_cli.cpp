@@ -287,6 +287,7 @@ private Q_SLOTS:
         r = run({"info", "-h"});
         QCOMPARE(r.exitCode, 0);
         QVERIFY(r.out.startsWith("Usage: melvane-cli info"));
+        QCOMPARE(run({"help", "info"}).out, r.out);
     }
 
     // An unreadable file is reported on standard error; the others are still described.
