@@ -109,7 +109,7 @@ struct EncodedSink::Impl {
     Options options;
     PcmFormat input;
     PcmFormat encoded;
-    ffmpeg::CodecContext encoder; // its settings describe the stream; it encodes unless parallel
+    ffmpeg::CodecContext encoder; // its settings describe the stream; it encodes without threads
     qint64 bitRate = 0;
     std::unique_ptr<ParallelEncoder> parallel;
     OutputContext output;
@@ -237,8 +237,10 @@ struct EncodedSink::Impl {
             tailFrames = 2;
             gaplessDelay = 1056;
         }
-        if (options.parallel && ParallelEncoder::suits(codec))
-            parallel = std::make_unique<ParallelEncoder>([&] { return makeEncoder(codec); }, 2);
+        // PCM costs nothing to encode; any real encoder gets threads of its own.
+        if (options.parallel && options.codec != OutputCodec::Wav)
+            parallel = std::make_unique<ParallelEncoder>([&] { return makeEncoder(codec); },
+                                                         ParallelEncoder::suits(codec), 2);
     }
 
     void openOutput() {

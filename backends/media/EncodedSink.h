@@ -33,7 +33,8 @@ public:
         qint64 bitRate = 128000;
         // Tags for the container, with FFmpeg's generic keys: title, artist, album ...
         QMap<QString, QString> tags;
-        // Encode on two threads where that yields the very same bytes (WMA).
+        // Encode on threads of its own (two for WMA), apart from the thread that writes; the
+        // bytes are the same either way.
         bool parallel = true;
     };
 

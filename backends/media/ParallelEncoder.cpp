@@ -3,14 +3,15 @@
 #include "components/Error.h"
 
 namespace {
-// 32 frames of wmav2 are 65536 samples: priming costs one frame in 32.
+// 32 frames: for wmav2 65536 samples, so priming costs one frame in 32; for MP3 under a second.
 constexpr size_t kSegmentFrames = 32;
 } // namespace
 
 ParallelEncoder::ParallelEncoder(const std::function<ffmpeg::CodecContext()>& openEncoder,
-                                 int workers) {
+                                 bool independentFrames, int workers)
+    : m_independent(independentFrames) {
     std::vector<ffmpeg::CodecContext> encoders;
-    for (int i = 0; i < workers; ++i)
+    for (int i = 0; i < (m_independent ? workers : 1); ++i)
         encoders.push_back(openEncoder());
     for (ffmpeg::CodecContext& encoder : encoders)
         m_workers.emplace_back([this, e = std::move(encoder)]() mutable { run(std::move(e)); });
@@ -34,20 +35,20 @@ void ParallelEncoder::add(const AVFrame* frame) {
     ffmpeg::Frame copy = ffmpeg::makeFrame();
     if (av_frame_ref(copy.get(), frame) < 0)
         throw Error(QStringLiteral("Out of memory while encoding"));
-    if (m_filling.frames.empty()) {
-        m_filling.index = m_submitted;
-        m_filling.primer = std::move(m_lastFrame);
+    if (m_independent) {
+        if (m_filling.frames.empty())
+            m_filling.primer = std::move(m_lastFrame);
+        m_lastFrame = ffmpeg::makeFrame();
+        av_frame_ref(m_lastFrame.get(), copy.get());
     }
-    m_lastFrame = ffmpeg::makeFrame();
-    av_frame_ref(m_lastFrame.get(), copy.get());
     m_filling.frames.push_back(std::move(copy));
     if (m_filling.frames.size() == kSegmentFrames)
         submit();
 }
 
 void ParallelEncoder::finish() {
-    if (!m_filling.frames.empty())
-        submit();
+    m_filling.last = true;
+    submit();
 }
 
 void ParallelEncoder::submit() {
@@ -57,10 +58,10 @@ void ParallelEncoder::submit() {
         return m_queue.size() < m_workers.size() || !m_failure.isEmpty();
     });
     if (!m_failure.isEmpty())
-        raiseFailure();
+        throw Error(m_failure);
+    m_filling.index = m_submitted++;
     m_queue.push_back(std::move(m_filling));
     m_filling = Segment();
-    ++m_submitted;
     lock.unlock();
     m_changed.notify_all();
 }
@@ -69,7 +70,7 @@ bool ParallelEncoder::takePacket(AVPacket* packet, bool wait) {
     std::unique_lock lock(m_mutex);
     for (;;) {
         if (!m_failure.isEmpty())
-            raiseFailure();
+            throw Error(m_failure);
         auto it = m_done.find(m_nextToTake);
         if (it != m_done.end()) {
             Segment& segment = it->second;
@@ -88,12 +89,39 @@ bool ParallelEncoder::takePacket(AVPacket* packet, bool wait) {
     }
 }
 
-void ParallelEncoder::raiseFailure() {
-    throw Error(m_failure);
+// Encodes one segment into its packets; returns the reason when the encoder fails.
+QString ParallelEncoder::encode(AVCodecContext* encoder, Segment& segment) {
+    ffmpeg::Packet packet = ffmpeg::makePacket();
+    auto send = [&](const AVFrame* frame, bool keep) -> int {
+        int ret = avcodec_send_frame(encoder, frame);
+        while (ret >= 0) {
+            ret = avcodec_receive_packet(encoder, packet.get());
+            if (ret < 0)
+                break;
+            if (keep) {
+                segment.packets.push_back(ffmpeg::makePacket());
+                av_packet_move_ref(segment.packets.back().get(), packet.get());
+            } else {
+                av_packet_unref(packet.get());
+            }
+        }
+        return ret == AVERROR(EAGAIN) || ret == AVERROR_EOF ? 0 : ret;
+    };
+    // A primed encoder turns each frame into exactly one packet at once; the primer's is
+    // dropped.
+    int ret = segment.primer ? send(segment.primer.get(), false) : 0;
+    for (size_t i = 0; ret >= 0 && i < segment.frames.size(); ++i)
+        ret = send(segment.frames[i].get(), true);
+    // Independent encoders hold nothing back; a pipelined one is drained at the end.
+    if (ret >= 0 && segment.last && !m_independent)
+        ret = send(nullptr, true);
+    if (ret >= 0)
+        return {};
+    return QStringLiteral("the %1 encoder failed (%2)")
+        .arg(QString::fromUtf8(encoder->codec->name), ffmpeg::errorText(ret));
 }
 
 void ParallelEncoder::run(ffmpeg::CodecContext encoder) {
-    ffmpeg::Packet packet = ffmpeg::makePacket();
     for (;;) {
         Segment segment;
         {
@@ -107,28 +135,8 @@ void ParallelEncoder::run(ffmpeg::CodecContext encoder) {
         m_changed.notify_all();
 
         QString failure;
-        // Every frame gives exactly one packet at once; the primer's is dropped.
-        auto encodeOne = [&](const AVFrame* frame, bool keep) {
-            int ret = avcodec_send_frame(encoder.get(), frame);
-            if (ret >= 0)
-                ret = avcodec_receive_packet(encoder.get(), packet.get());
-            if (ret < 0) {
-                failure = QStringLiteral("the %1 encoder failed (%2)")
-                              .arg(QString::fromUtf8(encoder->codec->name), ffmpeg::errorText(ret));
-                return false;
-            }
-            if (keep) {
-                segment.packets.push_back(ffmpeg::makePacket());
-                av_packet_move_ref(segment.packets.back().get(), packet.get());
-            } else {
-                av_packet_unref(packet.get());
-            }
-            return true;
-        };
         try {
-            bool ok = !segment.primer || encodeOne(segment.primer.get(), false);
-            for (size_t i = 0; ok && i < segment.frames.size(); ++i)
-                ok = encodeOne(segment.frames[i].get(), true);
+            failure = encode(encoder.get(), segment);
         } catch (const Error& e) {
             failure = e.message();
         }
