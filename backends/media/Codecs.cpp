@@ -21,22 +21,6 @@ void Mp3Encoder::Cancel() {
     m_runner.cancel();
 }
 
-Mp3Decoder::Mp3Decoder(QObject* parent)
-    : MDec(parent),
-      m_runner(
-          this, Resolution::WholePercent, [this](double p) { Q_EMIT Progress(qint32(p)); },
-          [this](const QString& message) { Q_EMIT Failed(message); }) {}
-
-Mp3Decoder::~Mp3Decoder() = default;
-
-void Mp3Decoder::Decode() {
-    m_runner.start(m_inputFile, m_outputFile, {OutputCodec::Wav, 0, {}});
-}
-
-void Mp3Decoder::Cancel() {
-    m_runner.cancel();
-}
-
 WmaEncoder::WmaEncoder(QObject* parent)
     : WAEnc(parent),
       m_runner(
@@ -50,21 +34,5 @@ void WmaEncoder::Encode(const QString& input, const QString& output) {
 }
 
 void WmaEncoder::Cancel() {
-    m_runner.cancel();
-}
-
-WmaDecoder::WmaDecoder(QObject* parent)
-    : WaDec(parent),
-      m_runner(
-          this, Resolution::TenthPercent, [this](double p) { Q_EMIT Progress(p); },
-          [this](const QString& message) { Q_EMIT Failed(message); }) {}
-
-WmaDecoder::~WmaDecoder() = default;
-
-void WmaDecoder::Decode() {
-    m_runner.start(m_inputFile, m_outputFile, {OutputCodec::Wav, 0, {}});
-}
-
-void WmaDecoder::Cancel() {
     m_runner.cancel();
 }

@@ -11,6 +11,8 @@
 #include "components/WMAFile.h"
 #include "components/WaDec.h"
 
+#include <type_traits>
+
 // WAV (or anything FFmpeg decodes) to MP3 at a constant bit rate; EncoderSwitch 1 = shine,
 // anything else LAME.
 class Mp3Encoder final : public MEnc {
@@ -38,26 +40,6 @@ private:
     CodecRunner m_runner;
 };
 
-// MP3 (or anything FFmpeg decodes) to a 16-bit WAV file at the source's rate and channels.
-class Mp3Decoder final : public MDec {
-    Q_OBJECT
-public:
-    explicit Mp3Decoder(QObject* parent = nullptr);
-    ~Mp3Decoder() override;
-
-    void setInputFile(const QString& path) override { m_inputFile = path; }
-    QString InputFile() const override { return m_inputFile; }
-    void setOutputFile(const QString& path) override { m_outputFile = path; }
-    QString OutputFile() const override { return m_outputFile; }
-    void Decode() override;
-    void Cancel() override;
-
-private:
-    QString m_inputFile;
-    QString m_outputFile;
-    CodecRunner m_runner;
-};
-
 // WAV (or anything FFmpeg decodes) to WMA version 2 in an ASF file.
 class WmaEncoder final : public WAEnc {
     Q_OBJECT
@@ -75,24 +57,41 @@ private:
     CodecRunner m_runner;
 };
 
-// WMA (or anything FFmpeg decodes) to a 16-bit WAV file at the source's rate and channels.
-class WmaDecoder final : public WaDec {
-    Q_OBJECT
+// Any file FFmpeg decodes to a 16-bit WAV file at the source's rate and channels. The MP3 and
+// the WMA decoder differ only in their interface and the type of their percentage.
+template <class Interface, class Percent>
+class FileDecoder : public Interface {
 public:
-    explicit WmaDecoder(QObject* parent = nullptr);
-    ~WmaDecoder() override;
+    explicit FileDecoder(QObject* parent = nullptr)
+        : Interface(parent),
+          m_runner(
+              this,
+              std::is_integral_v<Percent> ? CodecRunner::Resolution::WholePercent
+                                          : CodecRunner::Resolution::TenthPercent,
+              [this](double p) { Q_EMIT this->Progress(Percent(p)); },
+              [this](const QString& message) { Q_EMIT this->Failed(message); }) {}
 
     void setInputFile(const QString& path) override { m_inputFile = path; }
     QString InputFile() const override { return m_inputFile; }
     void setOutputFile(const QString& path) override { m_outputFile = path; }
     QString OutputFile() const override { return m_outputFile; }
-    void Decode() override;
-    void Cancel() override;
+    void Decode() override { m_runner.start(m_inputFile, m_outputFile, {OutputCodec::Wav, 0, {}}); }
+    void Cancel() override { m_runner.cancel(); }
 
 private:
     QString m_inputFile;
     QString m_outputFile;
     CodecRunner m_runner;
+};
+
+class Mp3Decoder final : public FileDecoder<MDec, qint32> {
+public:
+    using FileDecoder::FileDecoder;
+};
+
+class WmaDecoder final : public FileDecoder<WaDec, double> {
+public:
+    using FileDecoder::FileDecoder;
 };
 
 // Duration and size of a file. The three Read...Info calls read any audio file FFmpeg opens (the
