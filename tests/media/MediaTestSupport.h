@@ -1,28 +1,53 @@
 #pragma once
 
-// Media the tests make themselves, through the transcoding core, and the measurements they take
-// of what comes back.
+// Media the tests make through the transcoding core, and what they measure of what comes back.
 
 #include "backends/media/EncodedSink.h"
-#include "backends/media/PcmSource.h"
+#include "backends/media/FileSource.h"
+#include "backends/media/Transcode.h"
+#include "components/Error.h"
 
-#include <QByteArray>
+#include <QCryptographicHash>
 #include <QDateTime>
-#include <QString>
-#include <QStringList>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <cmath>
+#include <functional>
+#include <numbers>
+#include <stdexcept>
 #include <vector>
 
 // A sine per channel: channel c plays frequency * (1 + c / 2), so a swap of channels shows.
-// Outside [gateFrom, gateTo) seconds it is silent, which marks where the audio starts and ends.
+// Silent outside [gateFrom, gateTo) seconds, which marks where the audio starts and ends.
 class SineSource final : public PcmSource {
 public:
     SineSource(PcmFormat format, double seconds, double frequency = 440.0, double level = 0.5,
-               double gateFrom = 0.0, double gateTo = 1.0e9);
+               double gateFrom = 0.0, double gateTo = 1.0e9)
+        : m_format(format), m_total(std::llround(seconds * format.sampleRate)),
+          m_frequency(frequency), m_level(level),
+          m_gateFrom(std::llround(gateFrom * format.sampleRate)),
+          m_gateTo(std::llround(std::min(gateTo, seconds) * format.sampleRate)) {}
     PcmFormat format() const override { return m_format; }
     qint64 expectedFrames() const override { return m_total; }
-    qint64 read(qint16* buffer, qint64 maxFrames) override;
+    qint64 read(qint16* buffer, qint64 maxFrames) override {
+        const qint64 n = std::min(maxFrames, m_total - m_done);
+        for (qint64 frame = m_done; frame < m_done + n; ++frame) {
+            const double t = double(frame) / m_format.sampleRate;
+            const bool audible = frame >= m_gateFrom && frame < m_gateTo;
+            for (int c = 0; c < m_format.channels; ++c) {
+                const double x =
+                    std::sin(2.0 * std::numbers::pi * channelFrequency(m_frequency, c) * t);
+                *buffer++ = audible ? qint16(std::lround(m_level * 32767.0 * x)) : 0;
+            }
+        }
+        m_done += n;
+        return n;
+    }
 
-    static double channelFrequency(double base, int channel) { return base * (1.0 + channel / 2.0); }
+    static double channelFrequency(double base, int channel) {
+        return base * (1.0 + channel / 2.0);
+    }
 
 private:
     PcmFormat m_format;
@@ -35,34 +60,108 @@ private:
 };
 
 // Encodes a whole source, or a whole file, into path through the core and commits it.
-void writeSource(PcmSource& source, const QString& path, const EncodedSink::Options& options);
-void convertFile(const QString& input, const QString& path, const EncodedSink::Options& options);
-// A sine of the given length written with the given codec.
-void writeSine(const QString& path, OutputCodec codec, PcmFormat format, double seconds,
-               qint64 bitRate = 128000);
+inline void writeSource(PcmSource& source, const QString& path,
+                        const EncodedSink::Options& options) {
+    EncodedSink sink(path, options, source.format());
+    std::atomic<bool> never{false};
+    if (!transcode(source, sink, never))
+        throw std::logic_error("transcode stopped without being cancelled");
+    sink.commit();
+}
+
+inline void convertFile(const QString& input, const QString& path,
+                        const EncodedSink::Options& options) {
+    FileSource source(input);
+    writeSource(source, path, options);
+}
+
+inline void writeSine(const QString& path, OutputCodec codec, PcmFormat format, double seconds) {
+    SineSource source(format, seconds);
+    writeSource(source, path, {codec, 128000, {}});
+}
 
 struct DecodedAudio {
     PcmFormat format;
     std::vector<qint16> samples;
+
     qint64 frames() const { return qint64(samples.size()) / format.channels; }
-    // Frequency from zero crossings and level (RMS, full scale = 1) of one channel, measured
-    // on the middle half, away from the ends where encoders fade in and pad.
-    double frequency(int channel) const;
-    double rms(int channel) const;
-    // First and last frame of a channel louder than level (full scale = 1); -1 when none is.
-    std::pair<qint64, qint64> edges(int channel, double level = 0.01) const;
+    double at(qint64 frame, int channel) const {
+        return samples[size_t(frame * format.channels + channel)] / 32768.0;
+    }
+    // Frequency (zero crossings) and RMS level (full scale = 1) of one channel, on the middle
+    // half, away from the ends where encoders fade in and pad.
+    double frequency(int channel) const {
+        qint64 first = -1, last = -1, crossings = 0;
+        for (qint64 i = frames() / 4 + 1; i < frames() - frames() / 4; ++i) {
+            if (at(i - 1, channel) < 0 && at(i, channel) >= 0) {
+                crossings += first >= 0;
+                first = first < 0 ? i : first;
+                last = i;
+            }
+        }
+        return crossings ? double(crossings) * format.sampleRate / double(last - first) : 0.0;
+    }
+    double rms(int channel) const {
+        const qint64 from = frames() / 4, to = frames() - frames() / 4;
+        double sum = 0;
+        for (qint64 i = from; i < to; ++i)
+            sum += at(i, channel) * at(i, channel);
+        return to > from ? std::sqrt(sum / double(to - from)) : 0.0;
+    }
+    // First and last frame of a channel louder than level; -1 when none is.
+    std::pair<qint64, qint64> edges(int channel, double level = 0.01) const {
+        qint64 first = -1, last = -1;
+        for (qint64 i = 0; i < frames(); ++i) {
+            if (std::abs(at(i, channel)) > level) {
+                first = first < 0 ? i : first;
+                last = i;
+            }
+        }
+        return {first, last};
+    }
 };
 
-// Reads a whole file through the core's FileSource.
-DecodedAudio decodeFile(const QString& path);
+inline DecodedAudio readAll(PcmSource& source, qint64 block = 4096) {
+    DecodedAudio audio{source.format(), {}};
+    std::vector<qint16> buffer(size_t(block * audio.format.channels));
+    while (const qint64 n = source.read(buffer.data(), block))
+        audio.samples.insert(audio.samples.end(), buffer.begin(),
+                             buffer.begin() + n * audio.format.channels);
+    return audio;
+}
 
-// What a test compares to prove a file untouched.
-struct FileState {
-    QByteArray sha1;
-    QDateTime modified;
-    bool operator==(const FileState&) const = default;
-};
-FileState fileState(const QString& path);
+inline DecodedAudio decodeFile(const QString& path) {
+    FileSource source(path);
+    return readAll(source);
+}
+
+// Content hash and time stamp: what proves a file untouched.
+inline std::pair<QByteArray, QDateTime> fileState(const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    return {QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha1),
+            QFileInfo(path).lastModified()};
+}
 
 // Every entry of a folder, hidden ones (temporary files) included.
-QStringList folderEntries(const QString& folder);
+inline QStringList folderEntries(const QString& folder) {
+    return QDir(folder).entryList(
+        QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Name);
+}
+
+inline void writeBytes(const QString& path, const QByteArray& bytes) {
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
+        throw std::runtime_error("cannot write " + path.toStdString());
+}
+
+// The message of the Error that action raises; empty when it raises none.
+inline QString errorOf(const std::function<void()>& action) {
+    try {
+        action();
+    } catch (const Error& e) {
+        return e.message();
+    }
+    return {};
+}

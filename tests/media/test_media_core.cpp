@@ -9,75 +9,34 @@
 #include "tests/media/MediaTestSupport.h"
 
 #include <QDir>
-#include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
 #include <cmath>
-#include <csignal>
-#include <sys/resource.h>
 #include <thread>
 
 namespace {
 
 constexpr PcmFormat kStereo44{44100, 2};
+const QString kDiscError = QStringLiteral("Cannot read track 3: the disc stopped answering");
 
-// Raises Error after a number of frames, like a CD that stops reading.
-class FailingSource final : public PcmSource {
-public:
-    explicit FailingSource(qint64 failAfter) : m_sine(kStereo44, 10.0), m_failAfter(failAfter) {}
+// Raises Error after 50000 frames of silence, like a CD that stops reading.
+struct FailingSource final : PcmSource {
+    qint64 left = 50000;
     PcmFormat format() const override { return kStereo44; }
-    qint64 expectedFrames() const override { return m_sine.expectedFrames(); }
+    qint64 expectedFrames() const override { return 441000; }
     qint64 read(qint16* buffer, qint64 maxFrames) override {
-        if (m_done >= m_failAfter)
-            throw Error(QStringLiteral("Cannot read track 3: the disc stopped answering"));
-        const qint64 n = m_sine.read(buffer, std::min(maxFrames, m_failAfter - m_done));
-        m_done += n;
+        if (left <= 0)
+            throw Error(kDiscError);
+        const qint64 n = std::min(maxFrames, left);
+        std::fill_n(buffer, n * 2, qint16(0));
+        left -= n;
         return n;
     }
-
-private:
-    SineSource m_sine;
-    qint64 m_failAfter;
-    qint64 m_done = 0;
 };
 
-// Lowers the file size limit of this process for a scope, so writes fail with EFBIG as on a full
-// disk (the tests run as root, whom a full tmpfs or permission bits would not stop reliably).
-class FileSizeLimit {
-public:
-    explicit FileSizeLimit(rlim_t bytes) {
-        std::signal(SIGXFSZ, SIG_IGN);
-        getrlimit(RLIMIT_FSIZE, &m_saved);
-        rlimit lowered = m_saved;
-        lowered.rlim_cur = bytes;
-        setrlimit(RLIMIT_FSIZE, &lowered);
-    }
-    ~FileSizeLimit() { setrlimit(RLIMIT_FSIZE, &m_saved); }
-
-private:
-    rlimit m_saved{};
-};
-
-QString errorOf(const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const Error& e) {
-        return e.message();
-    }
-    return {};
-}
-
-void writeText(const QString& path, const QByteArray& bytes) {
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(bytes);
-}
-
-void truncateCopy(const QString& from, const QString& to, double keep) {
-    QFile in(from);
-    QVERIFY(in.open(QIODevice::ReadOnly));
-    const QByteArray all = in.readAll();
-    writeText(to, all.left(qsizetype(all.size() * keep)));
+std::unique_ptr<EncodedSink> mp3Sink(const QString& path) {
+    return std::make_unique<EncodedSink>(
+        path, EncodedSink::Options{OutputCodec::Mp3Lame, 128000, {}}, kStereo44);
 }
 
 } // namespace
@@ -86,22 +45,14 @@ class TestMediaCore : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
-    void wavIsBitExact();
+    void initTestCase() { QVERIFY(m_dir.isValid()); }
+    void wavIsBitExactAndSeeks();
     void roundTrip_data();
     void roundTrip();
-    void threadsDoNotChangeABit_data();
     void threadsDoNotChangeABit();
-    void shineTakesTheNearestRates();
+    void bitRatesAndShineRates();
     void convertsToCdAudio();
-    void seekStartsAtTheRequestedFrame();
-    void sinkWithoutCommitLeavesNoTrace();
-    void sinkWriteErrors();
-    void badInputs_data();
-    void badInputs();
-    void misnamedFileIsReadByItsContent();
-    void transcodeProgressAndCancel();
-    void transcodeRaisesSourceErrors();
+    void sinkLeavesNothingBehind();
     void jobReportsFromItsWorker();
 
 private:
@@ -109,227 +60,158 @@ private:
     QString path(const QString& name) const { return m_dir.filePath(name); }
 };
 
-void TestMediaCore::initTestCase() {
-    QVERIFY(m_dir.isValid());
-    // The bad inputs.
-    writeText(path("empty.wav"), {});
-    QVERIFY(QDir(m_dir.path()).mkdir("folder.wav"));
-    writeText(path("text.wav"), "These are not the samples you are looking for.\n");
-    writeSine(path("whole.wav"), OutputCodec::Wav, kStereo44, 3.0);
-    convertFile(path("whole.wav"), path("whole.wma"), {OutputCodec::Wma, 128000, {}});
-    convertFile(path("whole.wav"), path("whole.mp3"), {OutputCodec::Mp3Lame, 128000, {}});
-    truncateCopy(path("whole.wav"), path("cut.wav"), 0.6);
-    truncateCopy(path("whole.wma"), path("cut.wma"), 0.6);
-    truncateCopy(path("whole.mp3"), path("cut.mp3"), 0.6);
-}
-
-void TestMediaCore::wavIsBitExact() {
-    writeSine(path("exact.wav"), OutputCodec::Wav, kStereo44, 2.0);
-    FileSource file(path("exact.wav"));
-    QCOMPARE(file.format(), kStereo44);
-    QCOMPARE(file.expectedFrames(), 88200);
-    QCOMPARE(file.codecName(), QStringLiteral("pcm_s16le"));
-
-    SineSource reference(kStereo44, 2.0);
-    std::vector<qint16> got(5000 * 2);
-    std::vector<qint16> want(5000 * 2);
-    qint64 total = 0;
-    // Odd read sizes cross the decoder's packet boundaries.
-    while (const qint64 n = file.read(got.data(), 4999)) {
-        QCOMPARE(reference.read(want.data(), n), n);
-        QVERIFY(std::equal(got.begin(), got.begin() + n * 2, want.begin()));
-        total += n;
-    }
-    QCOMPARE(total, 88200);
-
+// WAV reads back bit for bit, in odd pieces that cross the decoder's packets, and a seek lands on
+// the very frame asked for.
+void TestMediaCore::wavIsBitExactAndSeeks() {
+    writeSine(path("exact.wav"), OutputCodec::Wav, kStereo44, 3.0);
     const MediaFacts facts = probeMediaFile(path("exact.wav"));
-    QCOMPARE(facts.formatName, QStringLiteral("wav"));
-    QCOMPARE(facts.duration, 2.0);
+    QCOMPARE(facts.duration, 3.0);
     QCOMPARE(facts.sizeBytes, QFileInfo(path("exact.wav")).size());
-    QCOMPARE(facts.sampleRate, 44100);
-    QCOMPARE(facts.channels, 2);
+    FileSource file(path("exact.wav"));
+    QCOMPARE(file.codecName(), QStringLiteral("pcm_s16le"));
+    QCOMPARE(file.expectedFrames(), 132300);
+    SineSource reference(kStereo44, 3.0);
+    QVERIFY(readAll(file, 4999).samples == readAll(reference).samples);
+
+    FileSource seeking(path("exact.wav"));
+    std::vector<qint16> block(1000 * 2);
+    QCOMPARE(seeking.read(block.data(), 1000), 1000);
+    seeking.seek(1.5);
+    const DecodedAudio rest = readAll(seeking);
+    const DecodedAudio whole = decodeFile(path("exact.wav"));
+    QCOMPARE(rest.frames(), 66150);
+    QVERIFY(
+        std::equal(rest.samples.begin(), rest.samples.end(), whole.samples.begin() + 66150 * 2));
+
+    // A compressed file lands within a frame, and reading on to the end is not an error.
+    convertFile(path("exact.wav"), path("seek.mp3"), {OutputCodec::Mp3Lame, 128000, {}});
+    FileSource mp3(path("seek.mp3"));
+    mp3.seek(2.0);
+    QCOMPARE_LE(std::abs(readAll(mp3).frames() - 44100), 1152);
 }
 
 void TestMediaCore::roundTrip_data() {
-    QTest::addColumn<int>("codec");
+    QTest::addColumn<OutputCodec>("codec");
     QTest::addColumn<int>("rate");
     QTest::addColumn<int>("channels");
-    QTest::addColumn<QString>("codecName");
-    QTest::addColumn<QString>("formatName");
     QTest::addColumn<int>("frameSize");
-    const int lame = int(OutputCodec::Mp3Lame);
-    const int shine = int(OutputCodec::Mp3Shine);
-    const int wma = int(OutputCodec::Wma);
-    QTest::newRow("lame 44.1k stereo") << lame << 44100 << 2 << "mp3" << "mp3" << 1152;
-    QTest::newRow("lame 48k mono") << lame << 48000 << 1 << "mp3" << "mp3" << 1152;
-    QTest::newRow("lame 22.05k stereo") << lame << 22050 << 2 << "mp3" << "mp3" << 576;
-    QTest::newRow("shine 44.1k stereo") << shine << 44100 << 2 << "mp3" << "mp3" << 1152;
-    QTest::newRow("shine 48k mono") << shine << 48000 << 1 << "mp3" << "mp3" << 1152;
-    QTest::newRow("wma 44.1k stereo") << wma << 44100 << 2 << "wmav2" << "asf" << 2048;
-    QTest::newRow("wma 48k mono") << wma << 48000 << 1 << "wmav2" << "asf" << 2048;
-    QTest::newRow("wma 22.05k stereo") << wma << 22050 << 2 << "wmav2" << "asf" << 1024;
+    QTest::newRow("lame 44.1k stereo") << OutputCodec::Mp3Lame << 44100 << 2 << 1152;
+    QTest::newRow("lame 48k mono") << OutputCodec::Mp3Lame << 48000 << 1 << 1152;
+    QTest::newRow("lame 22.05k stereo") << OutputCodec::Mp3Lame << 22050 << 2 << 576;
+    QTest::newRow("shine 44.1k stereo") << OutputCodec::Mp3Shine << 44100 << 2 << 1152;
+    QTest::newRow("shine 48k mono") << OutputCodec::Mp3Shine << 48000 << 1 << 1152;
+    QTest::newRow("wma 44.1k stereo") << OutputCodec::Wma << 44100 << 2 << 2048;
+    QTest::newRow("wma 48k mono") << OutputCodec::Wma << 48000 << 1 << 2048;
+    QTest::newRow("wma 22.05k stereo") << OutputCodec::Wma << 22050 << 2 << 1024;
 }
 
-// WAV -> codec -> WAV keeps rate, channels, length (to a codec frame), pitch and level, and the
-// audio stays where it was: encoder delay and padding are accounted for.
+// WAV -> codec -> WAV keeps rate, channels, length (to a codec frame), pitch, level and the
+// place of the audio.
 void TestMediaCore::roundTrip() {
-    QFETCH(int, codec);
+    QFETCH(OutputCodec, codec);
     QFETCH(int, rate);
     QFETCH(int, channels);
-    QFETCH(QString, codecName);
-    QFETCH(QString, formatName);
     QFETCH(int, frameSize);
-    const PcmFormat format{rate, channels};
-    const QString wav = path(QStringLiteral("rt-%1-%2-%3.wav").arg(codec).arg(rate).arg(channels));
-    const QString encoded = wav + QStringLiteral(".enc");
-    const QString back = wav + QStringLiteral(".back.wav");
-    // Audible from 0.5 s to 2.5 s of 3 s, so both edges can be found again.
-    SineSource sine(format, 3.0, 440.0, 0.5, 0.5, 2.5);
+    const QString wav = path(QStringLiteral("rt-%1-%2-%3").arg(int(codec)).arg(rate).arg(channels));
+    SineSource sine({rate, channels}, 3.0, 440.0, 0.5, 0.5, 2.5); // audible from 0.5 s to 2.5 s
     writeSource(sine, wav, {OutputCodec::Wav, 0, {}});
-    convertFile(wav, encoded, {OutputCodec(codec), 128000, {}});
-    convertFile(encoded, back, {OutputCodec::Wav, 0, {}});
+    convertFile(wav, wav + ".enc", {codec, 128000, {}});
+    convertFile(wav + ".enc", wav + ".back", {OutputCodec::Wav, 0, {}});
 
-    const MediaFacts facts = probeMediaFile(encoded);
-    QCOMPARE(facts.codecName, codecName);
-    QCOMPARE(facts.formatName, formatName);
+    const MediaFacts facts = probeMediaFile(wav + ".enc");
+    const bool wma = codec == OutputCodec::Wma;
+    QCOMPARE(facts.codecName, wma ? "wmav2" : "mp3");
+    QCOMPARE(facts.formatName, wma ? "asf" : "mp3");
     QCOMPARE(facts.bitRate, 128000);
-    QVERIFY2(std::abs(facts.duration - 3.0) < 0.1, qPrintable(QString::number(facts.duration)));
+    QCOMPARE_LT(std::abs(facts.duration - 3.0), 0.1);
 
     const DecodedAudio original = decodeFile(wav);
-    const DecodedAudio result = decodeFile(back);
-    QCOMPARE(result.format, format);
-    QVERIFY2(std::abs(result.frames() - original.frames()) <= frameSize,
-             qPrintable(QStringLiteral("%1 frames for %2").arg(result.frames()).arg(original.frames())));
+    const DecodedAudio result = decodeFile(wav + ".back");
+    QCOMPARE(result.format, PcmFormat({rate, channels}));
+    QCOMPARE_LE(std::abs(result.frames() - original.frames()), frameSize);
     for (int c = 0; c < channels; ++c) {
         const double wanted = SineSource::channelFrequency(440.0, c);
-        QVERIFY2(std::abs(result.frequency(c) - wanted) < wanted * 0.005,
-                 qPrintable(QString::number(result.frequency(c))));
-        const double db = 20.0 * std::log10(result.rms(c) / original.rms(c));
-        QVERIFY2(std::abs(db) < 1.5, qPrintable(QStringLiteral("level off by %1 dB").arg(db)));
-        const auto [start, end] = result.edges(c);
-        const auto [wantStart, wantEnd] = original.edges(c);
-        QVERIFY2(std::abs(start - wantStart) < 64 && std::abs(end - wantEnd) < 64,
-                 qPrintable(QStringLiteral("audio at %1..%2, not %3..%4")
-                                .arg(start).arg(end).arg(wantStart).arg(wantEnd)));
+        QCOMPARE_LT(std::abs(result.frequency(c) - wanted), wanted * 0.005);
+        QCOMPARE_LT(std::abs(20.0 * std::log10(result.rms(c) / original.rms(c))), 1.5); // dB
+        // Where the audio starts and ends: encoder delay and padding are accounted for.
+        QCOMPARE_LT(std::abs(result.edges(c).first - original.edges(c).first), 64);
+        QCOMPARE_LT(std::abs(result.edges(c).second - original.edges(c).second), 64);
     }
 }
 
-void TestMediaCore::threadsDoNotChangeABit_data() {
-    QTest::addColumn<int>("codec");
-    QTest::newRow("lame") << int(OutputCodec::Mp3Lame);
-    QTest::newRow("shine") << int(OutputCodec::Mp3Shine);
-    QTest::newRow("wma") << int(OutputCodec::Wma);
-}
-
-// Encoding on threads of its own (for WMA on two at once) must give the very bytes that one
-// encoder on the writing thread gives.
+// Encoding on threads of its own (for WMA on two at once) gives the very bytes of one encoder
+// on the writing thread.
 void TestMediaCore::threadsDoNotChangeABit() {
-    QFETCH(int, codec);
-    if (!QFileInfo::exists(path("par.wav"))) {
-        SineSource tone(kStereo44, 7.3, 523.0);
-        writeSource(tone, path("par.wav"), {OutputCodec::Wav, 0, {}});
+    SineSource tone(kStereo44, 7.3, 523.0);
+    writeSource(tone, path("par.wav"), {OutputCodec::Wav, 0, {}});
+    for (const OutputCodec codec :
+         {OutputCodec::Mp3Lame, OutputCodec::Mp3Shine, OutputCodec::Wma}) {
+        EncodedSink::Options options{codec, 128000, {}};
+        convertFile(path("par.wav"), path("par-threads"), options);
+        options.parallel = false;
+        convertFile(path("par.wav"), path("par-one"), options);
+        QVERIFY(!fileState(path("par-one")).first.isEmpty());
+        QCOMPARE(fileState(path("par-threads")).first, fileState(path("par-one")).first);
     }
-    EncodedSink::Options options{OutputCodec(codec), 128000, {}};
-    convertFile(path("par.wav"), path("par-threads"), options);
-    options.parallel = false;
-    convertFile(path("par.wav"), path("par-one"), options);
-    const DecodedAudio threads = decodeFile(path("par-threads"));
-    const DecodedAudio one = decodeFile(path("par-one"));
-    QCOMPARE(threads.frames(), one.frames());
-    QVERIFY(threads.samples == one.samples);
-    QCOMPARE(fileState(path("par-threads")).sha1, fileState(path("par-one")).sha1);
 }
 
-void TestMediaCore::shineTakesTheNearestRates() {
-    const QString wav = path("shine-32k.wav");
-    writeSine(wav, OutputCodec::Wav, {32000, 1}, 2.0);
-    FileSource source(wav);
-    {
-        EncodedSink sink(path("shine-100k.mp3"), {OutputCodec::Mp3Shine, 100000, {}},
-                         source.format());
-        QCOMPARE(sink.format(), PcmFormat({32000, 1}));        // what it takes
-        QCOMPARE(sink.encodedFormat(), PcmFormat({44100, 1})); // the nearest rate shine encodes
-        QCOMPARE(sink.bitRate(), 96000);
-        std::atomic<bool> never{false};
-        QVERIFY(transcode(source, sink, never));
-        sink.commit();
-    }
-    const DecodedAudio decoded = decodeFile(path("shine-100k.mp3"));
-    QCOMPARE(decoded.format.sampleRate, 44100);
-    QVERIFY(std::abs(decoded.frames() - 88200) <= 1152);
-    QVERIFY(std::abs(decoded.frequency(0) - 440.0) < 2.0);
-    QCOMPARE(probeMediaFile(path("shine-100k.mp3")).bitRate, 96000);
-
-    // Halfway between two rates takes the higher one; LAME uses the same table.
-    EncodedSink between(path("between.mp3"), {OutputCodec::Mp3Lame, 288000, {}}, kStereo44);
-    QCOMPARE(between.bitRate(), 320000);
+// MP3 rates come from the format's table, halfway taking the higher one; shine resamples what
+// it cannot encode to the nearest rate it can.
+void TestMediaCore::bitRatesAndShineRates() {
+    QCOMPARE(EncodedSink(path("b.mp3"), {OutputCodec::Mp3Lame, 288000, {}}, kStereo44).bitRate(),
+             320000);
     // Mono at 320 kbit/s is beyond what this shine writes correctly at 44.1 kHz.
-    EncodedSink mono(path("mono.mp3"), {OutputCodec::Mp3Shine, 320000, {}}, {44100, 1});
-    QCOMPARE(mono.bitRate(), 256000);
+    QCOMPARE(EncodedSink(path("m.mp3"), {OutputCodec::Mp3Shine, 320000, {}}, {44100, 1}).bitRate(),
+             256000);
+    SineSource sine({32000, 1}, 2.0);
+    writeSource(sine, path("shine.mp3"), {OutputCodec::Mp3Shine, 100000, {}});
+    QCOMPARE(probeMediaFile(path("shine.mp3")).bitRate, 96000);
+    const DecodedAudio decoded = decodeFile(path("shine.mp3"));
+    QCOMPARE(decoded.format, PcmFormat({44100, 1}));
+    QCOMPARE_LE(std::abs(decoded.frames() - 88200), 1152);
+    QCOMPARE_LT(std::abs(decoded.frequency(0) - 440.0), 2.0);
 }
 
 void TestMediaCore::convertsToCdAudio() {
-    const QString wav = path("mono48.wav");
-    writeSine(wav, OutputCodec::Wav, {48000, 1}, 2.0);
-    FileSource cd(wav, PcmFormat::cdAudio());
+    writeSine(path("mono48.wav"), OutputCodec::Wav, {48000, 1}, 2.0);
+    FileSource cd(path("mono48.wav"), PcmFormat::cdAudio());
     QCOMPARE(cd.format(), PcmFormat::cdAudio());
     QCOMPARE(cd.expectedFrames(), 88200);
-    DecodedAudio audio{cd.format(), {}};
-    std::vector<qint16> block(4096 * 2);
-    while (const qint64 n = cd.read(block.data(), 4096))
-        audio.samples.insert(audio.samples.end(), block.begin(), block.begin() + n * 2);
-    QVERIFY(std::abs(audio.frames() - 88200) <= 2);
-    QVERIFY(std::abs(audio.frequency(0) - 440.0) < 1.0);
-    QVERIFY(std::abs(audio.rms(0) - audio.rms(1)) < 1e-6); // mono spread over both sides
+    const DecodedAudio audio = readAll(cd);
+    QCOMPARE_LE(std::abs(audio.frames() - 88200), 2);
+    QCOMPARE_LT(std::abs(audio.frequency(0) - 440.0), 1.0);
+    QCOMPARE_LT(std::abs(audio.rms(0) - audio.rms(1)), 1e-6); // mono spread over both sides
 }
 
-void TestMediaCore::seekStartsAtTheRequestedFrame() {
-    writeSine(path("seek.wav"), OutputCodec::Wav, kStereo44, 3.0);
-    FileSource file(path("seek.wav"));
-    std::vector<qint16> got(1000 * 2);
-    QCOMPARE(file.read(got.data(), 1000), 1000);
-    file.seek(1.5);
-    QCOMPARE(file.read(got.data(), 1000), 1000);
-    SineSource reference(kStereo44, 3.0);
-    std::vector<qint16> skip(66150 * 2);
-    reference.read(skip.data(), 66150);
-    std::vector<qint16> want(1000 * 2);
-    reference.read(want.data(), 1000);
-    QVERIFY(got == want);
-
-    // A compressed file lands within a frame, and reading on to the end is not an error.
-    convertFile(path("seek.wav"), path("seek.mp3"), {OutputCodec::Mp3Lame, 128000, {}});
-    FileSource mp3(path("seek.mp3"));
-    mp3.seek(2.0);
-    qint64 rest = 0;
-    while (const qint64 n = mp3.read(got.data(), 1000))
-        rest += n;
-    QVERIFY2(std::abs(rest - 44100) <= 1152, qPrintable(QString::number(rest)));
-}
-
-void TestMediaCore::sinkWithoutCommitLeavesNoTrace() {
+// The output lives in a temporary file beside the target until commit(): without a commit, or
+// when the rename fails, nothing is left and an older file stays as it was.
+void TestMediaCore::sinkLeavesNothingBehind() {
     QTemporaryDir out;
     const QString target = out.filePath("kept.mp3");
-    writeText(target, "older file");
-    const FileState before = fileState(target);
+    writeBytes(target, "older file");
+    const auto before = fileState(target);
+    SineSource sine(kStereo44, 2.0);
+    std::vector<qint16> block(88200 * 2);
+    sine.read(block.data(), 88200);
     {
-        EncodedSink sink(target, {OutputCodec::Mp3Lame, 128000, {}}, kStereo44);
-        SineSource sine(kStereo44, 1.0);
-        std::vector<qint16> block(44100 * 2);
-        sine.read(block.data(), 44100);
-        sink.write(block.data(), 44100);
-        QVERIFY(QFileInfo::exists(sink.temporaryPath()));
-        QCOMPARE(QFileInfo(sink.temporaryPath()).absolutePath(), out.path());
+        const auto sink = mp3Sink(target);
+        sink->write(block.data(), 88200);
+        QCOMPARE(QFileInfo(sink->temporaryPath()).absolutePath(), out.path());
+        QVERIFY(QFileInfo::exists(sink->temporaryPath()));
     }
     QCOMPARE(folderEntries(out.path()), QStringList{"kept.mp3"});
     QCOMPARE(fileState(target), before);
 
-    // An encoder that refuses its settings leaves nothing either, and says why.
+    // The folder vanishes while the file is written.
+    QVERIFY(QDir(out.path()).mkdir("gone"));
+    const QString gone = out.filePath("gone/late.mp3");
     const QString message = errorOf([&] {
-        EncodedSink sink(out.filePath("low.wma"), {OutputCodec::Wma, 8000, {}}, kStereo44);
+        const auto sink = mp3Sink(gone);
+        sink->write(block.data(), 88200);
+        QVERIFY(QDir(out.filePath("gone")).removeRecursively());
+        sink->commit();
     });
-    QVERIFY2(message.startsWith("Cannot write " + out.filePath("low.wma") + ": "), qPrintable(message));
-    QVERIFY2(message.contains("bitrate too low"), qPrintable(message));
+    QCOMPARE(message, "Cannot write " + gone + ": No such file or directory");
     QCOMPARE(folderEntries(out.path()), QStringList{"kept.mp3"});
 
     // Commit replaces the older file only now.
@@ -338,203 +220,53 @@ void TestMediaCore::sinkWithoutCommitLeavesNoTrace() {
     QCOMPARE(folderEntries(out.path()), QStringList{"kept.mp3"});
 }
 
-void TestMediaCore::sinkWriteErrors() {
-    QTemporaryDir out;
-    SineSource sine(kStereo44, 2.0);
-    std::vector<qint16> block(88200 * 2);
-    sine.read(block.data(), 88200);
-
-    // A full disk: writes fail with EFBIG beyond the limit.
-    QString message;
-    {
-        EncodedSink sink(out.filePath("full.wav"), {OutputCodec::Wav, 0, {}}, kStereo44);
-        FileSizeLimit limit(64 * 1024);
-        message = errorOf([&] {
-            sink.write(block.data(), 88200);
-            sink.commit();
-        });
-    }
-    QCOMPARE(message, "Cannot write " + out.filePath("full.wav") + ": File too large");
-    QVERIFY(folderEntries(out.path()).isEmpty());
-
-    // The folder vanishes while the file is written: the rename fails, nothing is left.
-    QVERIFY(QDir(out.path()).mkdir("gone"));
-    const QString gone = out.filePath("gone/late.mp3");
-    message = errorOf([&] {
-        EncodedSink sink(gone, {OutputCodec::Mp3Lame, 128000, {}}, kStereo44);
-        sink.write(block.data(), 88200);
-        QVERIFY(QDir(out.filePath("gone")).removeRecursively());
-        sink.commit();
-    });
-    QCOMPARE(message, "Cannot write " + gone + ": No such file or directory");
-    QVERIFY(folderEntries(out.path()).isEmpty());
-
-    // Folders that are not there or not folders are refused before anything is written.
-    writeText(out.filePath("plain"), "x");
-    message = errorOf([&] { EncodedSink(out.filePath("none/a.wav"), {}, kStereo44); });
-    QCOMPARE(message, "Cannot write " + out.filePath("none/a.wav") + ": the folder " +
-                          out.filePath("none") + " does not exist");
-    message = errorOf([&] { EncodedSink(out.filePath("plain/a.wav"), {}, kStereo44); });
-    QCOMPARE(message, "Cannot write " + out.filePath("plain/a.wav") + ": " +
-                          out.filePath("plain") + " is not a folder");
-    QCOMPARE(folderEntries(out.path()), QStringList{"plain"});
-}
-
-void TestMediaCore::badInputs_data() {
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<bool>("atOpen");
-    QTest::addColumn<QString>("reason");
-    QTest::newRow("missing") << "missing.wav" << true << "the file does not exist";
-    QTest::newRow("empty") << "empty.wav" << true << "the file is empty";
-    QTest::newRow("folder") << "folder.wav" << true << "it is a folder, not a file";
-    QTest::newRow("text") << "text.wav" << true << "it is not an audio file FFmpeg can decode";
-    QTest::newRow("truncated wav") << "cut.wav" << true << "the file is truncated";
-    QTest::newRow("truncated wma") << "cut.wma" << true << "the file is truncated";
-    QTest::newRow("truncated mp3") << "cut.mp3" << false << "the file is truncated";
-}
-
-void TestMediaCore::badInputs() {
-    QFETCH(QString, name);
-    QFETCH(bool, atOpen);
-    QFETCH(QString, reason);
-    const QString file = path(name);
-    const FileState before = fileState(file);
-    std::unique_ptr<FileSource> source;
-    const QString openError = errorOf([&] { source = std::make_unique<FileSource>(file); });
-    QString message = openError;
-    if (source) {
-        std::vector<qint16> block(4096 * 2);
-        message = errorOf([&] {
-            while (source->read(block.data(), 4096) > 0) {
-            }
-        });
-    }
-    QCOMPARE(openError.isEmpty(), !atOpen);
-    QVERIFY2(message.startsWith("Cannot read " + file + ": " + reason), qPrintable(message));
-    QCOMPARE(fileState(file), before);
-    // The header alone is no reason to refuse describing the file.
-    if (name.startsWith("cut"))
-        QVERIFY(probeMediaFile(file).duration > 0);
-}
-
-void TestMediaCore::misnamedFileIsReadByItsContent() {
-    writeSine(path("really-mp3.wav"), OutputCodec::Mp3Lame, kStereo44, 2.0);
-    FileSource source(path("really-mp3.wav"));
-    QCOMPARE(source.codecName(), QStringLiteral("mp3"));
-    const DecodedAudio audio = decodeFile(path("really-mp3.wav"));
-    QCOMPARE(audio.frames(), 88200);
-}
-
-void TestMediaCore::transcodeProgressAndCancel() {
-    QTemporaryDir out;
-    SineSource sine(kStereo44, 5.0);
-    std::vector<std::pair<qint64, qint64>> seen;
-    {
-        EncodedSink sink(out.filePath("all.wav"), {}, kStereo44);
-        std::atomic<bool> cancel{false};
-        QVERIFY(transcode(sine, sink, cancel, [&](qint64 done, qint64 expected) {
-            seen.emplace_back(done, expected);
-        }));
-        sink.commit();
-    }
-    QVERIFY(seen.size() > 3);
-    for (size_t i = 1; i < seen.size(); ++i)
-        QVERIFY(seen[i].first > seen[i - 1].first);
-    QCOMPARE(seen.back(), std::make_pair(qint64(220500), qint64(220500)));
-
-    SineSource again(kStereo44, 5.0);
-    qint64 calls = 0;
-    {
-        EncodedSink sink(out.filePath("part.wav"), {}, kStereo44);
-        std::atomic<bool> cancel{false};
-        QVERIFY(!transcode(again, sink, cancel, [&](qint64, qint64) {
-            ++calls;
-            cancel = true;
-        }));
-    }
-    QCOMPARE(calls, 1);
-    QCOMPARE(folderEntries(out.path()), QStringList{"all.wav"});
-
-    // Formats must agree: nothing converts silently in between.
-    SineSource mono({44100, 1}, 1.0);
-    EncodedSink sink(out.filePath("mismatch.wav"), {}, kStereo44);
-    std::atomic<bool> cancel{false};
-    QVERIFY(errorOf([&] { transcode(mono, sink, cancel); }).contains("1 channel(s)"));
-}
-
-void TestMediaCore::transcodeRaisesSourceErrors() {
-    QTemporaryDir out;
-    FailingSource failing(100000);
-    QString message;
-    {
-        EncodedSink sink(out.filePath("cd.mp3"), {OutputCodec::Mp3Lame, 128000, {}}, kStereo44);
-        std::atomic<bool> cancel{false};
-        message = errorOf([&] { transcode(failing, sink, cancel); });
-    }
-    QCOMPARE(message, QStringLiteral("Cannot read track 3: the disc stopped answering"));
-    QVERIFY(folderEntries(out.path()).isEmpty());
-}
-
+// Progress rises to exactly the frames expected. Handlers run on the worker, after the file is
+// in place or its temporary file is gone; a cancelled job says nothing and leaves nothing.
 void TestMediaCore::jobReportsFromItsWorker() {
     QTemporaryDir out;
-    const QString target = out.filePath("job.mp3");
-    std::atomic<bool> finished{false};
+    std::vector<std::pair<qint64, qint64>> progress;
     std::thread::id handlerThread;
-    QStringList seenAtFinish;
-    {
-        TranscodeJob job;
-        TranscodeJob::Handlers handlers;
-        handlers.finished = [&] {
-            handlerThread = std::this_thread::get_id();
-            seenAtFinish = folderEntries(out.path());
-            finished = true;
-        };
-        job.start(std::make_unique<SineSource>(kStereo44, 2.0),
-                  std::make_unique<EncodedSink>(target, EncodedSink::Options{OutputCodec::Mp3Lame, 128000, {}},
-                                                kStereo44),
-                  handlers);
-        job.wait();
-    }
-    QVERIFY(finished);
-    QVERIFY(handlerThread != std::this_thread::get_id());
-    QCOMPARE(seenAtFinish, QStringList{"job.mp3"}); // in place, temporary gone, before the news
+    QStringList atFinish, failures, atFailures;
+    const auto failed = [&](const QString& message) {
+        failures << message;
+        atFailures << folderEntries(out.path());
+    };
+    TranscodeJob job;
+    job.start(std::make_unique<SineSource>(kStereo44, 5.0), mp3Sink(out.filePath("job.mp3")),
+              {[&](qint64 done, qint64 expected) { progress.emplace_back(done, expected); },
+               [&] {
+                   handlerThread = std::this_thread::get_id();
+                   atFinish = folderEntries(out.path());
+               },
+               failed});
+    job.wait();
+    QVERIFY(progress.size() > 3);
+    QVERIFY(std::adjacent_find(progress.begin(), progress.end(), [](auto a, auto b) {
+                return b.first <= a.first;
+            }) == progress.end());
+    QCOMPARE(progress.back(), std::make_pair(qint64(220500), qint64(220500)));
+    QVERIFY(handlerThread != std::thread::id() && handlerThread != std::this_thread::get_id());
+    QCOMPARE(atFinish, QStringList{"job.mp3"});
 
-    // A failure is reported after the temporary file is gone.
-    QString failure;
-    QStringList seenAtFailure{"not called"};
-    {
-        TranscodeJob job;
-        TranscodeJob::Handlers handlers;
-        handlers.failed = [&](const QString& message) {
-            failure = message;
-            seenAtFailure = folderEntries(out.path());
-        };
-        job.start(std::make_unique<FailingSource>(50000),
-                  std::make_unique<EncodedSink>(out.filePath("bad.wav"), EncodedSink::Options{},
-                                                kStereo44),
-                  handlers);
-        job.wait();
-    }
-    QCOMPARE(failure, QStringLiteral("Cannot read track 3: the disc stopped answering"));
-    QCOMPARE(seenAtFailure, QStringList{"job.mp3"});
+    // A source that fails, and one whose format differs from the sink's: nothing converts
+    // silently in between.
+    job.start(std::make_unique<FailingSource>(), mp3Sink(out.filePath("bad.mp3")),
+              {{}, {}, failed});
+    job.wait();
+    job.start(std::make_unique<SineSource>(PcmFormat{44100, 1}, 1.0),
+              mp3Sink(out.filePath("mono.mp3")), {{}, {}, failed});
+    job.wait();
+    QCOMPARE(failures.size(), 2);
+    QCOMPARE(failures[0], kDiscError);
+    QVERIFY2(failures[1].contains("1 channel(s)"), qPrintable(failures[1]));
+    QCOMPARE(atFailures, QStringList({"job.mp3", "job.mp3"}));
 
-    // A cancelled job says nothing and leaves nothing.
     bool spoke = false;
-    {
-        TranscodeJob job;
-        TranscodeJob::Handlers handlers;
-        handlers.finished = [&] { spoke = true; };
-        handlers.failed = [&](const QString&) { spoke = true; };
-        job.start(std::make_unique<SineSource>(kStereo44, 600.0),
-                  std::make_unique<EncodedSink>(out.filePath("long.mp3"),
-                                                EncodedSink::Options{OutputCodec::Mp3Lame, 128000, {}},
-                                                kStereo44),
-                  handlers);
-        QVERIFY(job.isRunning());
-        job.cancel();
-        QVERIFY(!job.isRunning());
-    }
-    QVERIFY(!spoke);
+    job.start(std::make_unique<SineSource>(kStereo44, 600.0), mp3Sink(out.filePath("long.mp3")),
+              {{}, [&] { spoke = true; }, [&](const QString&) { spoke = true; }});
+    QVERIFY(job.isRunning());
+    job.cancel();
+    QVERIFY(!job.isRunning() && !spoke);
     QCOMPARE(folderEntries(out.path()), QStringList{"job.mp3"});
 }
 
