@@ -1,34 +1,36 @@
 #pragma once
 
 #include <QApplication>
-#include <QDeadlineTimer>
 #include <QPointer>
 #include <QTimer>
 #include <functional>
 
-// Runs an action on the next modal dialog of type T once it is open, so a test can answer a
-// dialog whose exec() it is blocked in. Gives up after a few seconds, and closes a dialog the
-// action left open, so that a failing test ends instead of waiting forever.
-template <typename T>
-void whenModal(std::function<void(T*)> action) {
-    auto* timer = new QTimer;
-    const QDeadlineTimer deadline(5000);
-    QObject::connect(timer, &QTimer::timeout, timer, [timer, action, deadline] {
-        if (auto* dialog = qobject_cast<T*>(QApplication::activeModalWidget())) {
-            timer->deleteLater();
-            timer->stop();
-            action(dialog);
-            QPointer<QWidget> left(dialog);
-            QTimer::singleShot(3000, [left] {
-                if (left && left->isVisible()) {
-                    qWarning("the dialog was still open after the test's answer; closing it");
-                    left->close();
-                }
-            });
-        } else if (deadline.hasExpired()) {
-            timer->deleteLater();
-            timer->stop();
+// Runs `show`, which blocks in a modal dialog's exec(), and hands that dialog to `answer` once
+// it is open. False when no dialog of type T opened. A dialog left open (a check failed before
+// the answer closed it) or one nobody answers (say, a question the dialog asks in turn) is
+// closed, so that a failing test ends instead of waiting forever.
+template <typename T> bool answerModal(const std::function<void()>& show, const std::function<void(T*)>& answer) {
+    bool answered = false;
+    QTimer poll;
+    QObject::connect(&poll, &QTimer::timeout, [&] {
+        QPointer<T> dialog = qobject_cast<T*>(QApplication::activeModalWidget());
+        if (!dialog)
+            return;
+        poll.stop();
+        answered = true;
+        answer(dialog);
+        if (dialog && dialog->isVisible())
+            dialog->close();
+    });
+    QTimer guard;
+    QObject::connect(&guard, &QTimer::timeout, [] {
+        if (QWidget* modal = QApplication::activeModalWidget()) {
+            qWarning("closing the unanswered dialog \"%s\"", qPrintable(modal->windowTitle()));
+            modal->close();
         }
     });
-    timer->start(10);
+    poll.start(10);
+    guard.start(5000);
+    show();
+    return answered;
 }
