@@ -8,7 +8,15 @@ FrameBurn::FrameBurn(QWidget* parent) : QFrame(parent), m_ui(std::make_unique<Ui
 
 FrameBurn::~FrameBurn() = default;
 
-QPushButton* FrameBurn::Command21() const { return m_ui->Command21; }
-QPushButton* FrameBurn::Command20() const { return m_ui->Command20; }
-QPushButton* FrameBurn::Command19() const { return m_ui->Command19; }
-QPushButton* FrameBurn::Command18() const { return m_ui->Command18; }
+QPushButton* FrameBurn::Command21() const {
+    return m_ui->Command21;
+}
+QPushButton* FrameBurn::Command20() const {
+    return m_ui->Command20;
+}
+QPushButton* FrameBurn::Command19() const {
+    return m_ui->Command19;
+}
+QPushButton* FrameBurn::Command18() const {
+    return m_ui->Command18;
+}

@@ -14,7 +14,9 @@ static qint32 toInt32(double value) {
     return static_cast<qint32>(value);
 }
 
-qint32 floor32(double value) { return toInt32(std::floor(value)); }
+qint32 floor32(double value) {
+    return toInt32(std::floor(value));
+}
 
 // std::nearbyint follows the current rounding mode, which is to-nearest-even unless changed.
 qint32 roundEven32(double value) {

@@ -22,11 +22,13 @@ public:
 class IndexError : public Error {
 public:
     IndexError() : Error(QStringLiteral("Index out of bounds")) {}
-    explicit IndexError(const QString& what) : Error(QStringLiteral("Index out of bounds: ") + what) {}
+    explicit IndexError(const QString& what)
+        : Error(QStringLiteral("Index out of bounds: ") + what) {}
 };
 
 // A calculation produced something that is not a finite number.
 class FloatError : public Error {
 public:
-    explicit FloatError(const QString& what) : Error(QStringLiteral("Invalid floating point value: ") + what) {}
+    explicit FloatError(const QString& what)
+        : Error(QStringLiteral("Invalid floating point value: ") + what) {}
 };

@@ -9,8 +9,9 @@ void paintCheck(QPainter& p, const QRectF& area, const QPalette& palette, const 
     const QRectF box = area.adjusted(0.5, 0.5, -0.5, -0.5);
     const QPalette::ColorGroup group = look.enabled ? QPalette::Active : QPalette::Disabled;
 
-    QColor fill = look.checked && look.enabled ? palette.color(QPalette::Active, QPalette::Highlight)
-                                               : palette.color(group, QPalette::Base);
+    QColor fill = look.checked && look.enabled
+                      ? palette.color(QPalette::Active, QPalette::Highlight)
+                      : palette.color(group, QPalette::Base);
     if (look.pressed)
         fill = fill.lightnessF() < 0.5 ? fill.lighter(140) : fill.darker(120);
     // The border is drawn from the text colour so that it shows on dark and light skins alike.
@@ -29,9 +30,11 @@ void paintCheck(QPainter& p, const QRectF& area, const QPalette& palette, const 
         tick.moveTo(box.left() + s * 0.22, box.top() + s * 0.52);
         tick.lineTo(box.left() + s * 0.42, box.top() + s * 0.72);
         tick.lineTo(box.left() + s * 0.78, box.top() + s * 0.28);
-        const QColor tickColor = look.enabled ? palette.color(QPalette::Active, QPalette::HighlightedText)
-                                              : palette.color(QPalette::Disabled, QPalette::Text);
-        p.setPen(QPen(tickColor, qMax<qreal>(1.6, s / 7.0), Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+        const QColor tickColor = look.enabled
+                                     ? palette.color(QPalette::Active, QPalette::HighlightedText)
+                                     : palette.color(QPalette::Disabled, QPalette::Text);
+        p.setPen(
+            QPen(tickColor, qMax<qreal>(1.6, s / 7.0), Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
         p.setBrush(Qt::NoBrush);
         p.drawPath(tick);
     }

@@ -14,4 +14,5 @@ struct CheckLook {
     bool hovered = false;
 };
 
-void paintCheck(QPainter& painter, const QRectF& box, const QPalette& palette, const CheckLook& look);
+void paintCheck(QPainter& painter, const QRectF& box, const QPalette& palette,
+                const CheckLook& look);

@@ -52,7 +52,8 @@ QSize ProgressBar::sizeHint() const {
 }
 
 QSize ProgressBar::minimumSizeHint() const {
-    return QSize(fontMetrics().horizontalAdvance(QStringLiteral("100%")) + 8, fontMetrics().height() + 4);
+    return QSize(fontMetrics().horizontalAdvance(QStringLiteral("100%")) + 8,
+                 fontMetrics().height() + 4);
 }
 
 void ProgressBar::paintEvent(QPaintEvent*) {

@@ -30,7 +30,8 @@ public:
     }
 
     // The check box is drawn in the look of the skinned check box, over the style's own.
-    void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override {
+    void paint(QPainter* painter, const QStyleOptionViewItem& option,
+               const QModelIndex& index) const override {
         QStyledItemDelegate::paint(painter, option, index);
         const QVariant state = index.data(Qt::CheckStateRole);
         if (!state.isValid())
@@ -44,7 +45,8 @@ public:
         look.checked = state.value<Qt::CheckState>() != Qt::Unchecked;
         look.enabled = (option.state & QStyle::State_Enabled) != 0;
         const int side = qMin(box.width(), box.height());
-        const QRect square(box.x() + (box.width() - side) / 2, box.y() + (box.height() - side) / 2, side, side);
+        const QRect square(box.x() + (box.width() - side) / 2, box.y() + (box.height() - side) / 2,
+                           side, side);
         paintCheck(*painter, QRectF(square), option.palette, look);
     }
 
@@ -68,7 +70,8 @@ ReportList::ReportList(QWidget* parent) : QTreeWidget(parent) {
     setEditTriggers(QAbstractItemView::NoEditTriggers);
     header()->setStretchLastSection(true);
     header()->setSectionsMovable(false);
-    setItemDelegate(new ToggleReportingDelegate(this, [this](const QModelIndex& index) { userToggled(index); }));
+    setItemDelegate(new ToggleReportingDelegate(
+        this, [this](const QModelIndex& index) { userToggled(index); }));
 }
 
 void ReportList::setColumnHeaders(const QStringList& headers) {
@@ -103,7 +106,8 @@ qint32 ReportList::Add(const QString& text) {
 QTreeWidgetItem* ReportList::item(qint32 row) const {
     if (row < 1 || row > Count()) {
         const QString list = objectName().isEmpty() ? QStringLiteral("the list") : objectName();
-        throw IndexError(QStringLiteral("row %1 of %2, which has %3 rows").arg(row).arg(list).arg(Count()));
+        throw IndexError(
+            QStringLiteral("row %1 of %2, which has %3 rows").arg(row).arg(list).arg(Count()));
     }
     return topLevelItem(row - 1);
 }

@@ -11,7 +11,7 @@
 namespace {
 constexpr int kMargin = 2;
 constexpr int kSpacing = 6;
-}
+} // namespace
 
 SkinCheckBox::SkinCheckBox(QWidget* parent) : QWidget(parent) {
     setFocusPolicy(Qt::StrongFocus);
@@ -102,7 +102,9 @@ void SkinCheckBox::paintEvent(QPaintEvent*) {
     if (hasFocus()) {
         QStyleOptionFocusRect focus;
         focus.initFrom(this);
-        focus.rect = fontMetrics().boundingRect(textArea, Qt::AlignLeft | Qt::AlignVCenter, text).adjusted(-2, -1, 2, 1);
+        focus.rect = fontMetrics()
+                         .boundingRect(textArea, Qt::AlignLeft | Qt::AlignVCenter, text)
+                         .adjusted(-2, -1, 2, 1);
         focus.backgroundColor = BackColor();
         style()->drawPrimitive(QStyle::PE_FrameFocusRect, &focus, &p, this);
     }

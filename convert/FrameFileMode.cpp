@@ -21,11 +21,12 @@ const QStringList kMp3Bitrates = {"320", "288", "256", "224", "192", "160",
 const QStringList kWmaBitrates = {"320", "256", "192", "160", "128", "96", "80", "64", "48", "32"};
 
 // File types are told by the last three characters of the path, compared exactly.
-QString lastThree(const QString& path) { return path.right(3); }
+QString lastThree(const QString& path) {
+    return path.right(3);
+}
 
 // Runs one statement of a handler whose errors are to be passed over.
-template <class Statement>
-void resumeNext(Statement statement) {
+template <class Statement> void resumeNext(Statement statement) {
     try {
         statement();
     } catch (const Error&) {
@@ -53,10 +54,18 @@ FrameFileMode::FrameFileMode(Form1& form, QWidget* parent)
 
 FrameFileMode::~FrameFileMode() = default;
 
-QPushButton* FrameFileMode::Command7() const { return m_ui->Command7; }
-QPushButton* FrameFileMode::Command8() const { return m_ui->Command8; }
-QPushButton* FrameFileMode::Command9() const { return m_ui->Command9; }
-QPushButton* FrameFileMode::Command10() const { return m_ui->Command10; }
+QPushButton* FrameFileMode::Command7() const {
+    return m_ui->Command7;
+}
+QPushButton* FrameFileMode::Command8() const {
+    return m_ui->Command8;
+}
+QPushButton* FrameFileMode::Command9() const {
+    return m_ui->Command9;
+}
+QPushButton* FrameFileMode::Command10() const {
+    return m_ui->Command10;
+}
 
 void FrameFileMode::connectHandlers() {
     const struct {
@@ -74,12 +83,16 @@ void FrameFileMode::connectHandlers() {
         connect(m_form.menuAction(t.menuItem), &QAction::triggered, this, handler(this, t.method));
         connect(m_form.menuAction(t.popupItem), &QAction::triggered, this, handler(this, t.method));
     }
-    connect(m_ui->Command2, &QPushButton::clicked, this, handler(this, &FrameFileMode::Command2_Click));
+    connect(m_ui->Command2, &QPushButton::clicked, this,
+            handler(this, &FrameFileMode::Command2_Click));
     connect(m_form.menuAction("mnufile00"), &QAction::triggered, this,
             handler(this, &FrameFileMode::Command2_Click));
-    connect(m_ui->Command3, &QPushButton::clicked, this, handler(this, &FrameFileMode::Command3_Click));
-    connect(m_ui->Command27, &QPushButton::clicked, this, handler(this, &FrameFileMode::Command27_Click));
-    connect(m_ui->Command12, &QPushButton::clicked, this, handler(this, &FrameFileMode::Command12_Click));
+    connect(m_ui->Command3, &QPushButton::clicked, this,
+            handler(this, &FrameFileMode::Command3_Click));
+    connect(m_ui->Command27, &QPushButton::clicked, this,
+            handler(this, &FrameFileMode::Command27_Click));
+    connect(m_ui->Command12, &QPushButton::clicked, this,
+            handler(this, &FrameFileMode::Command12_Click));
     connect(m_ui->LV, &ReportList::RightButtonUp, this, &FrameFileMode::showPopup);
 }
 
@@ -119,9 +132,15 @@ void FrameFileMode::enterFileMode() {
     m_form.components().mEnc->setEncoderSwitch(0);
 }
 
-void FrameFileMode::Command4_Click() { selectTarget(Target::Mp3); }
-void FrameFileMode::Command5_Click() { selectTarget(Target::Wma); }
-void FrameFileMode::Command6_Click() { selectTarget(Target::Wav); }
+void FrameFileMode::Command4_Click() {
+    selectTarget(Target::Mp3);
+}
+void FrameFileMode::Command5_Click() {
+    selectTarget(Target::Wma);
+}
+void FrameFileMode::Command6_Click() {
+    selectTarget(Target::Wav);
+}
 
 void FrameFileMode::selectTarget(Target target) {
     static const char* const names[] = {"MP3", "WMA", "WAV"};

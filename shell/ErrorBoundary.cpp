@@ -10,7 +10,9 @@ namespace ErrorBoundary {
 
 static MessageBox* g_box = nullptr;
 
-void setMessageBox(MessageBox* box) { g_box = box; }
+void setMessageBox(MessageBox* box) {
+    g_box = box;
+}
 
 void report(const QString& text) {
     std::fprintf(stderr, "Melvane: %s\n", qPrintable(text));

@@ -18,8 +18,7 @@ void reportCurrentException();
 
 // Wraps a handler for connect(): the handler runs, and whatever it throws is reported here
 // instead of unwinding through Qt's own frames.
-template <class Object, class Handler>
-auto handler(Object* object, Handler method) {
+template <class Object, class Handler> auto handler(Object* object, Handler method) {
     return [object, method](auto&&...) {
         try {
             (object->*method)();
@@ -29,8 +28,7 @@ auto handler(Object* object, Handler method) {
     };
 }
 
-template <class Function>
-auto guarded(Function function) {
+template <class Function> auto guarded(Function function) {
     return [function = std::move(function)](auto&&... args) {
         try {
             function(std::forward<decltype(args)>(args)...);

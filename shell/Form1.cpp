@@ -44,18 +44,30 @@ Form1::~Form1() {
 }
 
 void Form1::connectHandlers() {
-    connect(m_fileMode->Command8(), &QPushButton::clicked, this, handler(this, &Form1::Command8_Click));
-    connect(m_fileMode->Command9(), &QPushButton::clicked, this, handler(this, &Form1::Command9_Click));
-    connect(m_fileMode->Command10(), &QPushButton::clicked, this, handler(this, &Form1::Command10_Click));
-    connect(m_fileMode->Command7(), &QPushButton::clicked, this, handler(this, &Form1::Command7_Click));
-    connect(m_cdMode->Command13(), &QPushButton::clicked, this, handler(this, &Form1::Command13_Click));
-    connect(m_cdMode->Command14(), &QPushButton::clicked, this, handler(this, &Form1::Command14_Click));
-    connect(m_cdMode->Command15(), &QPushButton::clicked, this, handler(this, &Form1::Command15_Click));
-    connect(m_cdMode->Command11(), &QPushButton::clicked, this, handler(this, &Form1::Command11_Click));
-    connect(m_burn->Command21(), &QPushButton::clicked, this, handler(this, &Form1::Command21_Click));
-    connect(m_burn->Command20(), &QPushButton::clicked, this, handler(this, &Form1::Command20_Click));
-    connect(m_burn->Command19(), &QPushButton::clicked, this, handler(this, &Form1::Command19_Click));
-    connect(m_burn->Command18(), &QPushButton::clicked, this, handler(this, &Form1::Command18_Click));
+    connect(m_fileMode->Command8(), &QPushButton::clicked, this,
+            handler(this, &Form1::Command8_Click));
+    connect(m_fileMode->Command9(), &QPushButton::clicked, this,
+            handler(this, &Form1::Command9_Click));
+    connect(m_fileMode->Command10(), &QPushButton::clicked, this,
+            handler(this, &Form1::Command10_Click));
+    connect(m_fileMode->Command7(), &QPushButton::clicked, this,
+            handler(this, &Form1::Command7_Click));
+    connect(m_cdMode->Command13(), &QPushButton::clicked, this,
+            handler(this, &Form1::Command13_Click));
+    connect(m_cdMode->Command14(), &QPushButton::clicked, this,
+            handler(this, &Form1::Command14_Click));
+    connect(m_cdMode->Command15(), &QPushButton::clicked, this,
+            handler(this, &Form1::Command15_Click));
+    connect(m_cdMode->Command11(), &QPushButton::clicked, this,
+            handler(this, &Form1::Command11_Click));
+    connect(m_burn->Command21(), &QPushButton::clicked, this,
+            handler(this, &Form1::Command21_Click));
+    connect(m_burn->Command20(), &QPushButton::clicked, this,
+            handler(this, &Form1::Command20_Click));
+    connect(m_burn->Command19(), &QPushButton::clicked, this,
+            handler(this, &Form1::Command19_Click));
+    connect(m_burn->Command18(), &QPushButton::clicked, this,
+            handler(this, &Form1::Command18_Click));
     connect(m_ui->mnuoptmode1, &QAction::triggered, this, handler(this, &Form1::mnuoptmode1_Click));
     connect(m_ui->mnuoptmode2, &QAction::triggered, this, handler(this, &Form1::mnuoptmode2_Click));
     connect(m_ui->mnuoptmode3, &QAction::triggered, this, handler(this, &Form1::mnuoptmode3_Click));
@@ -70,15 +82,20 @@ QAction* Form1::menuAction(const char* name) const {
     return findChild<QAction*>(QLatin1String(name));
 }
 
-FrmMainA* Form1::recorderWindow() const { return m_recorder.data(); }
+FrmMainA* Form1::recorderWindow() const {
+    return m_recorder.data();
+}
 
-QMenu* Form1::menu(const char* name) const { return findChild<QMenu*>(QLatin1String(name)); }
+QMenu* Form1::menu(const char* name) const {
+    return findChild<QMenu*>(QLatin1String(name));
+}
 
 void Form1::Form_Load() {
     renamedTracks = False16;
     newJob = True16;
     folderBrowser = m_components.makeFolderBrowser();
-    setWindowTitle(QStringLiteral(" Melvane %1.%2").arg(MELVANE_VERSION_MAJOR).arg(MELVANE_VERSION_MINOR));
+    setWindowTitle(
+        QStringLiteral(" Melvane %1.%2").arg(MELVANE_VERSION_MAJOR).arg(MELVANE_VERSION_MINOR));
     m_components.skin->LoadSkin(skinPath());
     m_components.skin->ApplySkin(this);
     filterGraph.reset();
@@ -165,8 +182,12 @@ void Form1::Command7_Click() {
     m_recorder->activateWindow();
 }
 
-void Form1::Command13_Click() { Command8_Click(); }
-void Form1::Command21_Click() { Command8_Click(); }
+void Form1::Command13_Click() {
+    Command8_Click();
+}
+void Form1::Command21_Click() {
+    Command8_Click();
+}
 
 void Form1::Command14_Click() {
     newJob = True16;
@@ -178,14 +199,30 @@ void Form1::Command20_Click() {
     Command9_Click();
 }
 
-void Form1::Command15_Click() { Command10_Click(); }
-void Form1::Command19_Click() { Command10_Click(); }
-void Form1::Command11_Click() { Command7_Click(); }
-void Form1::Command18_Click() { Command7_Click(); }
-void Form1::mnuoptmode1_Click() { Command8_Click(); }
-void Form1::mnuoptmode2_Click() { Command9_Click(); }
-void Form1::mnuoptmode3_Click() { Command10_Click(); }
-void Form1::mnuoptmode4_Click() { Command7_Click(); }
+void Form1::Command15_Click() {
+    Command10_Click();
+}
+void Form1::Command19_Click() {
+    Command10_Click();
+}
+void Form1::Command11_Click() {
+    Command7_Click();
+}
+void Form1::Command18_Click() {
+    Command7_Click();
+}
+void Form1::mnuoptmode1_Click() {
+    Command8_Click();
+}
+void Form1::mnuoptmode2_Click() {
+    Command9_Click();
+}
+void Form1::mnuoptmode3_Click() {
+    Command10_Click();
+}
+void Form1::mnuoptmode4_Click() {
+    Command7_Click();
+}
 
 QString Form1::SelectFolder(QWidget* owner, const QString& title) {
     folderBrowser->setOwner(owner);
@@ -200,12 +237,20 @@ QString Form1::SelectFolder(QWidget* owner, const QString& title) {
     return chosen;
 }
 
-qint16 Form1::CountCSString(const QVariant& value) const { return ::CountCSString(value); }
+qint16 Form1::CountCSString(const QVariant& value) const {
+    return ::CountCSString(value);
+}
 
 QVariant Form1::GetCSString(const QVariant& value, qint16 index) const {
     return ::GetCSString(value, index);
 }
 
-void Form1::mp3donenowwhat() { m_fileMode->fileDone(); }
-void Form1::wmadonenowwhat() { m_fileMode->fileDone(); }
-void Form1::decdonenowwhat() { m_fileMode->fileDone(); }
+void Form1::mp3donenowwhat() {
+    m_fileMode->fileDone();
+}
+void Form1::wmadonenowwhat() {
+    m_fileMode->fileDone();
+}
+void Form1::decdonenowwhat() {
+    m_fileMode->fileDone();
+}

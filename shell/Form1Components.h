@@ -9,9 +9,9 @@
 #include "components/MessageBox.h"
 #include "components/SettingsStore.h"
 #include "components/Skin.h"
-#include "components/WaDec.h"
 #include "components/WAEnc.h"
 #include "components/WMAFile.h"
+#include "components/WaDec.h"
 
 #include <QString>
 #include <functional>

@@ -23,7 +23,9 @@ QAudioFormat audioFormat(const PcmFormat& pcm) {
 
 FilterGraph::FilterGraph(QObject* parent) : QObject(parent) {}
 
-FilterGraph::~FilterGraph() { release(); }
+FilterGraph::~FilterGraph() {
+    release();
+}
 
 void FilterGraph::release() {
     if (m_sink)
@@ -63,7 +65,8 @@ void FilterGraph::Run() {
         return;
     m_sink->start(m_device.get());
     if (m_sink->error() != QAudio::NoError)
-        throw Error(QStringLiteral("Cannot play %1: the audio output refused to start.").arg(m_path));
+        throw Error(
+            QStringLiteral("Cannot play %1: the audio output refused to start.").arg(m_path));
 }
 
 void FilterGraph::Pause() {
@@ -85,4 +88,6 @@ bool FilterGraph::isPlaying() const {
     return m_sink && (m_sink->state() == QAudio::ActiveState);
 }
 
-qint64 FilterGraph::playedUSecs() const { return m_sink ? m_sink->processedUSecs() : 0; }
+qint64 FilterGraph::playedUSecs() const {
+    return m_sink ? m_sink->processedUSecs() : 0;
+}

@@ -21,8 +21,8 @@ CodecRunner::~CodecRunner() {
 void CodecRunner::start(const QString& input, const QString& output,
                         const EncodedSink::Options& options) {
     if (m_busy)
-        throw Error(QStringLiteral("Cannot convert %1: %2 is still being converted")
-                        .arg(input, m_current));
+        throw Error(
+            QStringLiteral("Cannot convert %1: %2 is still being converted").arg(input, m_current));
     auto source = std::make_unique<FileSource>(input);
     const QFileInfo out(output);
     if (out.exists() && out.canonicalFilePath() == QFileInfo(input).canonicalFilePath())
@@ -37,8 +37,8 @@ void CodecRunner::start(const QString& input, const QString& output,
     const double unit = m_resolution == Resolution::WholePercent ? 1.0 : 0.1;
     TranscodeJob::Handlers handlers;
     // Runs on the worker; posts only when the shown value changes, and never reaches 100 here.
-    handlers.progress = [this, generation, steps, unit, last = qint64(-1)](
-                            qint64 done, qint64 expected) mutable {
+    handlers.progress = [this, generation, steps, unit,
+                         last = qint64(-1)](qint64 done, qint64 expected) mutable {
         if (expected <= 0)
             return;
         const qint64 step = std::min<qint64>(steps - 1, done * steps / expected);

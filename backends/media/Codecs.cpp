@@ -22,10 +22,9 @@ void Mp3Encoder::Cancel() {
 }
 
 WmaEncoder::WmaEncoder(QObject* parent)
-    : WAEnc(parent),
-      m_runner(
-          this, Resolution::TenthPercent, [this](double p) { Q_EMIT Progress(p); },
-          [this](const QString& message) { Q_EMIT Failed(message); }) {}
+    : WAEnc(parent), m_runner(
+                         this, Resolution::TenthPercent, [this](double p) { Q_EMIT Progress(p); },
+                         [this](const QString& message) { Q_EMIT Failed(message); }) {}
 
 WmaEncoder::~WmaEncoder() = default;
 

@@ -59,8 +59,7 @@ private:
 
 // Any file FFmpeg decodes to a 16-bit WAV file at the source's rate and channels. The MP3 and
 // the WMA decoder differ only in their interface and the type of their percentage.
-template <class Interface, class Percent>
-class FileDecoder : public Interface {
+template <class Interface, class Percent> class FileDecoder : public Interface {
 public:
     explicit FileDecoder(QObject* parent = nullptr)
         : Interface(parent),

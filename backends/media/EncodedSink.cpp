@@ -210,8 +210,8 @@ struct EncodedSink::Impl {
             fail(QStringLiteral("this FFmpeg has no %1 encoder").arg(QString::fromUtf8(name)));
 
         encoded.sampleRate = chooseSampleRate(codec, options.codec, input.sampleRate);
-        encoded.channels = options.codec == OutputCodec::Wav ? input.channels
-                                                             : std::min(input.channels, 2);
+        encoded.channels =
+            options.codec == OutputCodec::Wav ? input.channels : std::min(input.channels, 2);
         if (options.codec != OutputCodec::Wav) {
             if (options.bitRate <= 0)
                 fail(QStringLiteral("%1 bit/s is not a valid bit rate").arg(options.bitRate));
@@ -224,8 +224,8 @@ struct EncodedSink::Impl {
                 bitRate = 256000;
         }
         encoder = makeEncoder(codec);
-        const bool variable = (codec->capabilities & AV_CODEC_CAP_VARIABLE_FRAME_SIZE) ||
-                              encoder->frame_size <= 0;
+        const bool variable =
+            (codec->capabilities & AV_CODEC_CAP_VARIABLE_FRAME_SIZE) || encoder->frame_size <= 0;
         frameSize = variable ? kVariableFrameSize : encoder->frame_size;
         // wmav2 cannot be drained: its first frame only primes the overlap and decoders drop
         // it, so lead in with that much silence to keep the first samples.
@@ -245,8 +245,8 @@ struct EncodedSink::Impl {
 
     void openOutput() {
         AVFormatContext* raw = nullptr;
-        int ret = avformat_alloc_output_context2(&raw, nullptr, containerName(options.codec),
-                                                 nullptr);
+        int ret =
+            avformat_alloc_output_context2(&raw, nullptr, containerName(options.codec), nullptr);
         if (ret < 0 || !raw)
             fail(QStringLiteral("FFmpeg cannot write %1 files")
                      .arg(QString::fromUtf8(containerName(options.codec))));
@@ -409,7 +409,8 @@ struct EncodedSink::Impl {
                 fail(QStringLiteral("out of memory"));
         }
         frame->nb_samples = padTo;
-        const int got = av_audio_fifo_read(fifo.get(), reinterpret_cast<void**>(frame->data), samples);
+        const int got =
+            av_audio_fifo_read(fifo.get(), reinterpret_cast<void**>(frame->data), samples);
         if (got < padTo)
             av_samples_set_silence(frame->data, std::max(got, 0), padTo - std::max(got, 0),
                                    encoded.channels, encoder->sample_fmt);
@@ -436,8 +437,8 @@ struct EncodedSink::Impl {
         const int rest = av_audio_fifo_size(fifo.get());
         const unsigned caps = encoder->codec->capabilities;
         if (rest > 0) {
-            const bool shortOk = caps & (AV_CODEC_CAP_SMALL_LAST_FRAME |
-                                         AV_CODEC_CAP_VARIABLE_FRAME_SIZE);
+            const bool shortOk =
+                caps & (AV_CODEC_CAP_SMALL_LAST_FRAME | AV_CODEC_CAP_VARIABLE_FRAME_SIZE);
             encodeFromFifo(rest, shortOk || frameSize == kVariableFrameSize ? rest : frameSize);
         }
         for (int i = 0; i < tailFrames; ++i)

@@ -102,8 +102,9 @@ struct FileSource::Impl {
             ret = swr_init(swr);
         if (ret < 0) {
             av_channel_layout_uninit(&layout);
-            throw Error(readError(path, QStringLiteral("its audio cannot be converted (%1)")
-                                            .arg(ffmpeg::errorText(ret))));
+            throw Error(readError(
+                path,
+                QStringLiteral("its audio cannot be converted (%1)").arg(ffmpeg::errorText(ret))));
         }
         resamplerFormat = f->format;
         resamplerRate = f->sample_rate;
@@ -128,8 +129,9 @@ struct FileSource::Impl {
         const int got = swr_convert(resampler.get(), &target, room,
                                     const_cast<const uint8_t**>(f->extended_data), f->nb_samples);
         if (got < 0)
-            throw Error(readError(path, QStringLiteral("its audio cannot be converted (%1)")
-                                            .arg(ffmpeg::errorText(got))));
+            throw Error(readError(
+                path,
+                QStringLiteral("its audio cannot be converted (%1)").arg(ffmpeg::errorText(got))));
         end += qint64(got) * out.channels;
         return got;
     }
@@ -176,9 +178,9 @@ struct FileSource::Impl {
         if (++badPackets <= kMaxBadPackets)
             return;
         const QString why = ffmpeg::lastLog();
-        throw Error(readError(path, QStringLiteral("its audio data is damaged%1")
-                                        .arg(why.isEmpty() ? QString()
-                                                           : QStringLiteral(" (%1)").arg(why))));
+        throw Error(readError(
+            path, QStringLiteral("its audio data is damaged%1")
+                      .arg(why.isEmpty() ? QString() : QStringLiteral(" (%1)").arg(why))));
     }
 
     void feedDecoder() {
@@ -298,8 +300,8 @@ void FileSource::seek(double seconds) {
     if (!(seconds > 0))
         seconds = 0;
     const AVStream* stream = d->input.stream;
-    int64_t target = av_rescale_q(std::llround(seconds * AV_TIME_BASE), AV_TIME_BASE_Q,
-                                  stream->time_base);
+    int64_t target =
+        av_rescale_q(std::llround(seconds * AV_TIME_BASE), AV_TIME_BASE_Q, stream->time_base);
     if (stream->start_time != AV_NOPTS_VALUE)
         target += stream->start_time;
     const int ret =

@@ -123,23 +123,25 @@ InputFile openInputFile(const QString& path, bool checkComplete) {
     int ret = avformat_open_input(&raw, ffmpeg::fileUrl(path).constData(), nullptr, &options);
     av_dict_free(&options);
     if (ret < 0) {
-        throw Error(readError(path, ret == AVERROR_INVALIDDATA || ret == AVERROR(EPERM)
-                                        ? notAudio
-                                        : notAudio + QStringLiteral(" (%1)")
-                                                         .arg(ffmpeg::errorText(ret))));
+        throw Error(
+            readError(path, ret == AVERROR_INVALIDDATA || ret == AVERROR(EPERM)
+                                ? notAudio
+                                : notAudio + QStringLiteral(" (%1)").arg(ffmpeg::errorText(ret))));
     }
     input.format.reset(raw);
     ret = avformat_find_stream_info(raw, nullptr);
     if (ret < 0) // the demuxers' generic -1 would read "Operation not permitted": leave it out
-        throw Error(readError(path, ret == AVERROR(EPERM)
-                                        ? notAudio
-                                        : notAudio + QStringLiteral(" (%1)").arg(ffmpeg::errorText(ret))));
+        throw Error(
+            readError(path, ret == AVERROR(EPERM)
+                                ? notAudio
+                                : notAudio + QStringLiteral(" (%1)").arg(ffmpeg::errorText(ret))));
 
     ret = av_find_best_stream(raw, AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
     if (ret == AVERROR_STREAM_NOT_FOUND)
         throw Error(readError(path, notAudio + QStringLiteral(" (it has no audio stream)")));
     if (ret < 0)
-        throw Error(readError(path, notAudio + QStringLiteral(" (%1)").arg(ffmpeg::errorText(ret))));
+        throw Error(
+            readError(path, notAudio + QStringLiteral(" (%1)").arg(ffmpeg::errorText(ret))));
     const AVCodecID codecId = raw->streams[ret]->codecpar->codec_id;
     if (codecId == AV_CODEC_ID_NONE)
         throw Error(readError(path, notAudio + QStringLiteral(" (its audio codec is unknown)")));

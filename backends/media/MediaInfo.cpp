@@ -30,12 +30,14 @@ void MediaInfo::ReadWavInfo(const QString& path) {
 void WmaFileReader::Open(const QString& path) {
     *this = WmaFileReader();
     const MediaFacts facts = probeMediaFile(path);
-    if (facts.formatName != QLatin1String("asf") || !facts.codecName.startsWith(QLatin1String("wma")))
+    if (facts.formatName != QLatin1String("asf") ||
+        !facts.codecName.startsWith(QLatin1String("wma")))
         throw Error(QStringLiteral("Cannot read %1: it is not a WMA file (FFmpeg reads it as %2 "
                                    "with %3 audio)")
                         .arg(path, facts.formatName, facts.codecName));
     m_title = facts.tags.value(QStringLiteral("title"));
-    m_author = facts.tags.value(QStringLiteral("artist"), facts.tags.value(QStringLiteral("author")));
+    m_author =
+        facts.tags.value(QStringLiteral("artist"), facts.tags.value(QStringLiteral("author")));
     m_album = facts.tags.value(QStringLiteral("album"));
     m_duration = facts.duration;
     m_bitrate = qint32(std::clamp<qint64>(facts.bitRate, 0, std::numeric_limits<qint32>::max()));

@@ -54,9 +54,7 @@ void ParallelEncoder::finish() {
 void ParallelEncoder::submit() {
     std::unique_lock lock(m_mutex);
     // Bounded: no more segments waiting than there are workers.
-    m_changed.wait(lock, [&] {
-        return m_queue.size() < m_workers.size() || !m_failure.isEmpty();
-    });
+    m_changed.wait(lock, [&] { return m_queue.size() < m_workers.size() || !m_failure.isEmpty(); });
     if (!m_failure.isEmpty())
         throw Error(m_failure);
     m_filling.index = m_submitted++;

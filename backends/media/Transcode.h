@@ -42,8 +42,7 @@ public:
 
     // Raises Error while the previous job is still running (a job counts as ended from the
     // moment its last handler is called).
-    void start(std::unique_ptr<PcmSource> source, std::unique_ptr<PcmSink> sink,
-               Handlers handlers);
+    void start(std::unique_ptr<PcmSource> source, std::unique_ptr<PcmSink> sink, Handlers handlers);
     // Stops the job and waits until its worker has cleaned up.
     void cancel();
     // Waits for the job to end by itself.

@@ -13,8 +13,9 @@ QStringList qtNameFilters(const QString& filter) {
         return result;
     const QStringList parts = filter.split(QLatin1Char('|'));
     if (parts.size() % 2 != 0)
-        throw Error(QStringLiteral("Invalid file filter \"%1\": the description \"%2\" has no pattern")
-                        .arg(filter, parts.last()));
+        throw Error(
+            QStringLiteral("Invalid file filter \"%1\": the description \"%2\" has no pattern")
+                .arg(filter, parts.last()));
     for (qsizetype i = 0; i < parts.size(); i += 2) {
         const QString description = parts.at(i).trimmed();
         QStringList patterns;
@@ -26,11 +27,13 @@ QStringList qtNameFilters(const QString& filter) {
             patterns.append(pattern == QLatin1String("*.*") ? QStringLiteral("*") : pattern);
         }
         if (patterns.isEmpty())
-            throw Error(QStringLiteral("Invalid file filter \"%1\": the description \"%2\" has no pattern")
-                            .arg(filter, description));
+            throw Error(
+                QStringLiteral("Invalid file filter \"%1\": the description \"%2\" has no pattern")
+                    .arg(filter, description));
         const QString patternText = patterns.join(QLatin1Char(' '));
-        result.append(description.isEmpty() ? patternText
-                                            : description + QStringLiteral(" (") + patternText + QLatin1Char(')'));
+        result.append(description.isEmpty()
+                          ? patternText
+                          : description + QStringLiteral(" (") + patternText + QLatin1Char(')'));
     }
     return result;
 }

@@ -9,9 +9,12 @@
 
 QString FolderDialog::BrowseForFolder() {
     QWidget* owner = m_owner ? m_owner.data() : QApplication::activeWindow();
-    const QString start = !m_initialDir.isEmpty() && QFileInfo(m_initialDir).isDir() ? m_initialDir : QDir::homePath();
+    const QString start = !m_initialDir.isEmpty() && QFileInfo(m_initialDir).isDir()
+                              ? m_initialDir
+                              : QDir::homePath();
     // The prompt is the one text the caller gives; without it the dialog says what it is for.
-    const QString title = m_showPrompt && !m_title.isEmpty() ? m_title : QStringLiteral("Browse for Folder");
+    const QString title =
+        m_showPrompt && !m_title.isEmpty() ? m_title : QStringLiteral("Browse for Folder");
     QFileDialog dialog(owner, title, start);
     dialog.setObjectName(QStringLiteral("FolderDialog"));
     dialog.setOption(QFileDialog::DontUseNativeDialog);

@@ -37,7 +37,8 @@ void copyRole(QPalette& to, const QPalette& from, QPalette::ColorRole role) {
 
 // The palette a window gets from the sheet: each role taken from a widget whose own role it
 // is (windows for Window, line edits for Base, buttons for Button), the shades computed.
-QPalette paletteOf(QMainWindow& window, const QLineEdit& edit, const QPushButton& button, const QTreeView& list) {
+QPalette paletteOf(QMainWindow& window, const QLineEdit& edit, const QPushButton& button,
+                   const QTreeView& list) {
     QPalette result = window.palette();
     for (auto role : {QPalette::Base, QPalette::Text, QPalette::PlaceholderText})
         copyRole(result, edit.palette(), role);
@@ -82,7 +83,8 @@ void QssSkin::LoadSkin(const QString& path) {
     if (sheet.trimmed().isEmpty())
         throw fail(QStringLiteral("the file is empty"));
     if (!qobject_cast<QApplication*>(QCoreApplication::instance()))
-        throw fail(QStringLiteral("skins need the program's windows, and none can be created here"));
+        throw fail(
+            QStringLiteral("skins need the program's windows, and none can be created here"));
 
     // Polish stand-in widgets with the sheet: this checks that Qt can parse it and tells the
     // colours it gives each kind of widget.
@@ -112,7 +114,8 @@ void QssSkin::ApplySkin(QWidget* window) {
         throw Error(QStringLiteral("Cannot apply the skin: no window was given"));
     if (!m_loaded)
         throw Error(QStringLiteral("Cannot apply the skin to %1: no skin has been loaded")
-                        .arg(window->objectName().isEmpty() ? QStringLiteral("the window") : window->objectName()));
+                        .arg(window->objectName().isEmpty() ? QStringLiteral("the window")
+                                                            : window->objectName()));
     // Widgets under a style sheet take their palette from the application, not from their
     // parent, so the derived palette has to be the application's.
     if (QApplication::palette() != m_palette)
@@ -122,5 +125,6 @@ void QssSkin::ApplySkin(QWidget* window) {
 
 QColor QssSkin::BackColor() const {
     // Before a skin is loaded, windows have the application's own background.
-    return m_loaded ? m_palette.color(QPalette::Window) : QGuiApplication::palette().color(QPalette::Window);
+    return m_loaded ? m_palette.color(QPalette::Window)
+                    : QGuiApplication::palette().color(QPalette::Window);
 }

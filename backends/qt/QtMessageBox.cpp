@@ -37,9 +37,10 @@ QMessageBox::StandardButtons qtButtons(MessageBox::Buttons buttons) {
 
 } // namespace
 
-MessageBox::Result QtMessageBox::MsgBox(const QString& prompt, Buttons buttons, Icon icon, const QString& title) {
-    QMessageBox box(qtIcon(icon), title.isEmpty() ? QStringLiteral("Melvane") : title, prompt, qtButtons(buttons),
-                    QApplication::activeWindow());
+MessageBox::Result QtMessageBox::MsgBox(const QString& prompt, Buttons buttons, Icon icon,
+                                        const QString& title) {
+    QMessageBox box(qtIcon(icon), title.isEmpty() ? QStringLiteral("Melvane") : title, prompt,
+                    qtButtons(buttons), QApplication::activeWindow());
     box.setObjectName(QStringLiteral("MessageBox"));
     // The first button is the default, as in the classic boxes. Escape means Cancel where there
     // is one, OK on a box with OK alone, and No on a Yes/No box (Qt's own choice for that box).

@@ -20,7 +20,8 @@ RegistryPath splitKey(const QString& key) {
     QString path = key;
     path.replace(QLatin1Char('\\'), QLatin1Char('/'));
     QStringList parts = path.split(QLatin1Char('/'), Qt::SkipEmptyParts);
-    if (!parts.isEmpty() && parts.constFirst().compare(QLatin1String("Software"), Qt::CaseInsensitive) == 0)
+    if (!parts.isEmpty() &&
+        parts.constFirst().compare(QLatin1String("Software"), Qt::CaseInsensitive) == 0)
         parts.removeFirst();
     if (parts.isEmpty())
         throw Error(QStringLiteral("Cannot use the registry key \"%1\": it names no key").arg(key));
@@ -34,13 +35,15 @@ RegistryPath splitKey(const QString& key) {
 
 QtSettingsStore::QtSettingsStore(const QString& baseFolder) : m_baseFolder(baseFolder) {}
 
-std::unique_ptr<QSettings> QtSettingsStore::open(const QString& organisation, const QString& application) const {
+std::unique_ptr<QSettings> QtSettingsStore::open(const QString& organisation,
+                                                 const QString& application) const {
     if (m_baseFolder.isEmpty())
         return std::make_unique<QSettings>(organisation, application);
-    const QString file = application.isEmpty()
-                             ? m_baseFolder + QLatin1Char('/') + organisation + QStringLiteral(".conf")
-                             : m_baseFolder + QLatin1Char('/') + organisation + QLatin1Char('/') + application +
-                                   QStringLiteral(".conf");
+    const QString file =
+        application.isEmpty()
+            ? m_baseFolder + QLatin1Char('/') + organisation + QStringLiteral(".conf")
+            : m_baseFolder + QLatin1Char('/') + organisation + QLatin1Char('/') + application +
+                  QStringLiteral(".conf");
     return std::make_unique<QSettings>(file, QSettings::IniFormat);
 }
 
@@ -48,8 +51,9 @@ void QtSettingsStore::write(QSettings& settings, const QString& key, const QStri
     settings.setValue(key, value);
     settings.sync();
     if (settings.status() == QSettings::AccessError)
-        throw Error(QStringLiteral("Cannot save the setting %1: the settings file %2 cannot be written")
-                        .arg(key, settings.fileName()));
+        throw Error(
+            QStringLiteral("Cannot save the setting %1: the settings file %2 cannot be written")
+                .arg(key, settings.fileName()));
 }
 
 QString QtSettingsStore::RegistryValue(const QString& key, const QString& name) {
@@ -60,7 +64,8 @@ QString QtSettingsStore::RegistryValue(const QString& key, const QString& name) 
     return settings->value(name).toString();
 }
 
-void QtSettingsStore::setRegistryValue(const QString& key, const QString& name, const QString& value) {
+void QtSettingsStore::setRegistryValue(const QString& key, const QString& name,
+                                       const QString& value) {
     const RegistryPath path = splitKey(key);
     auto settings = open(path.organisation, {});
     if (!path.group.isEmpty())
@@ -71,7 +76,8 @@ void QtSettingsStore::setRegistryValue(const QString& key, const QString& name, 
 QString QtSettingsStore::GetSetting(const QString& app, const QString& section, const QString& key,
                                     const QString& defaultValue) {
     if (app.isEmpty())
-        throw Error(QStringLiteral("Cannot read the setting %1: no application name was given").arg(key));
+        throw Error(
+            QStringLiteral("Cannot read the setting %1: no application name was given").arg(key));
     auto settings = open(kOrganisation, app);
     settings->beginGroup(section);
     return settings->value(key, defaultValue).toString();
@@ -80,7 +86,8 @@ QString QtSettingsStore::GetSetting(const QString& app, const QString& section, 
 void QtSettingsStore::SaveSetting(const QString& app, const QString& section, const QString& key,
                                   const QString& value) {
     if (app.isEmpty())
-        throw Error(QStringLiteral("Cannot save the setting %1: no application name was given").arg(key));
+        throw Error(
+            QStringLiteral("Cannot save the setting %1: no application name was given").arg(key));
     auto settings = open(kOrganisation, app);
     settings->beginGroup(section);
     write(*settings, key, value);

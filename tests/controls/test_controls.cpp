@@ -47,7 +47,8 @@ private Q_SLOTS:
         QTest::addColumn<bool>("toggles");
         QTest::newRow("release inside") << Qt::LeftButton << QList<QPoint>{{22, 12}} << true;
         QTest::newRow("release outside") << Qt::LeftButton << QList<QPoint>{{200, 40}} << false;
-        QTest::newRow("out and back in") << Qt::LeftButton << QList<QPoint>{{-30, 12}, {30, 12}} << true;
+        QTest::newRow("out and back in")
+            << Qt::LeftButton << QList<QPoint>{{-30, 12}, {30, 12}} << true;
         QTest::newRow("right button") << Qt::RightButton << QList<QPoint>{{20, 12}} << false;
     }
 
@@ -170,7 +171,9 @@ private Q_SLOTS:
         ProgressBar bar;
         bar.setPalette(plainPalette());
         bar.resize(200, 20);
-        auto filledAt = [&bar](int x) { return countPixels(bar.grab().toImage(), QRect(x, 6, 1, 8), Qt::red) == 8; };
+        auto filledAt = [&bar](int x) {
+            return countPixels(bar.grab().toImage(), QRect(x, 6, 1, 8), Qt::red) == 8;
+        };
         QVERIFY(!filledAt(5));
         bar.setValue(25.0); // on the default range 0 to 100
         QVERIFY(filledAt(5) && filledAt(45));
@@ -184,7 +187,8 @@ private Q_SLOTS:
     void listRowsAreOneBased() {
         ReportList list;
         list.setObjectName(QStringLiteral("LV"));
-        list.setColumnHeaders({QStringLiteral("Track"), QStringLiteral("Time"), QStringLiteral("Size")});
+        list.setColumnHeaders(
+            {QStringLiteral("Track"), QStringLiteral("Time"), QStringLiteral("Size")});
         for (int row = 1; row <= 3; ++row)
             QCOMPARE(list.Add(QString::number(row)), row);
         list.setSubItem(2, 2, QStringLiteral("5.2 MB"));
@@ -199,7 +203,8 @@ private Q_SLOTS:
             list.Remove(4);
             QFAIL("row 4 of 3 was removed");
         } catch (const IndexError& e) {
-            QVERIFY2(e.message().contains(QLatin1String("row 4")) && e.message().contains(QLatin1String("LV")),
+            QVERIFY2(e.message().contains(QLatin1String("row 4")) &&
+                         e.message().contains(QLatin1String("LV")),
                      qPrintable(e.message()));
         }
 
@@ -260,8 +265,10 @@ private Q_SLOTS:
         QStyleOptionViewItem option;
         option.initFrom(&list);
         option.rect = list.visualItemRect(list.topLevelItem(1));
-        option.features = QStyleOptionViewItem::HasCheckIndicator | QStyleOptionViewItem::HasDisplay;
-        const QRect box = list.style()->subElementRect(QStyle::SE_ItemViewItemCheckIndicator, &option, &list);
+        option.features =
+            QStyleOptionViewItem::HasCheckIndicator | QStyleOptionViewItem::HasDisplay;
+        const QRect box =
+            list.style()->subElementRect(QStyle::SE_ItemViewItemCheckIndicator, &option, &list);
         QTest::mouseClick(list.viewport(), Qt::LeftButton, {}, box.center());
         QCOMPARE(checks.count(), 1);
         QCOMPARE(checks.at(0).at(0).value<qint32>(), 2);

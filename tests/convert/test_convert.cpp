@@ -33,8 +33,7 @@ struct ConvertFixture : Form1Fixture {
         log.clear();
     }
 
-    template <class T>
-    T* child(const char* name) const {
+    template <class T> T* child(const char* name) const {
         return panel->findChild<T*>(QLatin1String(name));
     }
 
@@ -192,8 +191,8 @@ private Q_SLOTS:
         f.answerFolders({d});
         f.panel->Command3_Click();
         QCOMPARE(f.folderBrowser->title, QStringLiteral("Select Folder To Open:"));
-        QCOMPARE(f.rowTexts(), QStringList({d + "/c.wma", d + "/D.MP3", d + "/a.mp3",
-                                            d + "/b.wav", d + "/z.wav"}));
+        QCOMPARE(f.rowTexts(), QStringList({d + "/c.wma", d + "/D.MP3", d + "/a.mp3", d + "/b.wav",
+                                            d + "/z.wav"}));
         QCOMPARE(f.LV->SubItem(1, 1), QStringLiteral("WMA"));
         QCOMPARE(f.LV->SubItem(2, 1), QStringLiteral("MP3"));
         QCOMPARE(f.LV->SubItem(5, 1), QStringLiteral("WAV"));
@@ -262,8 +261,9 @@ private Q_SLOTS:
         f.child<QComboBox>("Combo5")->setCurrentText(QStringLiteral("128"));
         f.log.clear();
         f.panel->Command12_Click();
-        QCOMPARE(f.log.matching(QStringLiteral("WAEnc.")),
-                 QStringList({"WAEnc.setBitrate(128000)", "WAEnc.Encode(/in/one.wav, /out/one.wma)"}));
+        QCOMPARE(
+            f.log.matching(QStringLiteral("WAEnc.")),
+            QStringList({"WAEnc.setBitrate(128000)", "WAEnc.Encode(/in/one.wav, /out/one.wma)"}));
         f.waEnc->raiseProgress(99.99);
         QCOMPARE(f.waEnc->count(QStringLiteral("Encode")), 1);
         f.waEnc->raiseProgress(100.0);
@@ -293,8 +293,8 @@ private Q_SLOTS:
         f.addFiles({QStringLiteral("/in/") + stem + QStringLiteral(".wav")}); // 60 characters
         f.panel->Command12_Click();
         // The first 50 characters, whose last three give way to the new ending.
-        QCOMPARE(f.mEnc->OutputFile(), QStringLiteral("/out/") + QString(47, QLatin1Char('n')) +
-                                           QStringLiteral("mp3"));
+        QCOMPARE(f.mEnc->OutputFile(),
+                 QStringLiteral("/out/") + QString(47, QLatin1Char('n')) + QStringLiteral("mp3"));
     }
 
     void convertingWithNothingCheckedRaisesTheListsIndexError() {

@@ -9,7 +9,8 @@
 // it is open. False when no dialog of type T opened. A dialog left open (a check failed before
 // the answer closed it) or one nobody answers (say, a question the dialog asks in turn) is
 // closed, so that a failing test ends instead of waiting forever.
-template <typename T> bool answerModal(const std::function<void()>& show, const std::function<void(T*)>& answer) {
+template <typename T>
+bool answerModal(const std::function<void()>& show, const std::function<void(T*)>& answer) {
     bool answered = false;
     QTimer poll;
     QObject::connect(&poll, &QTimer::timeout, [&] {

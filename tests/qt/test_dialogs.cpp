@@ -16,7 +16,8 @@
 namespace {
 
 const QString kWaveFilter = QStringLiteral("Wave Audio Files (*.wav)|*.wav");
-const QString kBurnFilter = QStringLiteral("Music Files (*.mp3),(*.wav),(*.wma)|*.mp3; *.wma;*.wav");
+const QString kBurnFilter =
+    QStringLiteral("Music Files (*.mp3),(*.wav),(*.wma)|*.mp3; *.wma;*.wav");
 
 QLineEdit* nameBox(QFileDialog* dialog) {
     return dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"));
@@ -39,22 +40,28 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("qtFilters");
         QTest::addColumn<QStringList>("shown"); // the descriptions exactly as written
         QTest::addColumn<QStringList>("firstPatterns");
-        QTest::newRow("waves") << kWaveFilter << QStringList{QStringLiteral("Wave Audio Files (*.wav) (*.wav)")}
+        QTest::newRow("waves") << kWaveFilter
+                               << QStringList{QStringLiteral("Wave Audio Files (*.wav) (*.wav)")}
                                << QStringList{QStringLiteral("Wave Audio Files (*.wav)")}
                                << QStringList{QStringLiteral("*.wav")};
         QTest::newRow("compressed")
-            << QStringLiteral("All Supported Audio Files (*.mp3,*.wma)|*.mp3; *.wma|Mp3 Audio Files (*.mp3)|*.mp3|"
+            << QStringLiteral("All Supported Audio Files (*.mp3,*.wma)|*.mp3; *.wma|Mp3 Audio "
+                              "Files (*.mp3)|*.mp3|"
                               "Wma Audio Files (*.wma)|*.wma")
             << QStringList{QStringLiteral("All Supported Audio Files (*.mp3,*.wma) (*.mp3 *.wma)"),
                            QStringLiteral("Mp3 Audio Files (*.mp3) (*.mp3)"),
                            QStringLiteral("Wma Audio Files (*.wma) (*.wma)")}
             << QStringList{QStringLiteral("All Supported Audio Files (*.mp3,*.wma)"),
-                           QStringLiteral("Mp3 Audio Files (*.mp3)"), QStringLiteral("Wma Audio Files (*.wma)")}
+                           QStringLiteral("Mp3 Audio Files (*.mp3)"),
+                           QStringLiteral("Wma Audio Files (*.wma)")}
             << QStringList{QStringLiteral("*.mp3"), QStringLiteral("*.wma")};
         QTest::newRow("burn list")
-            << kBurnFilter << QStringList{QStringLiteral("Music Files (*.mp3),(*.wav),(*.wma) (*.mp3 *.wma *.wav)")}
+            << kBurnFilter
+            << QStringList{QStringLiteral(
+                   "Music Files (*.mp3),(*.wav),(*.wma) (*.mp3 *.wma *.wav)")}
             << QStringList{QStringLiteral("Music Files (*.mp3),(*.wav),(*.wma)")}
-            << QStringList{QStringLiteral("*.mp3"), QStringLiteral("*.wma"), QStringLiteral("*.wav")};
+            << QStringList{QStringLiteral("*.mp3"), QStringLiteral("*.wma"),
+                           QStringLiteral("*.wav")};
     }
 
     // Cancelling the dialog also drops the file name given before.
@@ -88,12 +95,14 @@ private Q_SLOTS:
     }
 
     void badFiltersAreRefused() {
-        QCOMPARE(qtNameFilters(QStringLiteral("All Files|*.*")), QStringList{QStringLiteral("All Files (*)")});
+        QCOMPARE(qtNameFilters(QStringLiteral("All Files|*.*")),
+                 QStringList{QStringLiteral("All Files (*)")});
         QCOMPARE(qtNameFilters(QString()), QStringList{});
         QVERIFY_THROWS_EXCEPTION(Error, qtNameFilters(QStringLiteral("Waves|*.wav|Mp3")));
         FileDialog dialog;
         dialog.setFilter(kWaveFilter);
-        QVERIFY_THROWS_EXCEPTION(Error, dialog.setFilter(QStringLiteral("Wave Audio Files (*.wav)")));
+        QVERIFY_THROWS_EXCEPTION(Error,
+                                 dialog.setFilter(QStringLiteral("Wave Audio Files (*.wav)")));
         QVERIFY_THROWS_EXCEPTION(Error, dialog.setFilter(QStringLiteral("Wave Audio Files|; ")));
         QCOMPARE(dialog.Filter(), kWaveFilter); // the last good filter stays
     }
@@ -105,8 +114,9 @@ private Q_SLOTS:
         FileDialog dialog;
         dialog.setFilter(kBurnFilter);
         dialog.setInitDir(dir.path());
-        QVERIFY(answerModal<QFileDialog>([&] { dialog.ShowOpen(); },
-                                         [](QFileDialog* d) { typeAndAccept(d, QStringLiteral("song.mp3")); }));
+        QVERIFY(answerModal<QFileDialog>(
+            [&] { dialog.ShowOpen(); },
+            [](QFileDialog* d) { typeAndAccept(d, QStringLiteral("song.mp3")); }));
         QCOMPARE(dialog.FileName(), song);
 
         // Saving takes a new name, and choosing it writes nothing. No name is preselected: the
@@ -138,15 +148,18 @@ private Q_SLOTS:
             QCOMPARE(d->windowTitle(), QStringLiteral("Select Folder To Save To:"));
             QCOMPARE(d->directory().absolutePath(), QDir(dir.path()).absolutePath());
             QCOMPARE(d->fileMode(), QFileDialog::Directory);
-            const auto options = QFileDialog::ShowDirsOnly | QFileDialog::DontUseNativeDialog | QFileDialog::ReadOnly;
-            QCOMPARE(d->options() & options, QFileDialog::ShowDirsOnly | QFileDialog::DontUseNativeDialog);
+            const auto options = QFileDialog::ShowDirsOnly | QFileDialog::DontUseNativeDialog |
+                                 QFileDialog::ReadOnly;
+            QCOMPARE(d->options() & options,
+                     QFileDialog::ShowDirsOnly | QFileDialog::DontUseNativeDialog);
             QCOMPARE(d->supportedSchemes(), QStringList{QStringLiteral("file")});
             QVERIFY(!nameBox(d)->isHidden());
             d->reject();
         }));
         QCOMPARE(chosen, QString()); // cancelled
 
-        // Without the new-folder button the dialog is read-only, without the edit box it has no name box.
+        // Without the new-folder button the dialog is read-only, without the edit box it has no
+        // name box.
         browser.setNewFolderButton(false);
         browser.setEditBox(false);
         QVERIFY(answerModal<QFileDialog>(browse, [](QFileDialog* d) {
@@ -158,7 +171,8 @@ private Q_SLOTS:
     }
 
     // Each kind of box shows its title, icon and buttons, and reports the button pressed. Escape
-    // gives Cancel where there is one, No on a Yes/No box, OK on an OK box; Return the first button.
+    // gives Cancel where there is one, No on a Yes/No box, OK on an OK box; Return the first
+    // button.
     void messageBoxes() {
         using B = MessageBox::Buttons;
         using I = MessageBox::Icon;
@@ -194,7 +208,8 @@ private Q_SLOTS:
             const QString title = QString::fromUtf8(c.title);
             R result{};
             const auto show = [&] {
-                result = messages.MsgBox(QStringLiteral("Burn Complete!"), c.buttons, c.icon, title);
+                result =
+                    messages.MsgBox(QStringLiteral("Burn Complete!"), c.buttons, c.icon, title);
             };
             QVERIFY(answerModal<QMessageBox>(show, [&](QMessageBox* box) {
                 QCOMPARE(box->windowTitle(), title.isEmpty() ? QStringLiteral("Melvane") : title);
@@ -207,8 +222,9 @@ private Q_SLOTS:
                 else
                     QTest::keyClick(box, c.key);
             }));
-            QVERIFY2(result == c.result,
-                     qPrintable(QStringLiteral("buttons %1, answer %2").arg(int(c.buttons)).arg(int(c.result))));
+            QVERIFY2(result == c.result, qPrintable(QStringLiteral("buttons %1, answer %2")
+                                                        .arg(int(c.buttons))
+                                                        .arg(int(c.result))));
         }
     }
 };

@@ -23,8 +23,11 @@ QString writeFile(const QTemporaryDir& dir, const QString& name, const QByteArra
 // WCAG contrast ratio of two colours, 1 to 21.
 double contrast(const QColor& a, const QColor& b) {
     auto luminance = [](const QColor& c) {
-        auto channel = [](double v) { return v <= 0.03928 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4); };
-        return 0.2126 * channel(c.redF()) + 0.7152 * channel(c.greenF()) + 0.0722 * channel(c.blueF()) + 0.05;
+        auto channel = [](double v) {
+            return v <= 0.03928 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4);
+        };
+        return 0.2126 * channel(c.redF()) + 0.7152 * channel(c.greenF()) +
+               0.0722 * channel(c.blueF()) + 0.05;
     };
     return std::max(luminance(a), luminance(b)) / std::min(luminance(a), luminance(b));
 }
@@ -58,7 +61,9 @@ private Q_SLOTS:
             {dir.filePath(QStringLiteral("melvane.skn")), "does not exist"},
             {writeFile(dir, QStringLiteral("empty.skn"), "  \n"), "empty"},
             {dir.path(), "folder"},
-            {writeFile(dir, QStringLiteral("broken.skn"), "QPushButton { color: red; \n QLabel }}}"), "style sheet"},
+            {writeFile(dir, QStringLiteral("broken.skn"),
+                       "QPushButton { color: red; \n QLabel }}}"),
+             "style sheet"},
         };
         QssSkin skin;
         skin.LoadSkin(writeFile(dir, QStringLiteral("good.skn"), goodSheet));
@@ -80,14 +85,16 @@ private Q_SLOTS:
         window.setCentralWidget(central);
         QssSkin skin;
         const QString message = errorOf([&] { skin.ApplySkin(&window); });
-        QVERIFY2(message.contains(QLatin1String("Form1")) && message.contains(QLatin1String("no skin")),
+        QVERIFY2(message.contains(QLatin1String("Form1")) &&
+                     message.contains(QLatin1String("no skin")),
                  qPrintable(message));
         QVERIFY(window.styleSheet().isEmpty());
         QVERIFY(!errorOf([&] { skin.ApplySkin(nullptr); }).isEmpty());
 
         QTemporaryDir dir;
-        const QByteArray sheet = "QMainWindow, QDialog { background-color: #123456; color: #fafafa; }\n"
-                                 "QLineEdit { background-color: #010203; color: #f0f1f2; }\n";
+        const QByteArray sheet =
+            "QMainWindow, QDialog { background-color: #123456; color: #fafafa; }\n"
+            "QLineEdit { background-color: #010203; color: #f0f1f2; }\n";
         skin.LoadSkin(writeFile(dir, QStringLiteral("melvane.skn"), sheet));
         skin.ApplySkin(&window);
         window.ensurePolished();
@@ -113,21 +120,26 @@ private Q_SLOTS:
         };
         for (const auto& pair : pairs) {
             const double ratio = contrast(p.color(pair.back), p.color(pair.text));
-            QVERIFY2(ratio >= pair.least, qPrintable(QStringLiteral("role %1: %2").arg(pair.back).arg(ratio)));
+            QVERIFY2(ratio >= pair.least,
+                     qPrintable(QStringLiteral("role %1: %2").arg(pair.back).arg(ratio)));
         }
         // Disabled text stays visible without looking enabled.
-        const double disabled = contrast(p.color(QPalette::Disabled, QPalette::WindowText), p.color(QPalette::Window));
-        QVERIFY2(disabled >= 2.0 && disabled < contrast(p.color(QPalette::WindowText), p.color(QPalette::Window)),
+        const double disabled =
+            contrast(p.color(QPalette::Disabled, QPalette::WindowText), p.color(QPalette::Window));
+        QVERIFY2(disabled >= 2.0 &&
+                     disabled < contrast(p.color(QPalette::WindowText), p.color(QPalette::Window)),
                  qPrintable(QString::number(disabled)));
     }
 
     void settingsRoundTrip() {
         QTemporaryDir dir;
         const QString app = QStringLiteral("QuillRecorder"), section = QStringLiteral("Settings");
-        const QString key = QStringLiteral("Bitrate"), device = QStringLiteral("Audio Rip CD Device");
+        const QString key = QStringLiteral("Bitrate"),
+                      device = QStringLiteral("Audio Rip CD Device");
         {
             QtSettingsStore store(dir.path());
-            QCOMPARE(store.GetSetting(app, section, key, QStringLiteral("128")), QStringLiteral("128"));
+            QCOMPARE(store.GetSetting(app, section, key, QStringLiteral("128")),
+                     QStringLiteral("128"));
             store.SaveSetting(app, section, key, QStringLiteral("192"));
             store.setRegistryValue(QStringLiteral("Melvane"), device, QStringLiteral("1"));
         }
@@ -135,10 +147,13 @@ private Q_SLOTS:
         QtSettingsStore store(dir.path());
         QCOMPARE(store.GetSetting(app, section, key), QStringLiteral("192"));
         QCOMPARE(store.GetSetting(QStringLiteral("AnotherApp"), section, key), QString());
-        QCOMPARE(store.RegistryValue(QStringLiteral("Software\\Melvane"), device), QStringLiteral("1"));
+        QCOMPARE(store.RegistryValue(QStringLiteral("Software\\Melvane"), device),
+                 QStringLiteral("1"));
         QCOMPARE(store.RegistryValue(QStringLiteral("Other"), device), QString());
-        QSettings recorder(dir.filePath(QStringLiteral("Melvane/QuillRecorder.conf")), QSettings::IniFormat);
-        QCOMPARE(recorder.value(QStringLiteral("Settings/Bitrate")).toString(), QStringLiteral("192"));
+        QSettings recorder(dir.filePath(QStringLiteral("Melvane/QuillRecorder.conf")),
+                           QSettings::IniFormat);
+        QCOMPARE(recorder.value(QStringLiteral("Settings/Bitrate")).toString(),
+                 QStringLiteral("192"));
         QSettings registry(dir.filePath(QStringLiteral("Melvane.conf")), QSettings::IniFormat);
         QCOMPARE(registry.value(device).toString(), QStringLiteral("1"));
     }
@@ -149,20 +164,23 @@ private Q_SLOTS:
         const QString blocker = writeFile(dir, QStringLiteral("plain-file"), "x");
         QtSettingsStore store(blocker + QStringLiteral("/settings"));
         const QString message = errorOf([&] {
-            store.SaveSetting(QStringLiteral("QuillRecorder"), QStringLiteral("Settings"), QStringLiteral("Bitrate"),
-                              QStringLiteral("192"));
+            store.SaveSetting(QStringLiteral("QuillRecorder"), QStringLiteral("Settings"),
+                              QStringLiteral("Bitrate"), QStringLiteral("192"));
         });
-        QVERIFY2(message.contains(QLatin1String("Bitrate")) && message.contains(blocker), qPrintable(message));
+        QVERIFY2(message.contains(QLatin1String("Bitrate")) && message.contains(blocker),
+                 qPrintable(message));
         QVERIFY(!errorOf([&] { store.RegistryValue(QString(), QStringLiteral("x")); }).isEmpty());
     }
 
     void musicFolderHasNoTrailingSeparator() {
         QTemporaryDir config;
         const QString music = config.filePath(QStringLiteral("Tunes"));
-        writeFile(config, QStringLiteral("user-dirs.dirs"), "XDG_MUSIC_DIR=\"" + music.toUtf8() + "/\"\n");
+        writeFile(config, QStringLiteral("user-dirs.dirs"),
+                  "XDG_MUSIC_DIR=\"" + music.toUtf8() + "/\"\n");
         const QByteArray previous = qgetenv("XDG_CONFIG_HOME");
-        const auto restore = qScopeGuard(
-            [&previous] { previous.isNull() ? qunsetenv("XDG_CONFIG_HOME") : qputenv("XDG_CONFIG_HOME", previous); });
+        const auto restore = qScopeGuard([&previous] {
+            previous.isNull() ? qunsetenv("XDG_CONFIG_HOME") : qputenv("XDG_CONFIG_HOME", previous);
+        });
         qputenv("XDG_CONFIG_HOME", config.path().toUtf8());
         QCOMPARE(QtSettingsStore().MusicFolder(), music);
     }

@@ -67,8 +67,7 @@ struct Form1Fixture {
     void answerFolders(const QStringList& answers) { folderBrowser->answers += answers; }
 
 private:
-    template <class Fake>
-    std::unique_ptr<Fake> own(Fake*& handle) {
+    template <class Fake> std::unique_ptr<Fake> own(Fake*& handle) {
         auto made = std::make_unique<Fake>(&log);
         handle = made.get();
         return made;

@@ -129,7 +129,8 @@ private Q_SLOTS:
         }
         checkMode(*f.form, Mode(mode));
         // Only the rip buttons of the other two panels start a new rip job.
-        const bool newJob = trigger == QLatin1String("Command14") || trigger == QLatin1String("Command20");
+        const bool newJob =
+            trigger == QLatin1String("Command14") || trigger == QLatin1String("Command20");
         QCOMPARE(f.form->newJob, newJob ? True16 : False16);
     }
 
@@ -211,20 +212,23 @@ private Q_SLOTS:
         QVERIFY(f.folderBrowser->fileSystemOnly && f.folderBrowser->showPrompt);
 
         // The next dialog starts where the last one ended; a cancel forgets the folder.
-        QCOMPARE(f.form->SelectFolder(owner, QStringLiteral("Select Folder To Save To:")), QString());
+        QCOMPARE(f.form->SelectFolder(owner, QStringLiteral("Select Folder To Save To:")),
+                 QString());
         QCOMPARE(f.folderBrowser->initialDir, QStringLiteral("/music/in"));
         QCOMPARE(f.form->prevFolder, QString());
         QCOMPARE(f.form->SelectFolder(owner, QStringLiteral("Select Folder To Save To:")),
                  QStringLiteral("/music/out"));
         QCOMPARE(f.folderBrowser->initialDir, QString());
-        QCOMPARE(f.folderBrowser->calls.first(), QStringLiteral("FolderBrowse.setOwner(FrameFileMode)"));
+        QCOMPARE(f.folderBrowser->calls.first(),
+                 QStringLiteral("FolderBrowse.setOwner(FrameFileMode)"));
         QCOMPARE(f.folderBrowser->calls.last(), QStringLiteral("FolderBrowse.BrowseForFolder()"));
     }
 
     void fieldHelpersAreOnTheMainWindow() {
         Form1Fixture f;
         QCOMPARE(f.form->CountCSString(QStringLiteral("a\\ b \\c")), qint16(3));
-        QCOMPARE(f.form->GetCSString(QStringLiteral("a\\ b \\c"), 2).toString(), QStringLiteral("b"));
+        QCOMPARE(f.form->GetCSString(QStringLiteral("a\\ b \\c"), 2).toString(),
+                 QStringLiteral("b"));
     }
 
     void aFailingHandlerShowsOneReportAndTheWindowGoesOn() {
@@ -250,7 +254,8 @@ private Q_SLOTS:
         Form1Fixture f;
         f.load();
         bool ranAfter = false;
-        QTimer::singleShot(0, f.form.get(), [] { throw Error(QStringLiteral("Cannot read /x.wav: gone")); });
+        QTimer::singleShot(0, f.form.get(),
+                           [] { throw Error(QStringLiteral("Cannot read /x.wav: gone")); });
         QTimer::singleShot(1, f.form.get(), [&] { ranAfter = true; });
         QTRY_VERIFY(ranAfter);
         QCOMPARE(f.messageBox->shown.size(), 1);
