@@ -3,8 +3,8 @@
 #include "backends/media/Codecs.h"
 #include "backends/qt/QtBackends.h"
 #include "components/Error.h"
-#include "shell/ErrorBoundary.h"
 #include "shell/Form1.h"
+#include "shell/common/ErrorBoundary.h"
 
 #include <QMessageBox>
 #include <cstdio>

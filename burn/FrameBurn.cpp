@@ -2,21 +2,10 @@
 
 #include "ui_FrameBurn.h"
 
-FrameBurn::FrameBurn(QWidget* parent) : QFrame(parent), m_ui(std::make_unique<Ui::FrameBurn>()) {
+FrameBurn::FrameBurn(BurnContext context, QWidget* parent)
+    : ModePanel(parent), m_context(context), m_ui(std::make_unique<Ui::FrameBurn>()) {
     m_ui->setupUi(this);
+    connectModeButtons(m_ui->Command21, m_ui->Command20, m_ui->Command19, m_ui->Command18);
 }
 
 FrameBurn::~FrameBurn() = default;
-
-QPushButton* FrameBurn::Command21() const {
-    return m_ui->Command21;
-}
-QPushButton* FrameBurn::Command20() const {
-    return m_ui->Command20;
-}
-QPushButton* FrameBurn::Command19() const {
-    return m_ui->Command19;
-}
-QPushButton* FrameBurn::Command18() const {
-    return m_ui->Command18;
-}

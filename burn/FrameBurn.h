@@ -1,26 +1,29 @@
 #pragma once
 
-#include <QFrame>
+#include "shell/common/ModePanel.h"
+
 #include <memory>
 
 namespace Ui {
 class FrameBurn;
 }
-class QPushButton;
+class MainWindow;
+struct SharedState;
+
+// What the burn panel works with; the burning engine joins with the burn job.
+struct BurnContext {
+    MainWindow& main;
+    SharedState& state;
+};
 
 // The burn panel: compiles files into a track list and burns them as an audio CD.
-class FrameBurn final : public QFrame {
+class FrameBurn final : public ModePanel {
     Q_OBJECT
 public:
-    explicit FrameBurn(QWidget* parent = nullptr);
+    explicit FrameBurn(BurnContext context, QWidget* parent = nullptr);
     ~FrameBurn() override;
 
-    // Mode buttons: convert, rip, burn, record.
-    QPushButton* Command21() const;
-    QPushButton* Command20() const;
-    QPushButton* Command19() const;
-    QPushButton* Command18() const;
-
 private:
+    BurnContext m_context;
     std::unique_ptr<Ui::FrameBurn> m_ui;
 };

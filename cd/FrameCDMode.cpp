@@ -2,22 +2,14 @@
 
 #include "ui_FrameCDMode.h"
 
-FrameCDMode::FrameCDMode(QWidget* parent)
-    : QFrame(parent), m_ui(std::make_unique<Ui::FrameCDMode>()) {
+FrameCDMode::FrameCDMode(CDContext context, QWidget* parent)
+    : ModePanel(parent), m_context(context), m_ui(std::make_unique<Ui::FrameCDMode>()) {
     m_ui->setupUi(this);
+    connectModeButtons(m_ui->Command13, m_ui->Command14, m_ui->Command15, m_ui->Command11);
 }
 
 FrameCDMode::~FrameCDMode() = default;
 
-QPushButton* FrameCDMode::Command13() const {
-    return m_ui->Command13;
-}
-QPushButton* FrameCDMode::Command14() const {
-    return m_ui->Command14;
-}
-QPushButton* FrameCDMode::Command15() const {
-    return m_ui->Command15;
-}
-QPushButton* FrameCDMode::Command11() const {
-    return m_ui->Command11;
+QMenu* FrameCDMode::popUpMenu() const {
+    return m_ui->mnuCDPopUp;
 }

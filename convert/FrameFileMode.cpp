@@ -1,16 +1,21 @@
 #include "convert/FrameFileMode.h"
 
+#include "components/CommonDialog.h"
 #include "components/Error.h"
-#include "shell/CommonHelpers.h"
-#include "shell/ErrorBoundary.h"
-#include "shell/Form1.h"
+#include "components/HarnMediaUtils.h"
+#include "components/MDec.h"
+#include "components/MEnc.h"
+#include "components/WAEnc.h"
+#include "components/WaDec.h"
+#include "shell/common/CommonHelpers.h"
+#include "shell/common/ErrorBoundary.h"
+#include "shell/common/MainWindow.h"
 #include "ui_FrameFileMode.h"
 
 #include <QDir>
 #include <QHeaderView>
-#include <QMenu>
-#include <QMouseEvent>
 
+using ConvertRules::FileType;
 using ErrorBoundary::guarded;
 using ErrorBoundary::handler;
 
@@ -20,23 +25,10 @@ const QStringList kMp3Bitrates = {"320", "288", "256", "224", "192", "160",
                                   "128", "96",  "80",  "64",  "48",  "32"};
 const QStringList kWmaBitrates = {"320", "256", "192", "160", "128", "96", "80", "64", "48", "32"};
 
-// File types are told by the last three characters of the path, compared exactly.
-QString lastThree(const QString& path) {
-    return path.right(3);
-}
-
-// Runs one statement of a handler whose errors are to be passed over.
-template <class Statement> void resumeNext(Statement statement) {
-    try {
-        statement();
-    } catch (const Error&) {
-    }
-}
-
 } // namespace
 
-FrameFileMode::FrameFileMode(Form1& form, QWidget* parent)
-    : QFrame(parent), m_form(form), m_ui(std::make_unique<Ui::FrameFileMode>()) {
+FrameFileMode::FrameFileMode(ConvertContext context, QWidget* parent)
+    : ModePanel(parent), m_context(context), m_ui(std::make_unique<Ui::FrameFileMode>()) {
     m_ui->setupUi(this);
     m_ui->LV->setColumnHeaders({QStringLiteral("File"), QStringLiteral("Type"),
                                 QStringLiteral("Duration"), QStringLiteral("Size")});
@@ -48,44 +40,41 @@ FrameFileMode::FrameFileMode(Form1& form, QWidget* parent)
     for (int column = 1; column <= 3; ++column)
         m_ui->LV->header()->setSectionResizeMode(column, QHeaderView::ResizeToContents);
     m_ui->LV->setTextElideMode(Qt::ElideMiddle);
+    connectModeButtons(m_ui->Command8, m_ui->Command9, m_ui->Command10, m_ui->Command7);
     connectHandlers();
     connectCodecs();
 }
 
 FrameFileMode::~FrameFileMode() = default;
 
-QPushButton* FrameFileMode::Command7() const {
-    return m_ui->Command7;
+QList<QAction*> FrameFileMode::optionsActions() const {
+    return {m_ui->mnuoptfilemode1, m_ui->mnuoptfilemode2, m_ui->mnuoptfilemode3};
 }
-QPushButton* FrameFileMode::Command8() const {
-    return m_ui->Command8;
-}
-QPushButton* FrameFileMode::Command9() const {
-    return m_ui->Command9;
-}
-QPushButton* FrameFileMode::Command10() const {
-    return m_ui->Command10;
+
+QMenu* FrameFileMode::popUpMenu() const {
+    return m_ui->mnuPopUp;
 }
 
 void FrameFileMode::connectHandlers() {
     const struct {
         QPushButton* button;
-        const char* menuItem;
-        const char* popupItem;
+        QAction* menuItem;
+        QAction* popupItem;
         void (FrameFileMode::*method)();
     } targets[] = {
-        {m_ui->Command4, "mnuoptfilemode1", "popfilemode01", &FrameFileMode::Command4_Click},
-        {m_ui->Command5, "mnuoptfilemode2", "popfilemode02", &FrameFileMode::Command5_Click},
-        {m_ui->Command6, "mnuoptfilemode3", "popfilemode03", &FrameFileMode::Command6_Click},
+        {m_ui->Command4, m_ui->mnuoptfilemode1, m_ui->popfilemode01,
+         &FrameFileMode::Command4_Click},
+        {m_ui->Command5, m_ui->mnuoptfilemode2, m_ui->popfilemode02,
+         &FrameFileMode::Command5_Click},
+        {m_ui->Command6, m_ui->mnuoptfilemode3, m_ui->popfilemode03,
+         &FrameFileMode::Command6_Click},
     };
     for (const auto& t : targets) {
         connect(t.button, &QPushButton::clicked, this, handler(this, t.method));
-        connect(m_form.menuAction(t.menuItem), &QAction::triggered, this, handler(this, t.method));
-        connect(m_form.menuAction(t.popupItem), &QAction::triggered, this, handler(this, t.method));
+        connect(t.menuItem, &QAction::triggered, this, handler(this, t.method));
+        connect(t.popupItem, &QAction::triggered, this, handler(this, t.method));
     }
     connect(m_ui->Command2, &QPushButton::clicked, this,
-            handler(this, &FrameFileMode::Command2_Click));
-    connect(m_form.menuAction("mnufile00"), &QAction::triggered, this,
             handler(this, &FrameFileMode::Command2_Click));
     connect(m_ui->Command3, &QPushButton::clicked, this,
             handler(this, &FrameFileMode::Command3_Click));
@@ -93,43 +82,43 @@ void FrameFileMode::connectHandlers() {
             handler(this, &FrameFileMode::Command27_Click));
     connect(m_ui->Command12, &QPushButton::clicked, this,
             handler(this, &FrameFileMode::Command12_Click));
-    connect(m_ui->LV, &ReportList::RightButtonUp, this, &FrameFileMode::showPopup);
+    connect(m_ui->LV, &ReportList::RightButtonUp, this, &ModePanel::popUpRequested);
 }
 
 void FrameFileMode::connectCodecs() {
-    Form1Components& c = m_form.components();
+    MainWindow& main = m_context.main;
     // Each codec shows its advance on the bar; exactly 100 finishes the file.
-    connect(c.mEnc.get(), &MEnc::Progress, this, guarded([this](qint32 percent) {
-                m_ui->prog->setValue(percent);
-                if (percent == 100)
-                    m_form.mp3donenowwhat();
-            }));
-    connect(c.waEnc.get(), &WAEnc::Progress, this, guarded([this](double percent) {
-                m_ui->prog->setValue(percent);
-                if (percent == 100.0)
-                    m_form.wmadonenowwhat();
-            }));
-    connect(c.mDec.get(), &MDec::Progress, this, guarded([this](qint32 percent) {
-                m_ui->prog->setValue(percent);
-                if (percent == 100)
-                    m_form.decdonenowwhat();
-            }));
-    connect(c.waDec.get(), &WaDec::Progress, this, guarded([this](double percent) {
-                m_ui->prog->setValue(percent);
-                if (percent == 100.0)
-                    m_form.decdonenowwhat();
-            }));
+    connect(&m_context.mEnc, &MEnc::Progress, this, guarded([this, &main](qint32 percent) {
+        m_ui->prog->setValue(percent);
+        if (percent == 100)
+            main.mp3donenowwhat();
+    }));
+    connect(&m_context.waEnc, &WAEnc::Progress, this, guarded([this, &main](double percent) {
+        m_ui->prog->setValue(percent);
+        if (percent == 100.0)
+            main.wmadonenowwhat();
+    }));
+    connect(&m_context.mDec, &MDec::Progress, this, guarded([this, &main](qint32 percent) {
+        m_ui->prog->setValue(percent);
+        if (percent == 100)
+            main.decdonenowwhat();
+    }));
+    connect(&m_context.waDec, &WaDec::Progress, this, guarded([this, &main](double percent) {
+        m_ui->prog->setValue(percent);
+        if (percent == 100.0)
+            main.decdonenowwhat();
+    }));
     // A file that fails on the way sends no 100: the job stops there and the user is told why.
-    connect(c.mEnc.get(), &MEnc::Failed, this, &ErrorBoundary::report);
-    connect(c.waEnc.get(), &WAEnc::Failed, this, &ErrorBoundary::report);
-    connect(c.mDec.get(), &MDec::Failed, this, &ErrorBoundary::report);
-    connect(c.waDec.get(), &WaDec::Failed, this, &ErrorBoundary::report);
+    connect(&m_context.mEnc, &MEnc::Failed, this, &ErrorBoundary::report);
+    connect(&m_context.waEnc, &WAEnc::Failed, this, &ErrorBoundary::report);
+    connect(&m_context.mDec, &MDec::Failed, this, &ErrorBoundary::report);
+    connect(&m_context.waDec, &WaDec::Failed, this, &ErrorBoundary::report);
 }
 
 void FrameFileMode::enterFileMode() {
     Command4_Click();
     Command27_Click();
-    m_form.components().mEnc->setEncoderSwitch(0);
+    m_context.mEnc.setEncoderSwitch(0);
 }
 
 void FrameFileMode::Command4_Click() {
@@ -151,12 +140,12 @@ void FrameFileMode::selectTarget(Target target) {
     wavTarget = target == Target::Wav ? True16 : False16;
 
     QPushButton* buttons[] = {m_ui->Command4, m_ui->Command5, m_ui->Command6};
-    const char* menuItems[] = {"mnuoptfilemode1", "mnuoptfilemode2", "mnuoptfilemode3"};
-    const char* popupItems[] = {"popfilemode01", "popfilemode02", "popfilemode03"};
+    QAction* menuItems[] = {m_ui->mnuoptfilemode1, m_ui->mnuoptfilemode2, m_ui->mnuoptfilemode3};
+    QAction* popupItems[] = {m_ui->popfilemode01, m_ui->popfilemode02, m_ui->popfilemode03};
     for (int i = 0; i < 3; ++i) {
         buttons[i]->setEnabled(i == chosen);
-        m_form.menuAction(menuItems[i])->setChecked(i == chosen);
-        m_form.menuAction(popupItems[i])->setChecked(i == chosen);
+        menuItems[i]->setChecked(i == chosen);
+        popupItems[i]->setChecked(i == chosen);
     }
 
     m_ui->LV->Clear();
@@ -173,114 +162,82 @@ void FrameFileMode::selectTarget(Target target) {
 
 // The pop-up offers the targets that are not chosen yet.
 void FrameFileMode::disfilepopup() {
-    m_form.menuAction("popfilemode01")->setEnabled(mp3Target == False16);
-    m_form.menuAction("popfilemode02")->setEnabled(wmaTarget == False16);
-    m_form.menuAction("popfilemode03")->setEnabled(wavTarget == False16);
+    m_ui->popfilemode01->setEnabled(mp3Target == False16);
+    m_ui->popfilemode02->setEnabled(wmaTarget == False16);
+    m_ui->popfilemode03->setEnabled(wavTarget == False16);
 }
 
 void FrameFileMode::Command2_Click() {
-    CommonDialog& comd = *m_form.components().comd;
+    CommonDialog& comd = m_context.comd;
     comd.setFilter(mp3Target != False16 || wmaTarget != False16 ? kWaveFilesFilter
                                                                 : kCompressedFilesFilter);
     comd.ShowOpen();
     const QString path = comd.FileName();
     if (path.isEmpty())
         return;
-    addRow(path);
+    addRow(path, ConvertRules::typeOf(path), true);
 }
 
-// Adds one row; a file whose information cannot be read still gets its row, so every
-// statement here passes over errors.
-void FrameFileMode::addRow(const QString& path) {
-    HarnMediaUtils& x = *m_form.components().x;
-    QString type;
+void FrameFileMode::addRow(const QString& path, FileType type, bool passOverErrors) {
+    const auto statement = [passOverErrors](auto&& run) {
+        if (!passOverErrors)
+            return run();
+        try {
+            run();
+        } catch (const Error&) {
+        }
+    };
+    HarnMediaUtils& x = m_context.x;
     float duration = 0;
     float size = 0;
-    bool known = true;
-    const QString ending = lastThree(path);
-    if (ending == QLatin1String("wma")) {
-        type = QStringLiteral("WMA");
-        resumeNext([&] { x.ReadWmaInfo(path); });
-        resumeNext([&] { duration = x.WmaDuration(); });
-        resumeNext([&] { size = x.WmaSizeMB(); });
-    } else if (ending == QLatin1String("mp3")) {
-        type = QStringLiteral("MP3");
-        resumeNext([&] { x.ReadMp3Info(path); });
-        resumeNext([&] { duration = x.Mp3Duration(); });
-        resumeNext([&] { size = x.Mp3SizeMB(); });
-    } else if (ending == QLatin1String("wav")) {
-        type = QStringLiteral("WAV");
-        resumeNext([&] { x.ReadWavInfo(path); });
-        resumeNext([&] { duration = x.WavDuration(); });
-        resumeNext([&] { size = x.WavSizeMB(); });
-    } else {
-        known = false;
+    if (type != FileType::Unknown) {
+        const ConvertRules::InfoOperations ops = ConvertRules::infoOperations(type);
+        statement([&] { (x.*ops.read)(path); });
+        statement([&] { duration = (x.*ops.duration)(); });
+        statement([&] { size = (x.*ops.sizeMB)(); });
     }
     ReportList& lv = *m_ui->LV;
     const qint32 row = lv.Add(path);
-    lv.setSubItem(row, 1, type);
-    if (!known)
+    lv.setSubItem(row, 1, ConvertRules::typeText(type));
+    // A file of no known type keeps its duration and size empty.
+    if (type == FileType::Unknown)
         return;
-    resumeNext([&] { lv.setSubItem(row, 2, ConvertSeconds(duration, true, true, true)); });
-    lv.setSubItem(row, 3, QString::number(double(size), 'f', 2) + QStringLiteral(" mb"));
+    statement([&] { lv.setSubItem(row, 2, ConvertSeconds(duration, true, true, true)); });
+    lv.setSubItem(row, 3, ConvertRules::sizeText(size));
 }
 
 void FrameFileMode::Command3_Click() {
-    const QString folder = m_form.SelectFolder(this, QStringLiteral("Select Folder To Open:"));
+    const QString folder =
+        m_context.main.SelectFolder(this, QStringLiteral("Select Folder To Open:"));
     if (folder.isEmpty())
         return;
-    for (const char* pattern : {"*.wma", "*.mp3", "*.wav"})
-        addFolderFiles(folder, QLatin1String(pattern));
-}
-
-void FrameFileMode::addFolderFiles(const QString& folder, const QString& pattern) {
-    HarnMediaUtils& x = *m_form.components().x;
     const QDir dir(folder);
     if (!dir.exists())
         throw Error(QStringLiteral("Cannot open the folder %1: it does not exist.").arg(folder));
-    // Patterns match regardless of case, as the file systems the lists come from do.
-    const QStringList names = dir.entryList({pattern}, QDir::Files | QDir::Readable, QDir::Name);
-    for (const QString& name : names) {
-        const QString path = folder + QLatin1Char('/') + name;
-        float duration = 0;
-        float size = 0;
-        QString type;
-        if (pattern == QLatin1String("*.wma")) {
-            type = QStringLiteral("WMA");
-            x.ReadWmaInfo(path);
-            duration = x.WmaDuration();
-            size = x.WmaSizeMB();
-        } else if (pattern == QLatin1String("*.mp3")) {
-            type = QStringLiteral("MP3");
-            x.ReadMp3Info(path);
-            duration = x.Mp3Duration();
-            size = x.Mp3SizeMB();
-        } else {
-            type = QStringLiteral("WAV");
-            x.ReadWavInfo(path);
-            duration = x.WavDuration();
-            size = x.WavSizeMB();
-        }
-        ReportList& lv = *m_ui->LV;
-        const qint32 row = lv.Add(path);
-        lv.setSubItem(row, 1, type);
-        lv.setSubItem(row, 2, ConvertSeconds(duration, true, true, true));
-        lv.setSubItem(row, 3, QString::number(double(size), 'f', 2) + QStringLiteral(" mb"));
+    // One pattern after the other; the pattern, which matches regardless of case as the file
+    // systems the lists come from do, gives the type.
+    const std::pair<const char*, FileType> patterns[] = {
+        {"*.wma", FileType::Wma}, {"*.mp3", FileType::Mp3}, {"*.wav", FileType::Wav}};
+    for (const auto& [pattern, type] : patterns) {
+        const QStringList names =
+            dir.entryList({QLatin1String(pattern)}, QDir::Files | QDir::Readable, QDir::Name);
+        for (const QString& name : names)
+            addRow(folder + QLatin1Char('/') + name, type, false);
     }
 }
 
 void FrameFileMode::Command27_Click() {
-    const QString folder = m_form.SelectFolder(this, QStringLiteral("Select Folder To Save To:"));
+    const QString folder =
+        m_context.main.SelectFolder(this, QStringLiteral("Select Folder To Save To:"));
     if (folder.isEmpty())
         return;
     outputFolder = folder;
     m_ui->Text5->setText(folder);
 }
 
-// The output keeps the source's base name and its dot; only the three-letter ending changes.
 QString FrameFileMode::outputPath(const QString& extension) const {
-    return m_ui->Text5->text() + QLatin1Char('/') + currentName.left(currentName.size() - 3) +
-           extension;
+    return m_ui->Text5->text() + QLatin1Char('/') +
+           ConvertRules::outputName(currentName, extension);
 }
 
 void FrameFileMode::Command12_Click() {
@@ -291,28 +248,30 @@ void FrameFileMode::Command12_Click() {
     }
     currentRow = convertIndex;
     // With nothing checked this asks for a row past the end and the list raises its index error.
-    const QString text = lv.Text(currentRow);
-    currentName = text.mid(text.lastIndexOf(QLatin1Char('/')) + 1, 50);
+    currentName = ConvertRules::cutName(ConvertRules::fileNameOf(lv.Text(currentRow)));
+    // Without a folder the outputs would land in the root folder.
+    if (m_ui->Text5->text().trimmed().isEmpty())
+        throw Error(QStringLiteral("Choose an output folder first"));
 
-    Form1Components& c = m_form.components();
     const double bitrate = m_ui->Combo5->currentText().toDouble() * 1000.0;
     if (mp3Target != False16) {
-        c.mEnc->setBitrate(bitrate);
+        MEnc& mEnc = m_context.mEnc;
+        mEnc.setBitrate(bitrate);
         rowCount = lv.Count();
         if (rowCount == 0)
             return;
         lv.setSelected(currentRow, true);
-        c.mEnc->setInputFile(lv.Text(currentRow));
-        c.mEnc->setOutputFile(outputPath(QStringLiteral("mp3")));
-        c.mEnc->Encode();
+        mEnc.setInputFile(lv.Text(currentRow));
+        mEnc.setOutputFile(outputPath(QStringLiteral("mp3")));
+        mEnc.Encode();
     } else if (wmaTarget != False16) {
-        c.waEnc->setBitrate(bitrate);
+        m_context.waEnc.setBitrate(bitrate);
         rowCount = lv.Count();
         if (rowCount == 0)
             return;
         lv.setSelected(currentRow, true);
         currentInput = lv.Text(currentRow);
-        c.waEnc->Encode(currentInput, outputPath(QStringLiteral("wma")));
+        m_context.waEnc.Encode(currentInput, outputPath(QStringLiteral("wma")));
     } else if (wavTarget != False16) {
         rowCount = lv.Count();
         if (rowCount == 0)
@@ -320,15 +279,16 @@ void FrameFileMode::Command12_Click() {
         lv.setSelected(currentRow, true);
         currentInput = lv.Text(currentRow);
         currentOutput = outputPath(QStringLiteral("wav"));
-        const QString ending = lastThree(currentInput);
-        if (ending == QLatin1String("wma")) {
-            c.waDec->setInputFile(currentInput);
-            c.waDec->setOutputFile(currentOutput);
-            c.waDec->Decode();
-        } else if (ending == QLatin1String("mp3")) {
-            c.mDec->setInputFile(currentInput);
-            c.mDec->setOutputFile(currentOutput);
-            c.mDec->Decode();
+        // The decoders are chosen by the exact lower-case ending; any other file starts none.
+        const FileType type = ConvertRules::typeOf(currentInput);
+        if (type == FileType::Wma) {
+            m_context.waDec.setInputFile(currentInput);
+            m_context.waDec.setOutputFile(currentOutput);
+            m_context.waDec.Decode();
+        } else if (type == FileType::Mp3) {
+            m_context.mDec.setInputFile(currentInput);
+            m_context.mDec.setOutputFile(currentOutput);
+            m_context.mDec.Decode();
         }
     }
 }
@@ -343,14 +303,4 @@ void FrameFileMode::fileDone() {
     for (qint32 row = 1; row <= lv.Count(); ++row)
         lv.setSelected(row, true);
     m_ui->prog->setValue(0);
-}
-
-void FrameFileMode::showPopup(const QPoint& globalPos) {
-    m_form.menu("mnuPopUp")->popup(globalPos);
-}
-
-void FrameFileMode::mouseReleaseEvent(QMouseEvent* event) {
-    if (event->button() == Qt::RightButton)
-        showPopup(event->globalPosition().toPoint());
-    QFrame::mouseReleaseEvent(event);
 }

@@ -1,23 +1,47 @@
 #pragma once
 
-#include "shell/Bool16.h"
+#include "convert/ConvertRules.h"
+#include "shell/common/Bool16.h"
+#include "shell/common/ModePanel.h"
 
-#include <QFrame>
 #include <memory>
 
 namespace Ui {
 class FrameFileMode;
 }
-class Form1;
-class QPushButton;
+class CommonDialog;
+class HarnMediaUtils;
+class MDec;
+class MEnc;
+class MainWindow;
+class WAEnc;
+class WaDec;
+struct SharedState;
+
+// What the convert panel works with: its codecs, the media information, its open dialog, and
+// the main window's operations and shared state.
+struct ConvertContext {
+    MEnc& mEnc;
+    MDec& mDec;
+    WAEnc& waEnc;
+    WaDec& waDec;
+    HarnMediaUtils& x;
+    CommonDialog& comd;
+    MainWindow& main;
+    SharedState& state;
+};
 
 // The convert panel: a list of audio files converted one after another to MP3, WMA or WAV.
 // Each file goes to one codec; the codec's progress at 100 starts the next checked row.
-class FrameFileMode final : public QFrame {
+class FrameFileMode final : public ModePanel {
     Q_OBJECT
 public:
-    FrameFileMode(Form1& form, QWidget* parent = nullptr);
+    FrameFileMode(ConvertContext context, QWidget* parent = nullptr);
     ~FrameFileMode() override;
+
+    // mnuoptfilemode1..3, and mnuPopUp with popfilemode01..03.
+    QList<QAction*> optionsActions() const override;
+    QMenu* popUpMenu() const override;
 
     // What entering convert mode does on this panel: MP3 target, ask for the output folder,
     // LAME as the MP3 encoder.
@@ -35,12 +59,6 @@ public:
     void Command12_Click(); // convert the first checked row
     void disfilepopup();
 
-    // Mode buttons: record, convert, rip, burn.
-    QPushButton* Command7() const;
-    QPushButton* Command8() const;
-    QPushButton* Command9() const;
-    QPushButton* Command10() const;
-
     Bool16 mp3Target = False16;
     Bool16 wmaTarget = False16;
     Bool16 wavTarget = False16;
@@ -52,19 +70,16 @@ public:
     QString currentInput;
     QString currentOutput;
 
-protected:
-    void mouseReleaseEvent(QMouseEvent* event) override;
-
 private:
     enum class Target { Mp3, Wma, Wav };
     void selectTarget(Target target);
-    void addRow(const QString& path);
-    void addFolderFiles(const QString& folder, const QString& pattern);
+    // Adds a row for path. A dialog's file passes over every error on the way and gets a row
+    // anyway; a folder's file lets errors end the handler.
+    void addRow(const QString& path, ConvertRules::FileType type, bool passOverErrors);
     QString outputPath(const QString& extension) const;
     void connectHandlers();
     void connectCodecs();
-    void showPopup(const QPoint& globalPos);
 
-    Form1& m_form;
+    ConvertContext m_context;
     std::unique_ptr<Ui::FrameFileMode> m_ui;
 };

@@ -4,16 +4,16 @@
 #include "cd/FrameCDMode.h"
 #include "convert/FrameFileMode.h"
 #include "recorder/FrmMainA.h"
-#include "shell/CommonHelpers.h"
-#include "shell/ErrorBoundary.h"
+#include "shell/common/CommonHelpers.h"
+#include "shell/common/ErrorBoundary.h"
 #include "ui_Form1.h"
 #include "volume/VolumeControl.h"
 
 #include <QCloseEvent>
 #include <QDir>
 #include <QMenu>
-#include <QPushButton>
 
+using ErrorBoundary::guarded;
 using ErrorBoundary::handler;
 
 Form1::Form1(Form1Components components, QWidget* parent)
@@ -22,19 +22,19 @@ Form1::Form1(Form1Components components, QWidget* parent)
     m_ui->setupUi(this);
     ErrorBoundary::setMessageBox(m_components.messageBox.get());
 
-    m_fileMode = new FrameFileMode(*this, m_ui->centralwidget);
-    m_cdMode = new FrameCDMode(m_ui->centralwidget);
-    m_burn = new FrameBurn(m_ui->centralwidget);
-    for (QWidget* panel : {static_cast<QWidget*>(m_fileMode), static_cast<QWidget*>(m_cdMode),
-                           static_cast<QWidget*>(m_burn)}) {
+    Form1Components& c = m_components;
+    m_fileMode = new FrameFileMode(
+        {*c.mEnc, *c.mDec, *c.waEnc, *c.waDec, *c.x, *c.comd, *this, m_state}, m_ui->centralwidget);
+    m_cdMode = new FrameCDMode({*this, m_state}, m_ui->centralwidget);
+    m_burn = new FrameBurn({*this, m_state}, m_ui->centralwidget);
+    for (ModePanel* panel : {static_cast<ModePanel*>(m_fileMode), static_cast<ModePanel*>(m_cdMode),
+                             static_cast<ModePanel*>(m_burn)}) {
         m_ui->panelHost->addWidget(panel);
         panel->hide();
     }
     VolumeControl1 = new VolumeControl(m_ui->centralwidget);
     VolumeControl1->hide();
-    // An options menu without entries yet is shown greyed rather than opening empty.
-    for (QMenu* options : {m_ui->mnuoptfilemode, m_ui->mnuoptcdmode, m_ui->mnuoptburnmode})
-        options->menuAction()->setEnabled(!options->isEmpty());
+    mergePanelMenus();
     connectHandlers();
 }
 
@@ -43,56 +43,56 @@ Form1::~Form1() {
     delete m_recorder.data();
 }
 
+void Form1::mergePanelMenus() {
+    const std::pair<QMenu*, ModePanel*> options[] = {{m_ui->mnuoptfilemode, m_fileMode},
+                                                     {m_ui->mnuoptcdmode, m_cdMode},
+                                                     {m_ui->mnuoptburnmode, m_burn}};
+    for (const auto& [menu, panel] : options) {
+        menu->addActions(panel->optionsActions());
+        // An options menu without entries yet is shown greyed rather than opening empty.
+        menu->menuAction()->setEnabled(!menu->isEmpty());
+        connect(panel, &ModePanel::popUpRequested, this, [panel](const QPoint& globalPos) {
+            QMenu* popUp = panel->popUpMenu();
+            if (popUp && !popUp->isEmpty())
+                popUp->popup(globalPos);
+        });
+    }
+}
+
+void Form1::connectModeRequests(ModePanel* panel, const std::array<Handler, 4>& handlers) {
+    connect(panel, &ModePanel::modeRequested, this, guarded([this, handlers](Mode mode) {
+                (this->*handlers[static_cast<size_t>(mode)])();
+            }));
+}
+
 void Form1::connectHandlers() {
-    connect(m_fileMode->Command8(), &QPushButton::clicked, this,
-            handler(this, &Form1::Command8_Click));
-    connect(m_fileMode->Command9(), &QPushButton::clicked, this,
-            handler(this, &Form1::Command9_Click));
-    connect(m_fileMode->Command10(), &QPushButton::clicked, this,
-            handler(this, &Form1::Command10_Click));
-    connect(m_fileMode->Command7(), &QPushButton::clicked, this,
-            handler(this, &Form1::Command7_Click));
-    connect(m_cdMode->Command13(), &QPushButton::clicked, this,
-            handler(this, &Form1::Command13_Click));
-    connect(m_cdMode->Command14(), &QPushButton::clicked, this,
-            handler(this, &Form1::Command14_Click));
-    connect(m_cdMode->Command15(), &QPushButton::clicked, this,
-            handler(this, &Form1::Command15_Click));
-    connect(m_cdMode->Command11(), &QPushButton::clicked, this,
-            handler(this, &Form1::Command11_Click));
-    connect(m_burn->Command21(), &QPushButton::clicked, this,
-            handler(this, &Form1::Command21_Click));
-    connect(m_burn->Command20(), &QPushButton::clicked, this,
-            handler(this, &Form1::Command20_Click));
-    connect(m_burn->Command19(), &QPushButton::clicked, this,
-            handler(this, &Form1::Command19_Click));
-    connect(m_burn->Command18(), &QPushButton::clicked, this,
-            handler(this, &Form1::Command18_Click));
+    // In the order of Mode: convert, rip, burn, record.
+    connectModeRequests(m_fileMode, {&Form1::Command8_Click, &Form1::Command9_Click,
+                                     &Form1::Command10_Click, &Form1::Command7_Click});
+    connectModeRequests(m_cdMode, {&Form1::Command13_Click, &Form1::Command14_Click,
+                                   &Form1::Command15_Click, &Form1::Command11_Click});
+    connectModeRequests(m_burn, {&Form1::Command21_Click, &Form1::Command20_Click,
+                                 &Form1::Command19_Click, &Form1::Command18_Click});
     connect(m_ui->mnuoptmode1, &QAction::triggered, this, handler(this, &Form1::mnuoptmode1_Click));
     connect(m_ui->mnuoptmode2, &QAction::triggered, this, handler(this, &Form1::mnuoptmode2_Click));
     connect(m_ui->mnuoptmode3, &QAction::triggered, this, handler(this, &Form1::mnuoptmode3_Click));
     connect(m_ui->mnuoptmode4, &QAction::triggered, this, handler(this, &Form1::mnuoptmode4_Click));
-}
-
-QString Form1::skinPath() const {
-    return QDir(m_components.applicationFolder).filePath(QStringLiteral("melvane.skn"));
-}
-
-QAction* Form1::menuAction(const char* name) const {
-    return findChild<QAction*>(QLatin1String(name));
+    // File > Open File adds a file to the conversion list, whatever the mode.
+    connect(m_ui->mnufile00, &QAction::triggered, m_fileMode,
+            handler(m_fileMode, &FrameFileMode::Command2_Click));
 }
 
 FrmMainA* Form1::recorderWindow() const {
     return m_recorder.data();
 }
 
-QMenu* Form1::menu(const char* name) const {
-    return findChild<QMenu*>(QLatin1String(name));
+QString Form1::skinPath() const {
+    return QDir(m_components.applicationFolder).filePath(QStringLiteral("melvane.skn"));
 }
 
 void Form1::Form_Load() {
-    renamedTracks = False16;
-    newJob = True16;
+    m_state.renamedTracks = False16;
+    m_state.newJob = True16;
     folderBrowser = m_components.makeFolderBrowser();
     setWindowTitle(
         QStringLiteral(" Melvane %1.%2").arg(MELVANE_VERSION_MAJOR).arg(MELVANE_VERSION_MINOR));
@@ -127,56 +127,43 @@ void Form1::Form_Unload() {
     VolumeControl1->setEnabled(false);
 }
 
-void Form1::showPanel(Panel panel) {
+void Form1::enterMode(Mode mode) {
+    const std::pair<ModePanel*, Mode> panels[] = {
+        {m_fileMode, Mode::Convert}, {m_cdMode, Mode::Rip}, {m_burn, Mode::Burn}};
     // Hide first so the window never shows two panels at once.
-    if (panel != Panel::FileMode)
-        m_fileMode->hide();
-    if (panel != Panel::CDMode)
-        m_cdMode->hide();
-    if (panel != Panel::Burn)
-        m_burn->hide();
-    m_fileMode->setVisible(panel == Panel::FileMode);
-    m_cdMode->setVisible(panel == Panel::CDMode);
-    m_burn->setVisible(panel == Panel::Burn);
-}
-
-void Form1::checkModeMenu(QAction* checked) {
+    for (const auto& [panel, shownIn] : panels)
+        if (shownIn != mode)
+            panel->hide();
+    for (const auto& [panel, shownIn] : panels)
+        if (shownIn == mode)
+            panel->show();
+    VolumeControl1->setEnabled(mode == Mode::Convert);
+    const bool burn = mode == Mode::Burn;
+    m_state.burnModeFlag = burn ? True16 : False16;
+    m_state.nonBurnModeFlag = burn ? False16 : True16;
+    m_state.spareModeFlag = False16;
+    // Convert mode ticks the rip entry, not its own; users have always seen it this way.
+    QAction* ticked = burn ? m_ui->mnuoptmode3 : m_ui->mnuoptmode2;
     for (QAction* item : {m_ui->mnuoptmode1, m_ui->mnuoptmode2, m_ui->mnuoptmode3})
-        item->setChecked(item == checked);
+        item->setChecked(item == ticked);
 }
 
 void Form1::Command8_Click() {
-    showPanel(Panel::FileMode);
-    VolumeControl1->setEnabled(true);
-    nonBurnModeFlag = True16;
-    burnModeFlag = False16;
-    spareModeFlag = False16;
-    // Convert mode ticks the rip entry, not its own; users have always seen it this way.
-    checkModeMenu(m_ui->mnuoptmode2);
+    enterMode(Mode::Convert);
     m_fileMode->enterFileMode();
 }
 
 void Form1::Command9_Click() {
-    showPanel(Panel::CDMode);
-    VolumeControl1->setEnabled(false);
-    nonBurnModeFlag = True16;
-    burnModeFlag = False16;
-    spareModeFlag = False16;
-    checkModeMenu(m_ui->mnuoptmode2);
+    enterMode(Mode::Rip);
 }
 
 void Form1::Command10_Click() {
-    showPanel(Panel::Burn);
-    VolumeControl1->setEnabled(false);
-    burnModeFlag = True16;
-    nonBurnModeFlag = False16;
-    spareModeFlag = False16;
-    checkModeMenu(m_ui->mnuoptmode3);
+    enterMode(Mode::Burn);
 }
 
 void Form1::Command7_Click() {
     if (!m_recorder)
-        m_recorder = new FrmMainA(*m_components.skin, skinPath());
+        m_recorder = new FrmMainA({*m_components.skin, *this, m_state});
     m_recorder->show();
     m_recorder->raise();
     m_recorder->activateWindow();
@@ -190,12 +177,12 @@ void Form1::Command21_Click() {
 }
 
 void Form1::Command14_Click() {
-    newJob = True16;
+    m_state.newJob = True16;
     Command9_Click();
 }
 
 void Form1::Command20_Click() {
-    newJob = True16;
+    m_state.newJob = True16;
     Command9_Click();
 }
 
@@ -226,14 +213,14 @@ void Form1::mnuoptmode4_Click() {
 
 QString Form1::SelectFolder(QWidget* owner, const QString& title) {
     folderBrowser->setOwner(owner);
-    folderBrowser->setInitialDir(prevFolder);
+    folderBrowser->setInitialDir(m_state.prevFolder);
     folderBrowser->setFileSystemOnly(true);
     folderBrowser->setShowPrompt(true);
     folderBrowser->setEditBox(true);
     folderBrowser->setNewFolderButton(true);
     folderBrowser->setTitle(title);
     const QString chosen = folderBrowser->BrowseForFolder();
-    prevFolder = chosen;
+    m_state.prevFolder = chosen;
     return chosen;
 }
 

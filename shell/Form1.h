@@ -1,11 +1,13 @@
 #pragma once
 
-#include "shell/Bool16.h"
 #include "shell/Form1Components.h"
+#include "shell/common/MainWindow.h"
+#include "shell/common/ModePanel.h"
+#include "shell/common/SharedState.h"
 
 #include <QMainWindow>
 #include <QPointer>
-#include <QVariant>
+#include <array>
 #include <memory>
 
 namespace Ui {
@@ -16,12 +18,10 @@ class FrameCDMode;
 class FrameBurn;
 class FrmMainA;
 class VolumeControl;
-class QAction;
-class QMenu;
 
-// The main window: owns the components and the three working panels, switches between the
-// modes and keeps the state the panels share.
-class Form1 final : public QMainWindow {
+// The main window: owns the components, the shared state and the three working panels,
+// merges the panels' menu entries into its menus and switches between the modes.
+class Form1 final : public QMainWindow, public MainWindow {
     Q_OBJECT
 public:
     explicit Form1(Form1Components components, QWidget* parent = nullptr);
@@ -49,48 +49,38 @@ public:
     void mnuoptmode3_Click();
     void mnuoptmode4_Click();
 
-    // Common helpers of the main window.
-    QString SelectFolder(QWidget* owner, const QString& title);
-    qint16 CountCSString(const QVariant& value) const;
-    QVariant GetCSString(const QVariant& value, qint16 index) const;
+    // MainWindow
+    QString SelectFolder(QWidget* owner, const QString& title) override;
+    qint16 CountCSString(const QVariant& value) const override;
+    QVariant GetCSString(const QVariant& value, qint16 index) const override;
+    void mp3donenowwhat() override;
+    void wmadonenowwhat() override;
+    void decdonenowwhat() override;
+    QString skinPath() const override;
 
-    // Completion of one converted file, called from the codecs' progress at 100.
-    void mp3donenowwhat();
-    void wmadonenowwhat();
-    void decdonenowwhat();
-
-    Form1Components& components() { return m_components; }
-    QString skinPath() const;
-    QAction* menuAction(const char* name) const;
-    QMenu* menu(const char* name) const;
-
+    SharedState& state() { return m_state; }
     FrameFileMode* fileModePanel() const { return m_fileMode; }
     FrameCDMode* cdModePanel() const { return m_cdMode; }
     FrameBurn* burnPanel() const { return m_burn; }
     VolumeControl* volumeControl() const { return VolumeControl1; }
     FrmMainA* recorderWindow() const;
 
-    // Mode flags: set on every mode entry, never read back by the program.
-    Bool16 burnModeFlag = False16;
-    Bool16 nonBurnModeFlag = False16;
-    Bool16 spareModeFlag = False16;
-    // Owned by the rip side: tracks renamed in the track-name dialog, and a new rip job.
-    Bool16 renamedTracks = False16;
-    Bool16 newJob = False16;
-
-    QString prevFolder;
-
 protected:
     void closeEvent(QCloseEvent* event) override;
 
 private:
-    enum class Panel { FileMode, CDMode, Burn };
-    void showPanel(Panel panel);
-    void checkModeMenu(QAction* checked);
+    using Handler = void (Form1::*)();
+    // The steps every mode entry shares: the panel on show, the volume control, the mode flags
+    // and the ticks of the Mode menu.
+    void enterMode(Mode mode);
+    // Connects a panel's mode requests to its buttons' handlers, in the order of Mode.
+    void connectModeRequests(ModePanel* panel, const std::array<Handler, 4>& handlers);
+    void mergePanelMenus();
     void connectHandlers();
 
     std::unique_ptr<Ui::Form1> m_ui;
     Form1Components m_components;
+    SharedState m_state;
     std::unique_ptr<FolderBrowse> folderBrowser;
     std::unique_ptr<FilgraphManager> filterGraph;
     FrameFileMode* m_fileMode = nullptr;

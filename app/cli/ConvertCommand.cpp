@@ -1,6 +1,7 @@
 #include "app/cli/ConvertCommand.h"
 
 #include "components/Error.h"
+#include "convert/ConvertRules.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -60,8 +61,8 @@ ConvertCommand::ConvertCommand(ConvertRequest request, ConvertCodecs codecs,
 
 QString ConvertCommand::outputPathFor(const QString& folder, const QString& source,
                                       const QString& extension) {
-    const QString name = source.mid(source.lastIndexOf(u'/') + 1, 50);
-    return QDir(folder).filePath(name.left(name.size() - 3) + extension);
+    return QDir(folder).filePath(
+        ConvertRules::outputName(ConvertRules::fileNameOf(source), extension));
 }
 
 void ConvertCommand::start() {

@@ -43,8 +43,8 @@ public:
     // Cancels the running file (its temporary output is removed) and ends the batch.
     void interrupt(int signalNumber);
 
-    // The output path for a source, named as the convert panel names it: up to 50 characters
-    // of the file name, its three-letter ending replaced, in the output folder.
+    // The output path for a source: its whole file name with the three-letter ending replaced,
+    // in the output folder. (The 50-character cut is the convert panel's own.)
     static QString outputPathFor(const QString& folder, const QString& source,
                                  const QString& extension);
 

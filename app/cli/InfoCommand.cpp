@@ -1,7 +1,7 @@
 #include "app/cli/InfoCommand.h"
 
 #include "components/Error.h"
-#include "shell/CommonHelpers.h"
+#include "shell/common/CommonHelpers.h"
 
 #include <cstdio>
 #include <exception>

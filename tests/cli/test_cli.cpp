@@ -208,8 +208,9 @@ private Q_SLOTS:
         QCOMPARE(entries(decoded), QStringList());
     }
 
-    // Outputs are named as the convert panel names them, and a second source of the same name
-    // does not replace what the run has just written.
+    // Outputs keep the whole file name (the panel's 50-character cut is not the command
+    // line's), and a second source of the same name does not replace what the run has just
+    // written.
     void outputNames() {
         const QString longName = QString(57, u'n') + QStringLiteral(".wav"); // 61 characters
         const QString longSource = path(longName);
@@ -221,7 +222,7 @@ private Q_SLOTS:
         const QString out = freshFolder(QStringLiteral("names"));
         const Run r = run({"convert", "--to", "wma", "--out", out, longSource, m_tone, twin});
         QCOMPARE(r.exitCode, 1);
-        QCOMPARE(entries(out), QStringList({QString(47, u'n') + "wma", "tone.wma"}));
+        QCOMPARE(entries(out), QStringList({QString(57, u'n') + ".wma", "tone.wma"}));
         QVERIFY2(r.err.contains("  " + twin + ": ") && r.err.contains(m_tone), qPrintable(r.err));
         // The first tone.wma is the three-second one, not the twin's one second.
         QVERIFY(probeMediaFile(out + "/tone.wma").duration > 2.5);

@@ -5,6 +5,7 @@
 #include "tests/fakes/FakeCodecs.h"
 #include "tests/fakes/FakeDialogs.h"
 #include "tests/fakes/FakeFilgraphManager.h"
+#include "tests/fakes/FakeMainWindow.h"
 #include "tests/fakes/FakeMediaInfo.h"
 #include "tests/fakes/FakeSettingsStore.h"
 #include "tests/fakes/FakeSkin.h"

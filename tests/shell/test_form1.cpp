@@ -1,15 +1,16 @@
-// The main window on fakes: start-up, the modes, shutdown, the folder picker, and the error
-// boundary.
+// The main window's wiring on fakes: start-up order, modes, menus, shutdown, its public
+// operations and the error boundary. What the panels do is tested with each panel.
 #include "burn/FrameBurn.h"
 #include "cd/FrameCDMode.h"
 #include "components/Error.h"
 #include "convert/FrameFileMode.h"
 #include "recorder/FrmMainA.h"
-#include "shell/ErrorBoundary.h"
-#include "tests/shell/Form1Fixture.h"
+#include "shell/Form1.h"
+#include "shell/common/ErrorBoundary.h"
+#include "tests/fakes/Fakes.h"
 #include "volume/VolumeControl.h"
 
-#include <QAction>
+#include <QAbstractScrollArea>
 #include <QMenu>
 #include <QMenuBar>
 #include <QPushButton>
@@ -18,29 +19,91 @@
 
 namespace {
 
-enum class Mode { Convert, Rip, Burn };
+// A main window built on fakes, with a handle on each fake and one log of every call. The
+// volume control's switching is logged too, so the order of shutdown shows.
+struct Form1Fixture : QObject {
+    CallLog log;
+    FakeSkin* skin = nullptr;
+    FakeMessageBox* messageBox = nullptr;
+    FakeCommonDialog* comd = nullptr;
+    FakeMEnc* mEnc = nullptr;
+    FakeHarnMediaUtils* x = nullptr;
+    FakeFolderBrowse* folderBrowser = nullptr; // made during start-up
+    QStringList folderAnswers{QStringLiteral("/out")};
+    std::unique_ptr<Form1> form;
 
-// Which panel shows and which of the Mode menu's first three entries are ticked.
-void checkMode(Form1& form, Mode mode) {
-    QCOMPARE(!form.fileModePanel()->isHidden(), mode == Mode::Convert);
-    QCOMPARE(!form.cdModePanel()->isHidden(), mode == Mode::Rip);
-    QCOMPARE(!form.burnPanel()->isHidden(), mode == Mode::Burn);
+    Form1Fixture() {
+        Form1Components c;
+        c.skin = own(skin);
+        c.messageBox = own(messageBox);
+        c.settings = std::make_unique<FakeSettingsStore>(&log);
+        c.comd = own(comd);
+        c.commonDialog = std::make_unique<FakeCommonDialog>(&log);
+        c.mEnc = own(mEnc);
+        c.mDec = std::make_unique<FakeMDec>(&log);
+        c.waEnc = std::make_unique<FakeWAEnc>(&log);
+        c.waDec = std::make_unique<FakeWaDec>(&log);
+        c.wmaFile1 = std::make_unique<FakeWMAFile>(&log);
+        c.x = own(x);
+        c.makeFolderBrowser = [this] {
+            log.calls << QStringLiteral("new FolderBrowse");
+            auto made = std::make_unique<FakeFolderBrowse>(&log);
+            made->answers = folderAnswers;
+            folderBrowser = made.get();
+            return made;
+        };
+        c.makeFilterGraph = [this] {
+            log.calls << QStringLiteral("new FilgraphManager");
+            return std::make_unique<FakeFilgraphManager>(&log);
+        };
+        c.applicationFolder = QStringLiteral("/opt/melvane");
+        form = std::make_unique<Form1>(std::move(c));
+        form->volumeControl()->installEventFilter(this);
+    }
+
+    void load() {
+        form->Form_Load();
+        form->show();
+    }
+
+    template <class T = QPushButton> T* child(const QString& name) const {
+        T* found = form->findChild<T*>(name);
+        if (!found)
+            qFatal("no %s", qPrintable(name));
+        return found;
+    }
+
+    bool eventFilter(QObject*, QEvent* event) override {
+        if (event->type() == QEvent::EnabledChange)
+            log.calls << QStringLiteral("VolumeControl1.Enabled(%1)")
+                             .arg(boolText(form->volumeControl()->isEnabled()));
+        return false;
+    }
+
+private:
+    template <class Fake> std::unique_ptr<Fake> own(Fake*& handle) {
+        auto made = std::make_unique<Fake>(&log);
+        handle = made.get();
+        return made;
+    }
+};
+
+// Which panel shows, which of the Mode menu's first three entries is ticked, the flags and the
+// volume control.
+void checkMode(Form1Fixture& f, Mode mode) {
+    Form1& form = *f.form;
+    QCOMPARE(form.fileModePanel()->isVisible(), mode == Mode::Convert);
+    QCOMPARE(form.cdModePanel()->isVisible(), mode == Mode::Rip);
+    QCOMPARE(form.burnPanel()->isVisible(), mode == Mode::Burn);
     // Convert mode ticks the rip entry, as it always has.
-    const char* ticked = mode == Mode::Burn ? "mnuoptmode3" : "mnuoptmode2";
-    for (const char* name : {"mnuoptmode1", "mnuoptmode2", "mnuoptmode3"})
-        QVERIFY2(form.menuAction(name)->isChecked() == (qstrcmp(name, ticked) == 0), name);
+    const QString ticked = mode == Mode::Burn ? "mnuoptmode3" : "mnuoptmode2";
+    for (const QString name : {"mnuoptmode1", "mnuoptmode2", "mnuoptmode3"})
+        QVERIFY2(f.child<QAction>(name)->isChecked() == (name == ticked), qPrintable(name));
     const bool burn = mode == Mode::Burn;
-    QCOMPARE(form.burnModeFlag, burn ? True16 : False16);
-    QCOMPARE(form.nonBurnModeFlag, burn ? False16 : True16);
-    QCOMPARE(form.spareModeFlag, False16);
+    QCOMPARE(form.state().burnModeFlag, burn ? True16 : False16);
+    QCOMPARE(form.state().nonBurnModeFlag, burn ? False16 : True16);
+    QCOMPARE(form.state().spareModeFlag, False16);
     QCOMPARE(form.volumeControl()->isEnabled(), mode == Mode::Convert);
-}
-
-QPushButton* button(Form1& form, const QString& name) {
-    auto* found = form.findChild<QPushButton*>(name);
-    if (!found)
-        qFatal("no button %s", qPrintable(name));
-    return found;
 }
 
 } // namespace
@@ -48,218 +111,209 @@ QPushButton* button(Form1& form, const QString& name) {
 class TestForm1 : public QObject {
     Q_OBJECT
 private Q_SLOTS:
-    void startUpCallsComponentsInOrder() {
-        Form1Fixture f(QStringLiteral("/opt/melvane"));
+    void startUpRunsInOrderAndOpensOnTheRipPanel() {
+        Form1Fixture f;
         f.load();
-        const QStringList expected = {
-            QStringLiteral("new FolderBrowse"),
-            QStringLiteral("Skin.LoadSkin(/opt/melvane/melvane.skn)"),
-            QStringLiteral("Skin.ApplySkin(Form1)"),
-            QStringLiteral("new FilgraphManager"),
-            QStringLiteral("MEnc.setEncoderSwitch(1)"),
-            QStringLiteral("WAEnc.setBitrate(128000)"),
-        };
-        QCOMPARE(f.log.calls.mid(0, expected.size()), expected);
+        QCOMPARE(
+            f.log.calls,
+            QStringList({"new FolderBrowse", "Skin.LoadSkin(/opt/melvane/melvane.skn)",
+                         "Skin.ApplySkin(Form1)", "new FilgraphManager", "MEnc.setEncoderSwitch(1)",
+                         "WAEnc.setBitrate(128000)", "VolumeControl1.Enabled(false)"}));
         QCOMPARE(f.form->windowTitle(), QStringLiteral(" Melvane 2.0"));
         QCOMPARE(f.form->volumeControl()->DeviceToControl(), qint16(0));
-        QCOMPARE(f.form->renamedTracks, False16);
-        QCOMPARE(f.form->newJob, True16);
-        checkMode(*f.form, Mode::Rip);
+        QCOMPARE(f.form->state().renamedTracks, False16);
+        QCOMPARE(f.form->state().newJob, True16);
+        checkMode(f, Mode::Rip);
+
+        Form1Fixture broken;
+        broken.skin->loadError = QStringLiteral("Cannot load the skin /opt/melvane/melvane.skn");
+        QVERIFY_THROWS_EXCEPTION(Error, broken.form->Form_Load());
+        QCOMPARE(broken.log.matching(QStringLiteral("MEnc.")), QStringList());
     }
 
-    void startUpFailsWhenTheSkinIsMissing() {
-        Form1Fixture f;
-        f.skin->loadError = QStringLiteral("Cannot load the skin /opt/melvane/melvane.skn");
-        try {
-            f.form->Form_Load();
-            QFAIL("start-up went on without its skin");
-        } catch (const Error& e) {
-            QVERIFY(e.message().contains(QStringLiteral("melvane.skn")));
-        }
-        QCOMPARE(f.log.matching(QStringLiteral("MEnc.")), QStringList());
-    }
-
-    void menusAreLaidOutAsUsersKnowThem() {
+    void menusHoldThePanelsEntries() {
         Form1Fixture f;
         f.load();
-        QStringList top;
-        for (QAction* a : f.form->menuBar()->actions())
-            top << a->text();
-        QCOMPARE(top, QStringList({"File", "Options"}));
-        QStringList modeItems;
-        for (QAction* a : f.form->menu("mnuoptmode")->actions())
-            modeItems << a->text();
-        QCOMPARE(modeItems, QStringList({"Rip Mode", "Convert  Mode", "Burn Mode", "Record Mode"}));
-        QCOMPARE(f.form->menuAction("mnufile00")->text(), QStringLiteral("Open File"));
-        QCOMPARE(f.form->menu("mnuoptfilemode")->title(), QStringLiteral("Convert Mode Options"));
-        QCOMPARE(f.form->menu("mnuoptcdmode")->title(), QStringLiteral("Rip Mode Options"));
-        QCOMPARE(f.form->menu("mnuoptburnmode")->title(), QStringLiteral("Burn Mode Options"));
-        QCOMPARE(f.form->menu("mnuPopUp")->title(), QStringLiteral("Popup"));
-        QCOMPARE(f.form->menu("mnuCDPopUp")->title(), QStringLiteral("CDPopUp"));
+        const auto texts = [](const QList<QAction*>& actions) {
+            QStringList result;
+            for (QAction* a : actions)
+                result << (a->isSeparator() ? QStringLiteral("-") : a->text());
+            return result;
+        };
+        QCOMPARE(texts(f.form->menuBar()->actions()), QStringList({"File", "Options"}));
+        QCOMPARE(texts(f.child<QMenu>("mnufile")->actions()), QStringList({"Open File"}));
+        QCOMPARE(texts(f.child<QMenu>("mnuopt")->actions()),
+                 QStringList({"Mode", "-", "Convert Mode Options", "Rip Mode Options",
+                              "Burn Mode Options"}));
+        QCOMPARE(texts(f.child<QMenu>("mnuoptmode")->actions()),
+                 QStringList({"Rip Mode", "Convert  Mode", "Burn Mode", "Record Mode"}));
+        // The convert panel's entries; options menus without entries yet are greyed.
+        QCOMPARE(f.child<QMenu>("mnuoptfilemode")->actions(),
+                 f.form->fileModePanel()->optionsActions());
+        QVERIFY(f.child<QMenu>("mnuoptfilemode")->menuAction()->isEnabled());
+        QVERIFY(!f.child<QMenu>("mnuoptcdmode")->menuAction()->isEnabled());
+        QVERIFY(!f.child<QMenu>("mnuoptburnmode")->menuAction()->isEnabled());
+        QCOMPARE(f.child<QMenu>("mnuCDPopUp")->title(), QStringLiteral("CDPopUp"));
+
+        // A right-button release over the convert list pops its menu up there.
+        f.form->Command8_Click();
+        QMenu* popUp = f.child<QMenu>("mnuPopUp");
+        QTest::mouseRelease(f.child<QAbstractScrollArea>("LV")->viewport(), Qt::RightButton);
+        QTRY_VERIFY(popUp->isVisible());
+        popUp->hide();
+
+        // File > Open File adds to the conversion list, whatever the mode.
+        f.form->Command10_Click();
+        f.log.clear();
+        f.child<QAction>("mnufile00")->trigger();
+        QCOMPARE(f.log.matching(QStringLiteral("CommonDialog.ShowOpen")),
+                 QStringList({"CommonDialog.ShowOpen()"}));
     }
 
     void everyButtonAndMenuEntersItsMode_data() {
         QTest::addColumn<QString>("trigger");
-        QTest::addColumn<int>("mode");
-        for (const char* name : {"Command8", "Command13", "Command21", "mnuoptmode1"})
-            QTest::newRow(name) << QString::fromLatin1(name) << int(Mode::Convert);
-        for (const char* name : {"Command9", "Command14", "Command20", "mnuoptmode2"})
-            QTest::newRow(name) << QString::fromLatin1(name) << int(Mode::Rip);
-        for (const char* name : {"Command10", "Command15", "Command19", "mnuoptmode3"})
-            QTest::newRow(name) << QString::fromLatin1(name) << int(Mode::Burn);
+        QTest::addColumn<int>("modeNumber");
+        const struct {
+            Mode mode;
+            const char* triggers[4];
+        } table[] = {
+            {Mode::Convert, {"Command8", "Command13", "Command21", "mnuoptmode1"}},
+            {Mode::Rip, {"Command9", "Command14", "Command20", "mnuoptmode2"}},
+            {Mode::Burn, {"Command10", "Command15", "Command19", "mnuoptmode3"}},
+            {Mode::Record, {"Command7", "Command11", "Command18", "mnuoptmode4"}},
+        };
+        for (const auto& row : table)
+            for (const char* trigger : row.triggers)
+                QTest::newRow(trigger) << QString::fromLatin1(trigger) << int(row.mode);
     }
 
     void everyButtonAndMenuEntersItsMode() {
         QFETCH(QString, trigger);
-        QFETCH(int, mode);
+        QFETCH(int, modeNumber);
+        const Mode mode = Mode(modeNumber);
         Form1Fixture f;
         f.load();
-        // Start from a mode other than the one entered, so the switch is visible.
+        // Start from another mode, so the switch shows; the buttons of hidden panels still work.
         f.form->Command10_Click();
-        if (mode == int(Mode::Burn))
+        if (mode == Mode::Burn)
             f.form->Command9_Click();
-        f.form->newJob = False16;
-
-        if (trigger.startsWith(QLatin1String("mnu"))) {
-            f.form->menuAction(trigger.toLatin1().constData())->trigger();
-        } else {
-            QPushButton* b = button(*f.form, trigger);
-            // The button sits on a hidden panel unless it is the current one; click it anyway.
-            b->click();
+        f.form->state().newJob = False16;
+        f.log.clear();
+        const auto pull = [&] {
+            if (trigger.startsWith(QLatin1String("mnu")))
+                f.child<QAction>(trigger)->trigger();
+            else
+                f.child(trigger)->click();
+        };
+        pull();
+        if (mode == Mode::Record) {
+            FrmMainA* recorder = f.form->recorderWindow();
+            QVERIFY(recorder && recorder->isVisible() && recorder->isWindow());
+            QVERIFY(!recorder->isModal());
+            QCOMPARE(f.log.calls, QStringList({"Skin.LoadSkin(/opt/melvane/melvane.skn)",
+                                               "Skin.ApplySkin(FrmMainA)"}));
+            pull(); // the same window again
+            QCOMPARE(f.form->recorderWindow(), recorder);
+            checkMode(f, Mode::Burn);
+            return;
         }
-        checkMode(*f.form, Mode(mode));
+        checkMode(f, mode);
         // Only the rip buttons of the other two panels start a new rip job.
-        const bool newJob =
-            trigger == QLatin1String("Command14") || trigger == QLatin1String("Command20");
-        QCOMPARE(f.form->newJob, newJob ? True16 : False16);
-    }
-
-    void convertModeAsksForTheOutputFolderAndSwitchesTheEncoder() {
-        Form1Fixture f;
-        f.load();
-        f.log.clear();
-        f.form->Command8_Click();
-        QCOMPARE(f.folderBrowser->title, QStringLiteral("Select Folder To Save To:"));
-        QCOMPARE(f.log.matching(QStringLiteral("MEnc.setEncoderSwitch")),
-                 QStringList({"MEnc.setEncoderSwitch(0)"}));
-        // The encoder is switched after the folder was asked for.
-        QVERIFY(f.log.indexOf(QStringLiteral("FolderBrowse.BrowseForFolder()")) <
-                f.log.indexOf(QStringLiteral("MEnc.setEncoderSwitch(0)")));
-    }
-
-    void burnModeTwiceKeepsOneEntryTicked() {
-        Form1Fixture f;
-        f.load();
-        f.form->Command10_Click();
-        f.form->Command10_Click();
-        checkMode(*f.form, Mode::Burn);
-        int ticked = 0;
-        for (const char* name : {"mnuoptmode1", "mnuoptmode2", "mnuoptmode3"})
-            ticked += f.form->menuAction(name)->isChecked();
-        QCOMPARE(ticked, 1);
-    }
-
-    void recordModeOpensTheRecorderBesideTheMainWindow_data() {
-        QTest::addColumn<QString>("trigger");
-        for (const char* name : {"Command7", "Command11", "Command18", "mnuoptmode4"})
-            QTest::newRow(name) << QString::fromLatin1(name);
-    }
-
-    void recordModeOpensTheRecorderBesideTheMainWindow() {
-        QFETCH(QString, trigger);
-        Form1Fixture f;
-        f.load();
-        f.log.clear();
-        if (trigger.startsWith(QLatin1String("mnu")))
-            f.form->menuAction(trigger.toLatin1().constData())->trigger();
-        else
-            button(*f.form, trigger)->click();
-        FrmMainA* recorder = f.form->recorderWindow();
-        QVERIFY(recorder);
-        QVERIFY(recorder->isVisible());
-        QCOMPARE(recorder->windowTitle(), QStringLiteral("Sound Recorder"));
-        QVERIFY(!recorder->isModal());
-        QVERIFY(recorder->isWindow());
-        QCOMPARE(f.log.calls, QStringList({"Skin.LoadSkin(/opt/melvane/melvane.skn)",
-                                           "Skin.ApplySkin(FrmMainA)"}));
-        // The main window stays on the panel it showed.
-        checkMode(*f.form, Mode::Rip);
-        // A second time shows the same window again.
-        f.form->Command7_Click();
-        QCOMPARE(f.form->recorderWindow(), recorder);
+        QCOMPARE(f.form->state().newJob,
+                 trigger == "Command14" || trigger == "Command20" ? True16 : False16);
+        if (mode == Mode::Convert) // the panel's own preparation follows the common steps
+            QCOMPARE(f.log.calls.mid(f.log.calls.size() - 2),
+                     QStringList({"FolderBrowse.BrowseForFolder()", "MEnc.setEncoderSwitch(0)"}));
+        // Entering a mode again leaves one entry ticked still.
+        pull();
+        checkMode(f, mode);
     }
 
     void closingStopsTheFilterGraphThenTheVolumeControl() {
         Form1Fixture f;
         f.load();
         f.form->Command8_Click();
-        QVERIFY(f.form->volumeControl()->isEnabled());
         f.log.clear();
         QVERIFY(f.form->close());
-        QCOMPARE(f.log.calls, QStringList({"FilgraphManager.Stop()"}));
-        QVERIFY(!f.form->volumeControl()->isEnabled());
+        QVERIFY(f.form->close());
+        QCOMPARE(f.log.calls,
+                 QStringList({"FilgraphManager.Stop()", "VolumeControl1.Enabled(false)"}));
     }
 
-    void folderPickerRemembersTheLastAnswer() {
+    void operationsForPanelsAndDialogs() {
         Form1Fixture f;
-        f.load();
-        f.answerFolders({QStringLiteral("/music/in"), QString(), QStringLiteral("/music/out")});
+        f.folderAnswers = QStringList{QStringLiteral("/music/in"), QString(), "/music/out", "/out"};
+        f.form->Form_Load();
+        MainWindow& main = *f.form;
         QWidget* owner = f.form->fileModePanel();
-        QCOMPARE(f.form->SelectFolder(owner, QStringLiteral("Select Folder To Open:")),
+        // The folder picker starts where it ended last; a cancel forgets the folder.
+        QCOMPARE(main.SelectFolder(owner, QStringLiteral("Select Folder To Open:")),
                  QStringLiteral("/music/in"));
-        QCOMPARE(f.form->prevFolder, QStringLiteral("/music/in"));
-        QCOMPARE(f.folderBrowser->title, QStringLiteral("Select Folder To Open:"));
-        QVERIFY(f.folderBrowser->fileSystemOnly && f.folderBrowser->showPrompt);
-
-        // The next dialog starts where the last one ended; a cancel forgets the folder.
-        QCOMPARE(f.form->SelectFolder(owner, QStringLiteral("Select Folder To Save To:")),
-                 QString());
+        QCOMPARE(f.form->state().prevFolder, QStringLiteral("/music/in"));
+        QCOMPARE(main.SelectFolder(owner, QStringLiteral("Prompt")), QString());
         QCOMPARE(f.folderBrowser->initialDir, QStringLiteral("/music/in"));
-        QCOMPARE(f.form->prevFolder, QString());
-        QCOMPARE(f.form->SelectFolder(owner, QStringLiteral("Select Folder To Save To:")),
-                 QStringLiteral("/music/out"));
-        QCOMPARE(f.folderBrowser->initialDir, QString());
-        QCOMPARE(f.folderBrowser->calls.first(),
-                 QStringLiteral("FolderBrowse.setOwner(FrameFileMode)"));
-        QCOMPARE(f.folderBrowser->calls.last(), QStringLiteral("FolderBrowse.BrowseForFolder()"));
-    }
+        QCOMPARE(f.form->state().prevFolder, QString());
+        f.folderBrowser->calls.clear();
+        main.SelectFolder(owner, QStringLiteral("Prompt"));
+        QCOMPARE(
+            f.folderBrowser->calls,
+            QStringList({"FolderBrowse.setOwner(FrameFileMode)", "FolderBrowse.setInitialDir()",
+                         "FolderBrowse.setFileSystemOnly(true)", "FolderBrowse.setShowPrompt(true)",
+                         "FolderBrowse.setEditBox(true)", "FolderBrowse.setNewFolderButton(true)",
+                         "FolderBrowse.setTitle(Prompt)", "FolderBrowse.BrowseForFolder()"}));
 
-    void fieldHelpersAreOnTheMainWindow() {
-        Form1Fixture f;
-        QCOMPARE(f.form->CountCSString(QStringLiteral("a\\ b \\c")), qint16(3));
-        QCOMPARE(f.form->GetCSString(QStringLiteral("a\\ b \\c"), 2).toString(),
-                 QStringLiteral("b"));
-    }
+        QCOMPARE(main.CountCSString(QStringLiteral("a\\ b \\c")), qint16(3));
+        QCOMPARE(main.GetCSString(QStringLiteral("a\\ b \\c"), 2).toString(), QStringLiteral("b"));
+        QCOMPARE(main.skinPath(), QStringLiteral("/opt/melvane/melvane.skn"));
 
-    void aFailingHandlerShowsOneReportAndTheWindowGoesOn() {
-        Form1Fixture f;
-        f.load();
-        f.answerFolders({QStringLiteral("/music/out")});
+        // Each completion method moves the convert job on to the next checked row.
         f.form->Command8_Click();
-        // Convert with an empty list: the list raises its index error from inside the handler.
-        auto* convert = f.form->findChild<QPushButton*>(QStringLiteral("Command12"));
-        QTest::mouseClick(convert, Qt::LeftButton);
-        QCOMPARE(f.messageBox->shown.size(), 1);
-        QCOMPARE(f.messageBox->shown[0].title, QStringLiteral("Melvane"));
-        QCOMPARE(f.messageBox->shown[0].icon, MessageBox::Icon::Critical);
-        QVERIFY2(f.messageBox->shown[0].prompt.contains(QStringLiteral("Index out of bounds")),
-                 qPrintable(f.messageBox->shown[0].prompt));
-        // The window still answers.
-        QTest::mouseClick(button(*f.form, QStringLiteral("Command10")), Qt::LeftButton);
-        checkMode(*f.form, Mode::Burn);
-        QCOMPARE(f.messageBox->shown.size(), 1);
+        for (const char* name : {"/in/1.wav", "/in/2.wav", "/in/3.wav", "/in/4.wav"}) {
+            f.comd->answers << QString::fromLatin1(name);
+            f.form->fileModePanel()->Command2_Click();
+        }
+        f.form->fileModePanel()->Command12_Click();
+        for (void (MainWindow::*done)() : {&MainWindow::mp3donenowwhat, &MainWindow::wmadonenowwhat,
+                                           &MainWindow::decdonenowwhat})
+            (main.*done)();
+        QCOMPARE(f.log.matching(QStringLiteral("MEnc.setInputFile")),
+                 QStringList({"MEnc.setInputFile(/in/1.wav)", "MEnc.setInputFile(/in/2.wav)",
+                              "MEnc.setInputFile(/in/3.wav)", "MEnc.setInputFile(/in/4.wav)"}));
     }
 
-    void anErrorEscapingAnEventIsReportedNotFatal() {
+    // The rip panel's "Convert Mode" had the focus when it went; no other mode button may
+    // inherit it and show a focus ring.
+    void aModeChangeLeavesNoFocusOnTheModeBar() {
         Form1Fixture f;
         f.load();
+        QApplication::setActiveWindow(f.form.get());
+        QVERIFY(QTest::qWaitForWindowActive(f.form.get()));
+        QTest::mouseClick(f.child("Command13"), Qt::LeftButton);
+        QVERIFY(f.form->fileModePanel()->isVisible());
+        const QWidget* focus = QApplication::focusWidget();
+        const QString focusName = focus ? focus->objectName() : QString();
+        QVERIFY2(!focus || !focus->property("modeButton").toBool(), qPrintable(focusName));
+    }
+
+    void errorsEndTheHandlerWithOneReportAndTheWindowGoesOn() {
+        Form1Fixture f;
+        f.load();
+        f.form->Command8_Click();
+        // Convert with an empty list: the list raises its index error inside the handler.
+        QTest::mouseClick(f.child("Command12"), Qt::LeftButton);
+        // An error escaping an event of its own is reported by the application.
         bool ranAfter = false;
         QTimer::singleShot(0, f.form.get(),
                            [] { throw Error(QStringLiteral("Cannot read /x.wav: gone")); });
         QTimer::singleShot(1, f.form.get(), [&] { ranAfter = true; });
         QTRY_VERIFY(ranAfter);
-        QCOMPARE(f.messageBox->shown.size(), 1);
-        QCOMPARE(f.messageBox->shown[0].prompt, QStringLiteral("Cannot read /x.wav: gone"));
+        QTest::mouseClick(f.child("Command10"), Qt::LeftButton);
+        checkMode(f, Mode::Burn);
+        QCOMPARE(f.messageBox->shown.size(), 2);
+        QCOMPARE(f.messageBox->shown[0].title, QStringLiteral("Melvane"));
+        QCOMPARE(f.messageBox->shown[0].icon, MessageBox::Icon::Critical);
+        QVERIFY(f.messageBox->shown[0].prompt.startsWith(QLatin1String("Index out of bounds")));
+        QCOMPARE(f.messageBox->shown[1].prompt, QStringLiteral("Cannot read /x.wav: gone"));
     }
 };
 

@@ -1,4 +1,4 @@
-#include "shell/ErrorBoundary.h"
+#include "shell/common/ErrorBoundary.h"
 
 #include "components/Error.h"
 #include "components/MessageBox.h"

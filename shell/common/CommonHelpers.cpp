@@ -1,4 +1,4 @@
-#include "shell/CommonHelpers.h"
+#include "shell/common/CommonHelpers.h"
 
 #include "components/Checked.h"
 #include "components/Error.h"

@@ -1,0 +1,24 @@
+#include "tests/fakes/FakeMainWindow.h"
+
+#include "shell/common/CommonHelpers.h"
+
+QString FakeMainWindow::SelectFolder(QWidget* owner, const QString& title) {
+    record(QStringLiteral("SelectFolder"), {widgetName(owner), title});
+    return folders.isEmpty() ? QString() : folders.takeFirst();
+}
+
+qint16 FakeMainWindow::CountCSString(const QVariant& value) const {
+    record(QStringLiteral("CountCSString"), {value.toString()});
+    return ::CountCSString(value);
+}
+
+QVariant FakeMainWindow::GetCSString(const QVariant& value, qint16 index) const {
+    record(QStringLiteral("GetCSString"), {value.toString(), QString::number(index)});
+    return ::GetCSString(value, index);
+}
+
+void FakeMainWindow::complete(const QString& member) {
+    record(member);
+    if (onCompletion)
+        onCompletion();
+}

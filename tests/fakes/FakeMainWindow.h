@@ -1,0 +1,31 @@
+#pragma once
+
+#include "shell/common/MainWindow.h"
+#include "tests/fakes/CallLog.h"
+
+#include <QStringList>
+#include <functional>
+
+// The main window as a panel sees it. SelectFolder answers from folders in order (an empty
+// answer or none left is a cancel); the completion methods do what the test wires into
+// onCompletion, as Form1 hands them to the convert panel.
+class FakeMainWindow final : public MainWindow, public CallRecorder {
+public:
+    explicit FakeMainWindow(CallLog* log = nullptr)
+        : CallRecorder(QStringLiteral("MainWindow"), log) {}
+
+    QString SelectFolder(QWidget* owner, const QString& title) override;
+    qint16 CountCSString(const QVariant& value) const override;
+    QVariant GetCSString(const QVariant& value, qint16 index) const override;
+    void mp3donenowwhat() override { complete(QStringLiteral("mp3donenowwhat")); }
+    void wmadonenowwhat() override { complete(QStringLiteral("wmadonenowwhat")); }
+    void decdonenowwhat() override { complete(QStringLiteral("decdonenowwhat")); }
+    QString skinPath() const override { return skin; }
+
+    QStringList folders;
+    std::function<void()> onCompletion;
+    QString skin = QStringLiteral("/opt/melvane/melvane.skn");
+
+private:
+    void complete(const QString& member);
+};
