@@ -1,0 +1,49 @@
+# Shows that CheckLayers.cmake can fail: on a copy of the tree it must pass, then fail on each
+# planted violation and name the file. Run as:
+#   cmake -DROOT=<top of the tree> -DCHECKER=<CheckLayers.cmake> -DWORK=<scratch folder> -P PlantViolations.cmake
+cmake_minimum_required(VERSION 3.25)
+
+file(REMOVE_RECURSE "${WORK}")
+foreach(folder components controls shell convert cd burn recorder volume backends)
+  file(COPY "${ROOT}/${folder}" DESTINATION "${WORK}")
+endforeach()
+
+function(run_checker out_result out_output)
+  execute_process(COMMAND "${CMAKE_COMMAND}" -DROOT=${WORK} -P "${CHECKER}"
+                  RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)
+  set(${out_result} "${result}" PARENT_SCOPE)
+  set(${out_output} "${output}" PARENT_SCOPE)
+endfunction()
+
+run_checker(result output)
+if(NOT result EQUAL 0)
+  message(FATAL_ERROR "the checker fails on an untouched copy:\n${output}")
+endif()
+
+# file | line appended to it
+set(plants
+  "convert/FrameFileMode.cpp|#include \"shell/Form1.h\""
+  "shell/common/ModePanel.cpp|#include \"convert/FrameFileMode.h\""
+  "controls/ReportList.cpp|#include \"backends/media/Codecs.h\""
+  "cd/FrameCDMode.h|#include <cdio/cdio.h>"
+  "recorder/FrmMainA.cpp|#  include <alsa/asoundlib.h>"
+  "volume/VolumeControl.cpp|#include <libavcodec/avcodec.h>"
+  "burn/FrameBurn.ui|<header>shell/Form1.h</header>"
+  "components/Skin.h|#include <QMediaDevices>"
+  "convert/CMakeLists.txt|target_link_libraries(convert PUBLIC shell)"
+  "cd/CMakeLists.txt|target_link_libraries(cd\n  PRIVATE backend_cdio)"
+  "shell/CMakeLists.txt|include_directories(\${CMAKE_SOURCE_DIR})")
+foreach(plant IN LISTS plants)
+  string(REPLACE "|" ";" parts "${plant}")
+  list(GET parts 0 file)
+  list(GET parts 1 line)
+  file(READ "${WORK}/${file}" original)
+  file(APPEND "${WORK}/${file}" "\n${line}\n")
+  run_checker(result output)
+  file(WRITE "${WORK}/${file}" "${original}")
+  if(result EQUAL 0 OR NOT output MATCHES "${file}: ")
+    message(FATAL_ERROR "the checker missed `${line}` in ${file}:\n${output}")
+  endif()
+endforeach()
+file(REMOVE_RECURSE "${WORK}")
+message(STATUS "The checker caught every planted violation")
