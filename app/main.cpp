@@ -6,6 +6,7 @@
 #include "shell/Form1.h"
 #include "shell/common/ErrorBoundary.h"
 
+#include <QIcon>
 #include <QMessageBox>
 #include <cstdio>
 #include <cstdlib>
@@ -50,6 +51,9 @@ int main(int argc, char** argv) {
     MelvaneApplication app(argc, argv);
     QCoreApplication::setOrganizationName(QStringLiteral("Melvane"));
     QCoreApplication::setApplicationName(QStringLiteral("Melvane"));
+    // The icon of every window, and the desktop entry that desktops match the windows with.
+    QApplication::setWindowIcon(QIcon(QStringLiteral(":/melvane/melvane.svg")));
+    QGuiApplication::setDesktopFileName(QStringLiteral("melvane"));
 
     std::unique_ptr<Form1> form;
     try {
