@@ -2,6 +2,7 @@
 
 #include <QString>
 #include <QStringList>
+#include <type_traits>
 
 class QWidget;
 
@@ -20,6 +21,25 @@ struct CallLog {
     }
 };
 
+// How an argument is written: a widget by its objectName (or "null"), a flag as true/false.
+QString widgetName(const QWidget* widget);
+inline QString boolText(bool value) {
+    return value ? QStringLiteral("true") : QStringLiteral("false");
+}
+inline QString argText(const QString& value) {
+    return value;
+}
+inline QString argText(bool value) {
+    return boolText(value);
+}
+inline QString argText(QWidget* value) {
+    return widgetName(value);
+}
+template <class T>
+requires std::is_arithmetic_v<T> QString argText(T value) {
+    return QString::number(value);
+}
+
 // What every fake shares: its own list of calls, and the shared log when it was given one.
 class CallRecorder {
 public:
@@ -33,14 +53,18 @@ public:
 
 protected:
     void record(const QString& member, const QStringList& args = {}) const;
+    // A property write: recorded with its value, then kept in field.
+    template <class T, class V> void write(const char* member, T& field, const V& value) {
+        record(QLatin1String(member), {argText(value)});
+        field = value;
+    }
+    // A property read: recorded, then answered from field.
+    template <class T> T read(const char* member, const T& field) const {
+        record(QLatin1String(member));
+        return field;
+    }
 
 private:
     QString m_component;
     CallLog* m_log;
 };
-
-// How a widget argument is written: its objectName, or "null".
-QString widgetName(const QWidget* widget);
-inline QString boolText(bool value) {
-    return value ? QStringLiteral("true") : QStringLiteral("false");
-}

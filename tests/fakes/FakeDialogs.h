@@ -14,21 +14,26 @@ public:
     explicit FakeCommonDialog(CallLog* log = nullptr)
         : CallRecorder(QStringLiteral("CommonDialog"), log) {}
 
-    void setDialogTitle(const QString& title) override;
-    QString DialogTitle() const override;
-    void setFilter(const QString& filter) override;
-    QString Filter() const override;
-    void setFileName(const QString& name) override;
-    QString FileName() const override;
-    void setInitDir(const QString& dir) override;
-    void setOwner(QWidget* owner) override;
-    void ShowOpen() override;
-    void ShowSave() override;
+    void setDialogTitle(const QString& v) override { write("setDialogTitle", m_title, v); }
+    QString DialogTitle() const override { return read("DialogTitle", m_title); }
+    void setFilter(const QString& v) override { write("setFilter", m_filter, v); }
+    QString Filter() const override { return read("Filter", m_filter); }
+    void setFileName(const QString& v) override { write("setFileName", m_fileName, v); }
+    QString FileName() const override { return read("FileName", m_fileName); }
+    void setInitDir(const QString& v) override { write("setInitDir", m_initDir, v); }
+    void setOwner(QWidget* owner) override {
+        record(QStringLiteral("setOwner"), {widgetName(owner)});
+    }
+    void ShowOpen() override { show("ShowOpen"); }
+    void ShowSave() override { show("ShowSave"); }
 
     QStringList answers;
 
 private:
-    void show();
+    void show(const char* member) {
+        record(QLatin1String(member));
+        m_fileName = answers.isEmpty() ? QString() : answers.takeFirst();
+    }
 
     QString m_title;
     QString m_filter;
@@ -43,14 +48,19 @@ public:
     explicit FakeFolderBrowse(CallLog* log = nullptr)
         : CallRecorder(QStringLiteral("FolderBrowse"), log) {}
 
-    void setOwner(QWidget* owner) override;
-    void setInitialDir(const QString& dir) override;
-    void setTitle(const QString& prompt) override;
-    void setFileSystemOnly(bool on) override;
-    void setShowPrompt(bool on) override;
-    void setEditBox(bool on) override;
-    void setNewFolderButton(bool on) override;
-    QString BrowseForFolder() override;
+    void setOwner(QWidget* owner) override {
+        record(QStringLiteral("setOwner"), {widgetName(owner)});
+    }
+    void setInitialDir(const QString& v) override { write("setInitialDir", initialDir, v); }
+    void setTitle(const QString& v) override { write("setTitle", title, v); }
+    void setFileSystemOnly(bool v) override { write("setFileSystemOnly", fileSystemOnly, v); }
+    void setShowPrompt(bool v) override { write("setShowPrompt", showPrompt, v); }
+    void setEditBox(bool v) override { write("setEditBox", editBox, v); }
+    void setNewFolderButton(bool v) override { write("setNewFolderButton", newFolderButton, v); }
+    QString BrowseForFolder() override {
+        record(QStringLiteral("BrowseForFolder"));
+        return answers.isEmpty() ? QString() : answers.takeFirst();
+    }
 
     QStringList answers;
 
@@ -76,11 +86,13 @@ public:
         : CallRecorder(QStringLiteral("MessageBox"), log) {}
 
     Result MsgBox(const QString& prompt, Buttons buttons = Buttons::OkOnly, Icon icon = Icon::None,
-                  const QString& title = {}) override;
+                  const QString& title = {}) override {
+        record(QStringLiteral("MsgBox"),
+               {prompt, QString::number(int(buttons)), QString::number(int(icon)), title});
+        shown.append({prompt, buttons, icon, title});
+        return results.isEmpty() ? Result::Ok : results.takeFirst();
+    }
 
     QList<Result> results;
     QList<Shown> shown;
 };
-
-QString buttonsText(MessageBox::Buttons buttons);
-QString iconText(MessageBox::Icon icon);

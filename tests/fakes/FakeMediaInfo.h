@@ -18,20 +18,20 @@ public:
     explicit FakeHarnMediaUtils(CallLog* log = nullptr)
         : CallRecorder(QStringLiteral("HarnMediaUtils"), log) {}
 
-    void ReadWmaInfo(const QString& path) override;
-    float WmaDuration() const override;
-    float WmaSizeMB() const override;
-    void ReadMp3Info(const QString& path) override;
-    float Mp3Duration() const override;
-    float Mp3SizeMB() const override;
-    void ReadWavInfo(const QString& path) override;
-    float WavDuration() const override;
-    float WavSizeMB() const override;
+    void ReadWmaInfo(const QString& path) override { m_wma = open("ReadWmaInfo", path); }
+    float WmaDuration() const override { return read("WmaDuration", m_wma.duration); }
+    float WmaSizeMB() const override { return read("WmaSizeMB", m_wma.sizeMB); }
+    void ReadMp3Info(const QString& path) override { m_mp3 = open("ReadMp3Info", path); }
+    float Mp3Duration() const override { return read("Mp3Duration", m_mp3.duration); }
+    float Mp3SizeMB() const override { return read("Mp3SizeMB", m_mp3.sizeMB); }
+    void ReadWavInfo(const QString& path) override { m_wav = open("ReadWavInfo", path); }
+    float WavDuration() const override { return read("WavDuration", m_wav.duration); }
+    float WavSizeMB() const override { return read("WavSizeMB", m_wav.sizeMB); }
 
     QMap<QString, Info> files;
 
 private:
-    Info lookUp(const QString& path) const;
+    Info open(const char* member, const QString& path);
 
     Info m_wma;
     Info m_mp3;
@@ -54,13 +54,13 @@ public:
     explicit FakeWMAFile(CallLog* log = nullptr) : CallRecorder(QStringLiteral("WMAFile"), log) {}
 
     void Open(const QString& path) override;
-    QString Title() const override;
-    QString Author() const override;
-    QString Album() const override;
-    double Duration() const override;
-    qint32 Bitrate() const override;
-    qint32 SampleRate() const override;
-    qint32 Channels() const override;
+    QString Title() const override { return read("Title", m_open.title); }
+    QString Author() const override { return read("Author", m_open.author); }
+    QString Album() const override { return read("Album", m_open.album); }
+    double Duration() const override { return read("Duration", m_open.duration); }
+    qint32 Bitrate() const override { return read("Bitrate", m_open.bitrate); }
+    qint32 SampleRate() const override { return read("SampleRate", m_open.sampleRate); }
+    qint32 Channels() const override { return read("Channels", m_open.channels); }
 
     QMap<QString, Info> files;
 
