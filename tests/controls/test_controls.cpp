@@ -127,7 +127,7 @@ private Q_SLOTS:
         QCOMPARE(ui.ProgressBar1->fraction(), 0.25); // Min 10, Max 20, Value 12.5
     }
 
-    void progressBarFraction() {
+    void progressBarFractionAndValues() {
         const struct {
             double min, max, value, fraction;
             const char* text;
@@ -150,9 +150,7 @@ private Q_SLOTS:
             QVERIFY2(bar.text() == QLatin1String(c.text), seen);
             QCOMPARE(bar.Value(), c.value); // kept as given, clamped only for display
         }
-    }
-
-    void progressBarRejectsNonFiniteValues() {
+        // What is not a number is refused with the bar's name, and the bar keeps its values.
         ProgressBar bar;
         bar.setObjectName(QStringLiteral("ProgressBar2"));
         bar.setValue(30);
@@ -184,7 +182,7 @@ private Q_SLOTS:
         QVERIFY(filledAt(190));
     }
 
-    void listRowsAreOneBased() {
+    void listRowsChecksAndSelection() {
         ReportList list;
         list.setObjectName(QStringLiteral("LV"));
         list.setColumnHeaders(
@@ -213,12 +211,9 @@ private Q_SLOTS:
         QCOMPARE(list.SubItem(1, 2), QStringLiteral("5.2 MB"));
         list.Clear();
         QCOMPARE(list.columnCount(), 3); // headers stay
-        QCOMPARE(list.Add(QStringLiteral("again")), 1);
-    }
 
-    void listCheckAndSelectionFollowTheirRows() {
-        ReportList list;
-        list.Add(QStringLiteral("before check boxes"));
+        // Check boxes and selections follow their rows.
+        QCOMPARE(list.Add(QStringLiteral("before check boxes")), 1);
         list.setChecked(1, true); // no box, nothing to tick or keep
         QVERIFY(!list.Checked(1));
         QVERIFY(!list.topLevelItem(0)->data(0, Qt::CheckStateRole).isValid());

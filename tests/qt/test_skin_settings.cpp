@@ -3,6 +3,7 @@
 #include "components/Error.h"
 
 #include <QApplication>
+#include <QComboBox>
 #include <QMainWindow>
 #include <QScopeGuard>
 #include <QSettings>
@@ -129,6 +130,29 @@ private Q_SLOTS:
         QVERIFY2(disabled >= 2.0 &&
                      disabled < contrast(p.color(QPalette::WindowText), p.color(QPalette::Window)),
                  qPrintable(QString::number(disabled)));
+    }
+
+    // The combo box's drop-down sits inside its rounded border on the box's own colour: no
+    // darker square of the platform style over the border.
+    void shippedSkinDrawsTheComboBoxFlat() {
+        QssSkin skin;
+        skin.LoadSkin(QStringLiteral(MELVANE_SKIN_FILE));
+        QMainWindow window;
+        auto* combo = new QComboBox;
+        combo->addItem(QStringLiteral("320"));
+        window.setCentralWidget(combo);
+        skin.ApplySkin(&window);
+        window.resize(200, 40);
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        const QImage image = combo->grab().toImage();
+        const int box = QColor(0x2f, 0x36, 0x40).lightness();
+        int darker = 0;
+        // Inside the border, clear of the rounded corners.
+        for (int y = 5; y < image.height() - 5; ++y)
+            for (int x = image.width() - 22; x < image.width() - 1; ++x)
+                darker += image.pixelColor(x, y).lightness() < box - 8;
+        QCOMPARE(darker, 0);
     }
 
     void settingsRoundTrip() {
