@@ -1,5 +1,6 @@
 # Checks that dependencies point one way: what each layer of the tree may include, and what the
-# libraries of the lower layers may link. Run as: cmake -DROOT=<top of the tree> -P CheckLayers.cmake
+# libraries of the lower layers and melvane-cli may link.
+# Run as: cmake -DROOT=<top of the tree> -P CheckLayers.cmake
 # Prints one line per violation and fails when there is any.
 cmake_minimum_required(VERSION 3.25)
 if(NOT ROOT)
@@ -84,8 +85,10 @@ foreach(file IN LISTS sources)
   endforeach()
 endforeach()
 
-# Lower layers never link the main window, a backend or a backend's library.
-set(forbidden_links "^shell$" "^backend_" "^PkgConfig::" "^Qt6::Multimedia$")
+# Lower layers never link the main window, a backend or a backend's library; the command line
+# links no window at all.
+set(lower_layer_links "^shell$" "^backend_" "^PkgConfig::" "^Qt6::Multimedia$")
+set(command_line_links "^shell$" "^controls$" "^(convert|cd|burn|recorder|volume)$" "^Qt6::Widgets$")
 file(GLOB_RECURSE cmake_files RELATIVE "${ROOT}" "${ROOT}/*CMakeLists.txt")
 foreach(file IN LISTS cmake_files)
   file(READ "${ROOT}/${file}" text)
@@ -93,8 +96,12 @@ foreach(file IN LISTS cmake_files)
     list(APPEND violations "${file}: sets include directories for every target; name them per target")
   endif()
   string(REGEX MATCH "^[^/]+" top "${file}")
-  if(NOT (top STREQUAL "components" OR top STREQUAL "controls" OR top IN_LIST panels
-          OR file MATCHES "^shell/common/"))
+  if(top STREQUAL "components" OR top STREQUAL "controls" OR top IN_LIST panels
+     OR file MATCHES "^shell/common/")
+    set(forbidden_links ${lower_layer_links})
+  elseif(file MATCHES "^app/cli/")
+    set(forbidden_links ${command_line_links})
+  else()
     continue()
   endif()
   string(REGEX MATCHALL "target_link_libraries[ \t\r\n]*\\([^)]*\\)" calls "${text}")

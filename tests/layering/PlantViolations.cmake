@@ -4,7 +4,7 @@
 cmake_minimum_required(VERSION 3.25)
 
 file(REMOVE_RECURSE "${WORK}")
-foreach(folder components controls shell convert cd burn recorder volume backends)
+foreach(folder components controls shell convert cd burn recorder volume backends app)
   file(COPY "${ROOT}/${folder}" DESTINATION "${WORK}")
 endforeach()
 
@@ -32,7 +32,8 @@ set(plants
   "components/Skin.h|#include <QMediaDevices>"
   "convert/CMakeLists.txt|target_link_libraries(convert PUBLIC shell)"
   "cd/CMakeLists.txt|target_link_libraries(cd\n  PRIVATE backend_cdio)"
-  "shell/CMakeLists.txt|include_directories(\${CMAKE_SOURCE_DIR})")
+  "shell/CMakeLists.txt|include_directories(\${CMAKE_SOURCE_DIR})"
+  "app/cli/CMakeLists.txt|target_link_libraries(melvane-cli PRIVATE shell)")
 foreach(plant IN LISTS plants)
   string(REPLACE "|" ";" parts "${plant}")
   list(GET parts 0 file)
