@@ -69,7 +69,7 @@ void paranoiaEvent(long, paranoia_cb_mode_t mode) noexcept {
 
 struct DiscReader::Impl {
     std::unique_ptr<Disc> disc;
-    QString what; // "track 3 of drive 1:0:0 (/dev/sr0)"
+    QString part; // "track 3", "sectors 0 to 99"
     Options options;
     qint32 first = 0;
     qint32 end = 0;
@@ -93,6 +93,7 @@ struct DiscReader::Impl {
             cdio_cddap_close_no_free_cdio(cdda);
     }
 
+    QString what() const { return part + QStringLiteral(" of ") + disc->drive().name(); }
     void open();
     void loadSector(qint32 sector);
     [[noreturn]] void failRead(qint32 sector);
@@ -124,7 +125,7 @@ void DiscReader::Impl::open() {
         state.binPath = binPathFor(drive.device).toLocal8Bit();
         struct stat info {};
         if (::stat(state.binPath.constData(), &info) != 0)
-            throw Error(QStringLiteral("Cannot read %1: its data file is missing").arg(what));
+            throw Error(QStringLiteral("Cannot read %1: its data file is missing").arg(what()));
         state.binInode = info.st_ino;
         state.binSize = info.st_size;
     }
@@ -151,17 +152,17 @@ void DiscReader::Impl::loadSector(qint32 sector) {
 void DiscReader::Impl::failRead(qint32 sector) {
     const Drive& drive = disc->drive();
     if (state.interrupted)
-        throw Error(QStringLiteral("Reading %1 was stopped").arg(what));
+        throw Error(QStringLiteral("Reading %1 was stopped").arg(what()));
     if (state.gone)
         throw Error(QStringLiteral("The image %1 was deleted or cut short while %2 was being read")
-                        .arg(drive.device, what));
+                        .arg(drive.device, part));
     if (!drive.image && mmc_test_unit_ready(disc->handle(), 0) != DRIVER_OP_SUCCESS)
         throw Error(QStringLiteral("The disc was taken out of %1 while %2 was being read")
-                        .arg(drive.name(), what));
+                        .arg(drive.name(), part));
     throw Error(QStringLiteral("Sector %1 of %2 cannot be read reliably; the disc may be "
                                "scratched or dirty")
                     .arg(sector)
-                    .arg(what));
+                    .arg(what()));
 }
 
 DiscReader::DiscReader(std::unique_ptr<Impl> impl) : d(std::move(impl)) {}
@@ -184,7 +185,7 @@ std::unique_ptr<DiscReader> DiscReader::track(const Drive& drive, int number, Op
                         .arg(drive.name()));
     auto impl = std::make_unique<Impl>();
     impl->disc = std::move(disc);
-    impl->what = QStringLiteral("track %1 of %2").arg(number).arg(drive.name());
+    impl->part = QStringLiteral("track %1").arg(number);
     impl->options = options;
     impl->first = t->start;
     impl->end = t->start + t->sectors;
@@ -197,7 +198,7 @@ std::unique_ptr<DiscReader> DiscReader::sectors(const Drive& drive, qint32 first
     auto impl = std::make_unique<Impl>();
     impl->disc = std::make_unique<Disc>(drive);
     impl->disc->toc();
-    impl->what = QStringLiteral("sectors %1 to %2 of %3").arg(first).arg(end - 1).arg(drive.name());
+    impl->part = QStringLiteral("sectors %1 to %2").arg(first).arg(end - 1);
     impl->options = options;
     impl->first = first;
     impl->end = std::max(first, end);
