@@ -65,13 +65,12 @@ std::vector<qint16> readAll(PcmSource& source, qint64 piece) {
     return out;
 }
 
-QString errorOf(const std::function<void()>& call) {
-    try {
-        call();
-    } catch (const Error& e) {
-        return e.message();
-    }
+// The message of the Error that call raises; empty when it raises none.
+template <typename Call> QString errorOf(Call&& call) try {
+    call();
     return {};
+} catch (const Error& e) {
+    return e.message();
 }
 
 } // namespace
