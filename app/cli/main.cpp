@@ -1,9 +1,11 @@
 // melvane-cli: batch conversion and file information over the same codec components as the
 // convert panel, without any window.
 #include "app/cli/ConvertCommand.h"
+#include "app/cli/DrivesCommand.h"
 #include "app/cli/InfoCommand.h"
 #include "app/cli/Interrupts.h"
 #include "app/cli/ProgressPrinter.h"
+#include "app/cli/TocCommand.h"
 #include "backends/media/Codecs.h"
 
 #include <QCommandLineParser>
@@ -25,6 +27,8 @@ const char* const kToolHelp =
     "Commands:\n"
     "  convert   convert WAV files to MP3 or WMA, or MP3 and WMA files to WAV\n"
     "  info      show the type, duration and size of audio files\n"
+    "  drives    list the CD drives\n"
+    "  toc       show the tracks of the disc in a CD drive\n"
     "\n"
     "Options:\n"
     "  -h, --help      show this help\n"
@@ -198,6 +202,10 @@ int main(int argc, char** argv) {
             return runConvert(arguments.mid(1));
         if (first == QLatin1String("info"))
             return runInfoCommand(arguments.mid(1));
+        if (first == QLatin1String("drives"))
+            return runDrivesCommand(arguments.mid(1));
+        if (first == QLatin1String("toc"))
+            return runTocCommand(arguments.mid(1));
     } catch (const std::exception& e) {
         print(stderr, QStringLiteral("melvane-cli: %1\n").arg(QString::fromUtf8(e.what())));
         return 1;

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "backends/cdio/Disc.h"
+#include "backends/media/PcmSink.h"
+
+namespace cdio {
+
+// The checksums of one ripped track, taken as its PCM goes by (a sink beside the encoders):
+// the CRC-32 of its bytes (16-bit little-endian samples, left then right, as in a WAV file)
+// and its AccurateRip v1 and v2 checksums. AccurateRip leaves out the first 2939 samples of a
+// disc's first audio track and the last 2940 of its last one, so the track's place on the disc
+// and its length must be known before the first write.
+class TrackChecksums final : public PcmSink {
+public:
+    TrackChecksums(qint64 trackFrames, bool firstTrack, bool lastTrack);
+
+    PcmFormat format() const override { return PcmFormat::cdAudio(); }
+    void write(const qint16* buffer, qint64 frames) override;
+    void commit() override {}
+
+    quint32 crc32() const;
+    quint32 accurateRipV1() const { return m_sumLow; }
+    quint32 accurateRipV2() const { return m_sumLow + m_sumHigh; }
+
+private:
+    qint64 m_position = 0; // frames taken so far
+    qint64 m_checkFrom;    // AccurateRip counts frames numbered (from 1) checkFrom to checkTo
+    qint64 m_checkTo;
+    quint32 m_crc = 0xffffffffu;
+    quint32 m_sumLow = 0;
+    quint32 m_sumHigh = 0;
+};
+
+// The AccurateRip disc ID: "nnn-aaaaaaaa-bbbbbbbb-ffffffff", nnn the number of audio tracks,
+// then the two AccurateRip IDs (from the audio tracks, numbered from 1, and the lead-out) and
+// the freedb disc ID (from every track), in lower-case hexadecimal.
+QString accurateRipDiscId(const Toc& toc);
+
+} // namespace cdio

@@ -1,0 +1,69 @@
+#pragma once
+
+#include "backends/cdio/DriveTable.h"
+
+#include <QList>
+#include <optional>
+
+typedef struct _CdIo CdIo_t;
+
+namespace cdio {
+
+constexpr int kFramesPerSector = 588; // stereo samples in one 2352-byte sector
+constexpr int kSectorsPerSecond = 75;
+
+// "mm:ss:ff" of a count of sectors (75 frames a second), as MCI and the track list show it.
+QString msfText(qint64 sectors);
+
+struct TocTrack {
+    enum class Kind { Audio, Mode1, Mode2, CdI, Other };
+    int number = 0;
+    qint32 start = 0;   // sector (LSN) of INDEX 01
+    qint32 sectors = 0; // up to the next track's INDEX 01, so its INDEX 00 gap counts here
+    Kind kind = Kind::Audio;
+
+    bool audio() const { return kind == Kind::Audio; }
+};
+
+// A disc's table of contents.
+struct Toc {
+    QList<TocTrack> tracks;
+    qint32 leadout = 0; // sector (LSN) of the lead-out of the last session
+
+    // The track with this number, nullptr when the disc has none.
+    const TocTrack* track(int number) const;
+    // From the first track's start to the lead-out.
+    qint32 lengthSectors() const;
+    int audioTrackCount() const;
+};
+
+// An open drive or image. Opening checks what it can: an image libcdio cannot read as it is
+// raises Error saying why, as does a drive that cannot be opened. Not shared between threads:
+// every user opens its own.
+class Disc {
+public:
+    explicit Disc(const Drive& drive);
+    ~Disc();
+    Disc(const Disc&) = delete;
+    Disc& operator=(const Disc&) = delete;
+
+    const Drive& drive() const { return m_drive; }
+    CdIo_t* handle() const { return m_cd; }
+
+    // The table of contents, read once; nothing when the drive holds no readable disc.
+    std::optional<Toc> readToc();
+    // The same, raising Error that names the drive when there is no disc.
+    Toc toc();
+    // The kind of disc (track 0) or of one track, as HarnTools::DiscType reports it.
+    qint32 discType(int track);
+    // The recording state, as HarnTools::DiscState reports it.
+    qint32 discState();
+    void eject();
+
+private:
+    Drive m_drive;
+    CdIo_t* m_cd = nullptr;
+    std::optional<Toc> m_toc;
+};
+
+} // namespace cdio

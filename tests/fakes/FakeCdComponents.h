@@ -1,0 +1,106 @@
+#pragma once
+
+#include "components/Drives.h"
+#include "components/HarnTools.h"
+#include "components/Mci.h"
+#include "tests/fakes/CallLog.h"
+
+#include <QList>
+#include <QMap>
+
+// The CD tools over a scripted list of drives and one scripted disc. Rips write nothing: each
+// RipTrackTo... posts the values of progressOnRip to the event loop, as the real rip reports
+// from its worker (a new rip drops those of the last not yet delivered); raiseProgress and
+// raiseFailed emit at once.
+class FakeHarnTools final : public HarnTools, public CallRecorder {
+    Q_OBJECT
+public:
+    struct Drive {
+        qint32 address = 0;
+        QString vendor;
+        QString product;
+        QString revision;
+    };
+
+    explicit FakeHarnTools(CallLog* log = nullptr, QObject* parent = nullptr);
+
+    qint32 DriveCount() override;
+    qint32 DriveAddress(qint32& index) override;
+    qint32 DriveVendor(qint32 address) override;
+    qint32 DriveProduct(qint32 address) override;
+    qint32 DriveRevision(qint32 address) override;
+    QString InquiryText() const override;
+    void SelectDrive(qint32 address) override;
+    qint32 ReadTrackCount(qint32 address) override;
+    void ReadDiscInfo(qint32 address, qint32 track) override;
+    qint32 DiscType() const override;
+    qint32 TrackCount() const override;
+    void EjectDrive(qint32 address) override;
+    qint32 DiscState(qint32 address) override;
+    void setMp3Bitrate(double bitsPerSecond) override;
+    double Mp3Bitrate() const override;
+    void setMp3Option(qint16 value) override;
+    qint16 Mp3Option() const override;
+    void RipTrackToWav(qint32 address, const QString& path, qint32 track,
+                       qint32 windowHandle) override;
+    void RipTrackToMp3(qint32 address, const QString& path, qint32 track,
+                       qint32 windowHandle) override;
+    void RipTrackToWma(qint32 address, const QString& path, qint32 track,
+                       qint32 windowHandle) override;
+    qint32 CurrentSector() const override;
+    qint32 TotalSectors() const override;
+
+    void raiseProgress(double percent) { Q_EMIT RipProgress(percent); }
+    void raiseFailed(const QString& message) { Q_EMIT Failed(message); }
+
+    QList<Drive> drives;
+    qint32 trackCount = 0; // what ReadTrackCount and TrackCount answer
+    qint32 discType = 0;
+    qint32 discState = 0;
+    qint32 currentSector = 0;
+    qint32 totalSectors = 0;
+    // When not empty, the rip operations raise Error with this text and start nothing.
+    QString ripError;
+    QList<double> progressOnRip;
+
+private:
+    const Drive& drive(qint32 address) const;
+    qint32 inquiry(const QString& member, qint32 address, QString Drive::*field);
+    void rip(const QString& member, qint32 address, const QString& path, qint32 track,
+             qint32 windowHandle);
+
+    QString m_inquiryText;
+    double m_mp3Bitrate = 0;
+    qint16 m_mp3Option = 0;
+    int m_run = 0;
+};
+
+// MCI answering from a table of commands, matched exactly as sent (blanks included); a
+// command the table does not hold succeeds with an empty reply. A failing answer leaves the
+// reply as it was, as MCI does.
+class FakeMci final : public Mci, public CallRecorder {
+public:
+    struct Answer {
+        qint32 code = 0;
+        QString reply;
+    };
+
+    explicit FakeMci(CallLog* log = nullptr) : CallRecorder(QStringLiteral("Mci"), log) {}
+
+    qint32 mciSendString(const QString& command, QString& reply) override;
+
+    QMap<QString, Answer> answers;
+};
+
+// Drive roots from a list: "C:\" (fixed) and "D:\" (a CD drive) unless the test sets others.
+class FakeDrives final : public Drives, public CallRecorder {
+public:
+    explicit FakeDrives(CallLog* log = nullptr) : CallRecorder(QStringLiteral("Drives"), log) {}
+
+    qint32 GetLogicalDriveStrings(QString& buffer) override;
+    qint32 GetDriveType(const QString& root) override;
+
+    QStringList roots = {QStringLiteral("C:\\"), QStringLiteral("D:\\")};
+    QMap<QString, qint32> types = {{QStringLiteral("C:\\"), Fixed},
+                                   {QStringLiteral("D:\\"), CdRom}};
+};
