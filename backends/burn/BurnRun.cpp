@@ -4,6 +4,7 @@
 #include "components/Error.h"
 
 #include <algorithm>
+#include <exception>
 #include <limits>
 
 namespace burning {
@@ -79,18 +80,27 @@ void BurnRun::tick() {
 
 void BurnRun::fillTick() {
     if (m_cancelRequested) {
+        finishWriting();
         end(AudioBurner::BurnCancelled, QStringLiteral("The burn was cancelled."));
         return;
     }
     const int fill = m_tracks.front().feed->fill();
     m_status.bufferFill = qint16(fill);
     if (fill >= kFullEnough || m_filling.elapsed() >= kLongestFillMilliseconds) {
+        QString error;
         try {
             m_stage = Stage::Writing;
             beginWriting();
         } catch (const Error& e) {
+            error = e.message();
+        } catch (const std::exception& e) {
+            error = QStringLiteral("The burn could not start: %1")
+                        .arg(QString::fromLocal8Bit(e.what()));
+        }
+        if (!error.isEmpty()) {
             cancelFeeds();
-            end(AudioBurner::BurnFailed, e.message());
+            finishWriting();
+            end(AudioBurner::BurnFailed, error);
             return;
         }
     }

@@ -63,8 +63,8 @@ protected:
     virtual Sample sample() = 0;
     // Asks the writer to stop; returns at once.
     virtual void stopWriting() = 0;
-    // After the writer ended: frees what the writing used and returns its error, empty when
-    // everything was written.
+    // After the writer ended, or when the burn ends before it began: frees what the writing
+    // used (the drive above all) and returns its error, empty when everything was written.
     virtual QString finishWriting() = 0;
 
     std::vector<PlannedTrack>& tracks() { return m_tracks; }

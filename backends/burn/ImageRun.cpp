@@ -46,7 +46,7 @@ QString ImageRun::finishWriting() {
     if (m_thread.joinable())
         m_thread.join();
     m_sink.reset();
-    if (m_error.isEmpty() && m_onWritten)
+    if (m_done.load() && m_error.isEmpty() && m_onWritten)
         m_onWritten();
     return m_error;
 }

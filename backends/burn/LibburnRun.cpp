@@ -93,6 +93,7 @@ void LibburnRun::beginWriting() {
         burn_drive_set_speed(d, 0, speed);
     burn_disc_write(m_options.get(), m_layout->disc());
     m_writing = true;
+    m_started = true;
 }
 
 BurnRun::Sample LibburnRun::sample() {
@@ -140,7 +141,11 @@ void LibburnRun::stopWriting() {
 
 QString LibburnRun::finishWriting() {
     QString error;
-    if (m_layout->errors().failed()) {
+    if (!m_drive) {
+        return error;
+    } else if (!m_started) {
+        // Ended before the writing began: nothing to report, only the drive to give back.
+    } else if (m_layout->errors().failed()) {
         error = m_layout->errors().message();
     } else if (!burn_drive_wrote_well(m_drive->handle())) {
         const QString why = LibburnLibrary::takeMessages();

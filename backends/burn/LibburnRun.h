@@ -53,6 +53,7 @@ private:
     std::unique_ptr<burn::burn_write_opts, void (*)(burn::burn_write_opts*)> m_options;
     bool m_sessionAtOnce = false;
     bool m_writing = false;
+    bool m_started = false;
     bool m_stopping = false;
 };
 
