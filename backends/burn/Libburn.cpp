@@ -106,6 +106,8 @@ QList<ScannedDrive> scanDrives() {
     }
     if (infos)
         burn_drive_info_free(infos);
+    // Complaints about devices that are no drives are no news to anyone.
+    LibburnLibrary::takeMessages();
     return drives;
 }
 
@@ -159,6 +161,7 @@ LibburnDrive::LibburnDrive(const QByteArray& address) : m_address(address) {
                      why.isEmpty() ? QStringLiteral("it is busy or no longer there") : why));
     }
     m_drive = m_infos[0].drive;
+    LibburnLibrary::takeMessages();
 }
 
 LibburnDrive::~LibburnDrive() {

@@ -91,6 +91,8 @@ void LibburnRun::beginWriting() {
         burn_drive_set_speed_exact(d, 0, speed);
     else
         burn_drive_set_speed(d, 0, speed);
+    // What libburn says from here on is about this burn.
+    LibburnLibrary::takeMessages();
     burn_disc_write(m_options.get(), m_layout->disc());
     m_writing = true;
     m_started = true;

@@ -387,7 +387,7 @@ void TestBurn::imageBurn() {
         {"a.wav", {info(600, QStringLiteral("Alpha"), QStringLiteral("Band"), "LP"), -1, 100ms}},
         {"b.mp3",
          {info(76, QStringLiteral("Beta \"B\""), QStringLiteral("Band"), "LP"), -1, 100ms}},
-        {"c.wma", {info(301, QStringLiteral("Gamma"), QStringLiteral("Guest"), "LP"), -1, 100ms}}};
+        {"c.wma", {info(301, QStringLiteral("Gämma"), QStringLiteral("Guest"), "LP"), -1, 100ms}}};
     Burner burner(m_opener, m_output);
     useImageRecorder(burner);
     for (const char* f : {"a.wav", "b.mp3", "c.wma"})
@@ -419,7 +419,7 @@ void TestBurn::imageBurn() {
                                  pattern(3, 301 * kAudioSectorBytes));
     const Disc disc = readImage(base + ".cue");
     QCOMPARE(disc.starts, (QList<lsn_t>{0, 600, 676, 977}));
-    QCOMPARE(disc.titles, (QStringList{"LP", "Alpha", "Beta 'B'", "Gamma"}));
+    QCOMPARE(disc.titles, (QStringList{"LP", "Alpha", "Beta 'B'", "Gämma"}));
     QCOMPARE(disc.performers, (QStringList{"", "Band", "Band", "Guest"}));
     QVERIFY(disc.firstSectorOfTrack2 == pattern(2, kAudioSectorBytes));
 
