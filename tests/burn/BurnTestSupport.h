@@ -30,6 +30,11 @@ inline QByteArray pattern(int track, qint64 bytes) {
     return data;
 }
 
+inline burning::TrackInfo info(qint64 sectors, const QString& title, const QString& performer,
+                               const QString& album = {}) {
+    return {sectors, title, performer, album};
+}
+
 struct FeedScript {
     int track = 1;
     qint64 bytes = 0;

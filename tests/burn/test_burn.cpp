@@ -1,22 +1,13 @@
-// The burning engine on the real libburn and the image recorder, read back with libcdio.
-// libburn's file pseudo-drive ("stdio:") runs the write machinery where no CD recorder
-// exists; it takes one data track only, so those burns use MODE1 sectors.
+// The burning engine on the real libburn: scan, value codes, the session, the write types
+// and burns on a file pseudo-drive.
 #include "backends/burn/BurnMethods.h"
-#include "backends/burn/Burner.h"
-#include "backends/burn/ImageRecorder.h"
 #include "backends/burn/Libburn.h"
-#include "backends/burn/LibburnRun.h"
-#include "tests/burn/BurnTestSupport.h"
+#include "tests/burn/BurnTests.h"
 
-#include <cdio/cdio.h>
-#include <cdio/cdtext.h>
 #include <cdio/logging.h>
 #include <libburn/libburn.h>
 
 #include <QElapsedTimer>
-#include <QSignalSpy>
-#include <QTemporaryDir>
-#include <QTest>
 
 using namespace burning;
 using namespace test;
@@ -60,44 +51,7 @@ PlannedTrack dataTrack(qint64 sectors, qint64 failAtSector = -1,
     t.feed = std::make_unique<PatternFeed>(s);
     return t;
 }
-
-TrackInfo info(qint64 sectors, const QString& title, const QString& performer,
-               const QString& album = {}) {
-    return {sectors, title, performer, album};
-}
-
 } // namespace
-
-class TestBurn : public QObject {
-    Q_OBJECT
-
-private Q_SLOTS:
-    void initTestCase();
-    void init();
-    void speeds_data();
-    void speeds();
-    void valueCodes();
-    void scanListsTheImageRecorderLast();
-    void sessionLayout();
-    void writeTypePerMethod_data();
-    void writeTypePerMethod();
-    void stdioBurn_data();
-    void stdioBurn();
-    void imageBurn();
-    void imageBurnEndings_data();
-    void imageBurnEndings();
-    void startBurnRefuses_data();
-    void startBurnRefuses();
-
-private:
-    std::unique_ptr<LibburnRun> stdioRun(std::vector<PlannedTrack> tracks, BurnSettings s = {});
-    void useImageRecorder(Burner& burner);
-
-    std::unique_ptr<LibburnLibrary> m_library;
-    std::unique_ptr<QTemporaryDir> m_dir;
-    ScriptedOpener m_opener;
-    SaveFileOutput m_output;
-};
 
 void TestBurn::initTestCase() {
     cdio_log_set_handler([](cdio_log_level_t, const char*) {});
@@ -266,6 +220,29 @@ void TestBurn::writeTypePerMethod() {
     QCOMPARE(stdioRun(std::move(tracks), s)->sessionAtOnce(), sao);
 }
 
+void TestBurn::libburnRefuses() {
+    // What libburn will not write fails before anything starts, with libburn's reasons.
+    const auto refusal = [this](DiscLayout::Mode mode, bool keepOpen) {
+        std::vector<PlannedTrack> tracks;
+        tracks.push_back(dataTrack(10));
+        BurnSettings settings;
+        settings.keepOpen = keepOpen;
+        try {
+            LibburnRun(std::make_unique<LibburnDrive>("stdio:" +
+                                                      m_dir->filePath("disc.img").toLocal8Bit()),
+                       "the file", std::move(tracks), settings, mode);
+        } catch (const Error& e) {
+            return e.message();
+        }
+        return QString();
+    };
+    QCOMPARE(refusal(DiscLayout::Mode::Audio, false),
+             QStringLiteral("the file cannot burn this compilation with burn method 0: audio "
+                            "track prohibited by non-CD"));
+    QVERIFY(refusal(DiscLayout::Mode::Data, true).endsWith("multi session capability lacking"));
+    QCOMPARE(refusal(DiscLayout::Mode::Data, false), QString());
+}
+
 void TestBurn::stdioBurn_data() {
     QTest::addColumn<bool>("simulate");
     QTest::addColumn<QString>("cancel");
@@ -331,205 +308,4 @@ void TestBurn::stdioBurn() {
     scanDrives();
 }
 
-namespace {
-
-struct Disc {
-    QList<lsn_t> starts; // of each track, then the lead-out
-    QStringList titles;  // disc, then each track
-    QStringList performers;
-    QByteArray firstSectorOfTrack2;
-};
-
-Disc readImage(const QString& cue) {
-    Disc d;
-    CdIo_t* cdio = cdio_open(cue.toLocal8Bit().constData(), DRIVER_BINCUE);
-    if (!cdio)
-        return d;
-    const track_t tracks = cdio_get_num_tracks(cdio);
-    for (track_t t = 1; t <= tracks; ++t)
-        d.starts.append(cdio_get_track_lsn(cdio, t));
-    d.starts.append(cdio_get_track_lsn(cdio, CDIO_CDROM_LEADOUT_TRACK));
-    const cdtext_t* text = cdio_get_cdtext(cdio);
-    for (track_t t = 0; text && t <= tracks; ++t) {
-        d.titles.append(QString::fromUtf8(cdtext_get_const(text, CDTEXT_FIELD_TITLE, t)));
-        d.performers.append(QString::fromUtf8(cdtext_get_const(text, CDTEXT_FIELD_PERFORMER, t)));
-    }
-    d.firstSectorOfTrack2.resize(kAudioSectorBytes);
-    if (tracks < 2 || cdio_read_audio_sector(cdio, d.firstSectorOfTrack2.data(), d.starts[1]) !=
-                          DRIVER_OP_SUCCESS)
-        d.firstSectorOfTrack2.clear();
-    cdio_destroy(cdio);
-    return d;
-}
-
-struct BurnerEvents {
-    QList<QPair<qint32, qint32>> phases; // State and TrackPhase at each Progress
-    QList<qint16> percents;
-    QList<qint32> finished;
-    QStringList failures;
-};
-
-void follow(Burner& burner, BurnerEvents& e) {
-    QObject::connect(&burner, &AudioBurner::Progress, &burner, [&](qint16 percent) {
-        e.phases.append({burner.State(), burner.TrackPhase()});
-        e.percents.append(percent);
-    });
-    QObject::connect(&burner, &AudioBurner::BurnFinished, &burner,
-                     [&](qint32 status, const QString&) { e.finished.append(status); });
-    QObject::connect(&burner, &AudioBurner::Failed, &burner,
-                     [&](const QString& message) { e.failures.append(message); });
-}
-
-} // namespace
-
-void TestBurn::imageBurn() {
-    m_opener.files = {
-        {"a.wav", {info(600, QStringLiteral("Alpha"), QStringLiteral("Band"), "LP"), -1, 100ms}},
-        {"b.mp3",
-         {info(76, QStringLiteral("Beta \"B\""), QStringLiteral("Band"), "LP"), -1, 100ms}},
-        {"c.wma", {info(301, QStringLiteral("Gämma"), QStringLiteral("Guest"), "LP"), -1, 100ms}}};
-    Burner burner(m_opener, m_output);
-    useImageRecorder(burner);
-    for (const char* f : {"a.wav", "b.mp3", "c.wma"})
-        burner.AddTrack(f);
-    QCOMPARE(burner.CompilationSize(), 977 * kAudioSectorBytes);
-    burner.setWriteSpeed(50);
-    QCOMPARE(burner.WriteSpeed(), qint16(48));
-    BurnerEvents events;
-    follow(burner, events);
-    burner.StartBurn();
-    QVERIFY(events.percents.isEmpty()); // nothing is raised inside StartBurn
-    QTRY_COMPARE_WITH_TIMEOUT(events.finished.size(), 1, 10000);
-    QCoreApplication::processEvents();
-    QCOMPARE(events.finished, QList<qint32>{AudioBurner::BurnSucceeded});
-    QVERIFY(events.phases.contains(qMakePair(2, 1)));
-    QCOMPARE(events.phases.last().first, 3);
-    QCOMPARE(events.percents.last(), qint16(100));
-    for (qsizetype i = 1; i < events.percents.size(); ++i)
-        QVERIFY(events.phases[i].first == 3 || events.percents[i] >= events.percents[i - 1]);
-    QCOMPARE(burner.WrittenBlocks(), 977);
-    QCOMPARE(burner.TotalBlocks(), 977);
-
-    const QString base = m_dir->filePath(burner.imageRecorder().lastImage());
-    QCOMPARE(QDir(m_dir->path()).entryList(QDir::Files).size(), 2);
-    QFile bin(base + ".bin");
-    QVERIFY(bin.open(QIODevice::ReadOnly));
-    QVERIFY(bin.readAll() == pattern(1, 600 * kAudioSectorBytes) +
-                                 pattern(2, 76 * kAudioSectorBytes) +
-                                 pattern(3, 301 * kAudioSectorBytes));
-    const Disc disc = readImage(base + ".cue");
-    QCOMPARE(disc.starts, (QList<lsn_t>{0, 600, 676, 977}));
-    QCOMPARE(disc.titles, (QStringList{"LP", "Alpha", "Beta 'B'", "Gämma"}));
-    QCOMPARE(disc.performers, (QStringList{"", "Band", "Band", "Guest"}));
-    QVERIFY(disc.firstSectorOfTrack2 == pattern(2, kAudioSectorBytes));
-
-    burner.RefreshDisc();
-    QCOMPARE(burner.MediaStatus(), 2);
-    QCOMPARE(burner.MediaUsedSize(), 977 * kAudioSectorBytes);
-    burner.Eject();
-    burner.RefreshDisc();
-    QCOMPARE(burner.MediaType(), 1);
-    QCOMPARE(burner.MediaStatus(), 0);
-    QCOMPARE(burner.MediaUsedSize(), 0);
-}
-
-void TestBurn::imageBurnEndings_data() {
-    QTest::addColumn<bool>("keepOpen");
-    QTest::addColumn<bool>("realBurn");
-    QTest::addColumn<bool>("cancel");
-    QTest::addColumn<qint64>("failAtSector");
-    QTest::addColumn<qint64>("diskFullAfter");
-    QTest::addColumn<qint32>("status");
-    QTest::addColumn<qint32>("mediaStatus");
-    QTest::addColumn<bool>("finalised"); // a State 3 Progress at 100
-    QTest::newRow("kept open") << true << true << false << qint64(-1) << qint64(-1) << 0 << 1
-                               << false;
-    QTest::newRow("test burn") << false << false << false << qint64(-1) << qint64(-1) << 0 << 0
-                               << true;
-    QTest::newRow("cancelled") << false << true << true << qint64(-1) << qint64(-1) << 1 << 0
-                               << false;
-    QTest::newRow("decoder fails")
-        << false << true << false << qint64(500) << qint64(-1) << 2 << 0 << false;
-    QTest::newRow("disk full") << false << true << false << qint64(-1) << qint64(1 << 20) << 2 << 0
-                               << false;
-}
-
-void TestBurn::imageBurnEndings() {
-    QFETCH(bool, keepOpen);
-    QFETCH(bool, realBurn);
-    QFETCH(bool, cancel);
-    QFETCH(qint64, failAtSector);
-    QFETCH(qint64, diskFullAfter);
-    QFETCH(qint32, status);
-    QFETCH(qint32, mediaStatus);
-    QFETCH(bool, finalised);
-    m_opener.files = {{"a.wav", {info(3000, "A", "B"), failAtSector, 0ms, cancel ? 1000 : -1}}};
-    m_output.diskFullAfter = diskFullAfter;
-    Burner burner(m_opener, m_output);
-    useImageRecorder(burner);
-    burner.AddTrack("a.wav");
-    burner.setKeepDiscOpen(keepOpen);
-    burner.setRealBurn(realBurn);
-    BurnerEvents events;
-    follow(burner, events);
-    burner.StartBurn();
-    if (cancel) {
-        QTRY_VERIFY(burner.WrittenBlocks() > 0);
-        burner.CancelBurn();
-    }
-    QTRY_COMPARE_WITH_TIMEOUT(events.finished.size(), 1, 10000);
-    QCoreApplication::processEvents();
-    QCOMPARE(events.finished, QList<qint32>{status});
-    QCOMPARE(events.failures.size(), status == AudioBurner::BurnFailed ? 1 : 0);
-    QCOMPARE(!events.phases.isEmpty() && events.phases.last().first == 3 &&
-                 events.percents.last() == 100,
-             finalised);
-    QCOMPARE(QDir(m_dir->path()).entryList(QDir::Files).size(), status == 0 && realBurn ? 2 : 0);
-    burner.RefreshDisc();
-    QCOMPARE(burner.MediaStatus(), mediaStatus);
-    if (mediaStatus != 0)
-        QVERIFY_THROWS_EXCEPTION(Error, burner.StartBurn());
-}
-
-void TestBurn::startBurnRefuses_data() {
-    QTest::addColumn<QStringList>("files");
-    QTest::addColumn<QString>("imageDir");
-    QTest::addColumn<QString>("message");
-    QTest::newRow("empty compilation") << QStringList{} << QString() << "The compilation is empty";
-    QTest::newRow("not audio") << QStringList{"a.wav", "notes.txt"} << QString()
-                               << "notes.txt cannot be burnt: notes.txt is not an audio file.";
-    QTest::newRow("longer than the disc") << QStringList{"a.wav", "long.wav"} << QString()
-                                          << "does not fit on the disc in the Image Recorder: "
-                                             "it needs 79:59 minutes, the disc has room for 79:58.";
-    QTest::newRow("no image folder") << QStringList{"a.wav"} << "/nonexistent/images"
-                                     << "The image folder /nonexistent/images does not exist.";
-}
-
-void TestBurn::startBurnRefuses() {
-    QFETCH(QStringList, files);
-    QFETCH(QString, imageDir);
-    QFETCH(QString, message);
-    m_opener.files = {{"a.wav", {info(75, "A", "B")}},
-                      {"long.wav", {info(ImageRecorder::kCapacitySectors - 74, "L", "B")}}};
-    if (!imageDir.isEmpty())
-        qputenv("MELVANE_IMAGE_DIR", imageDir.toLocal8Bit());
-    Burner burner(m_opener, m_output);
-    useImageRecorder(burner);
-    for (const QString& f : files)
-        burner.AddTrack(f);
-    BurnerEvents events;
-    follow(burner, events);
-    try {
-        burner.StartBurn();
-        QFAIL("StartBurn took a burn it cannot do");
-    } catch (const Error& e) {
-        QVERIFY2(e.message().contains(message), qPrintable(e.message()));
-    }
-    QCoreApplication::processEvents();
-    QCOMPARE(burner.State(), 0);
-    QVERIFY(events.finished.isEmpty());
-    QVERIFY(QDir(m_dir->path()).isEmpty());
-}
-
 QTEST_MAIN(TestBurn)
-#include "test_burn.moc"
