@@ -51,6 +51,12 @@ const RecorderFacts& Burner::facts() const {
     return r ? r->facts() : none;
 }
 
+const RecorderFacts& Burner::listing() const {
+    static const RecorderFacts none;
+    Recorder* r = current();
+    return r ? r->listing() : none;
+}
+
 QList<qint16> Burner::offered() const {
     return offeredSpeeds(facts().writeSpeeds, m_method);
 }

@@ -39,9 +39,9 @@ public:
     qint16 CurrentRecorder() const override { return m_current; }
     void setCurrentRecorder(qint16 recorder) override;
     qint32 RecorderType() const override { return facts().type; }
-    QString RecorderVendor() const override { return facts().vendor; }
-    QString RecorderProduct() const override { return facts().product; }
-    QString RecorderRevision() const override { return facts().revision; }
+    QString RecorderVendor() const override { return listing().vendor; }
+    QString RecorderProduct() const override { return listing().product; }
+    QString RecorderRevision() const override { return listing().revision; }
     qint16 MaxReadSpeed() const override { return facts().maxReadSpeed; }
     qint16 MaxWriteSpeed() const override { return facts().maxWriteSpeed(); }
     qint32 BufferSize() const override { return facts().bufferBytes; }
@@ -79,6 +79,7 @@ private:
 
     Recorder* current() const;
     const RecorderFacts& facts() const;
+    const RecorderFacts& listing() const;
     QList<qint16> offered() const;
     void scan();
     void runProgressed();

@@ -5,7 +5,14 @@
 
 namespace burning {
 
-LibburnRecorder::LibburnRecorder(const ScannedDrive& drive) : m_scanned(drive) {}
+LibburnRecorder::LibburnRecorder(const ScannedDrive& drive) : m_scanned(drive) {
+    m_listing.vendor = drive.vendor;
+    m_listing.product = drive.product;
+    m_listing.revision = drive.revision;
+    m_listing.bufferBytes = drive.bufferBytes;
+    m_listing.supported = drive.writesCd;
+    m_listing.type = recorderTypeFor({}, drive.writesCd, false);
+}
 
 void LibburnRecorder::learn(const LibburnDrive& drive) {
     m_facts = drive.facts();
@@ -19,14 +26,7 @@ const RecorderFacts& LibburnRecorder::facts() {
             learn(LibburnDrive(m_scanned.address));
         } catch (const Error&) {
             // Busy elsewhere: show what the scan saw; the next disc refresh tries again.
-            RecorderFacts f;
-            f.vendor = m_scanned.vendor;
-            f.product = m_scanned.product;
-            f.revision = m_scanned.revision;
-            f.bufferBytes = m_scanned.bufferBytes;
-            f.supported = m_scanned.writesCd;
-            f.type = recorderTypeFor({}, m_scanned.writesCd, false);
-            return *(m_facts = f);
+            return m_listing;
         }
     }
     return *m_facts;

@@ -15,6 +15,7 @@ public:
     explicit LibburnRecorder(const ScannedDrive& drive);
 
     const RecorderFacts& facts() override;
+    const RecorderFacts& listing() override { return m_listing; }
     DiscFacts refreshDisc() override;
     void eject() override;
     std::unique_ptr<BurnRun> prepareBurn(std::vector<PlannedTrack> tracks,
@@ -24,6 +25,7 @@ private:
     void learn(const LibburnDrive& drive);
 
     ScannedDrive m_scanned;
+    RecorderFacts m_listing; // what the scan saw
     std::optional<RecorderFacts> m_facts;
 };
 

@@ -69,6 +69,8 @@ public:
 
     // Learnt the first time it is asked (which may open the drive), then kept.
     virtual const RecorderFacts& facts() = 0;
+    // What listing the recorder needs (vendor, product, revision), known without opening it.
+    virtual const RecorderFacts& listing() { return facts(); }
     // Reads the disc again; raises Error when the drive cannot be opened.
     virtual DiscFacts refreshDisc() = 0;
     virtual void eject() = 0;
@@ -78,7 +80,7 @@ public:
                                                  const BurnSettings& settings) = 0;
     // The recorder as messages name it.
     QString name() {
-        const RecorderFacts& f = facts();
+        const RecorderFacts& f = listing();
         return (f.vendor + u' ' + f.product).simplified();
     }
 };
