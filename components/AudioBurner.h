@@ -7,6 +7,8 @@
 // the write options, and the burn itself. Every member refers to the recorder chosen with
 // CurrentRecorder. All members are called on the user-interface thread; a burn runs on worker
 // threads and reports through Progress and BurnFinished (queued, so never inside StartBurn).
+// Values the window hands over "by reference" (CurrentRecorder, WriteSpeed, AddTrack's path)
+// are taken by value: the engine never writes back through them; read-back is by the getters.
 //
 // Recorders: the CD/DVD drives found on the machine, in the order the system lists them, then
 // the "Image Recorder", whose blank 80-minute CD-R becomes a CUE/BIN pair in the image folder.

@@ -8,8 +8,9 @@ namespace burning {
 // The "Image Recorder": a CD-R writer whose disc becomes a CUE/BIN pair with the same base name
 // in the image folder (MELVANE_IMAGE_DIR, else the music folder). It holds a blank 80-minute
 // CD-R; a burn leaves the disc closed (or open, when kept open) until Eject puts in a fresh
-// blank one. It writes as fast as the tracks decode; the speeds are those of a real writer so
-// that choosing one behaves as it would on a drive.
+// blank one. An image holds one session: an open disc reports itself appendable, yet a further
+// burn asks for Eject. It writes as fast as the tracks decode; the speeds are those of a real
+// writer so that choosing one behaves as it would on a drive.
 class ImageRecorder final : public Recorder {
 public:
     // Sectors an 80-minute CD-R holds after its 2-second pregap.
