@@ -49,10 +49,7 @@ class PatternFeed final : public burning::SectorFeed {
 public:
     explicit PatternFeed(const FeedScript& script) : m_script(script) {}
 
-    void start() override {
-        std::lock_guard lock(m_mutex);
-        m_started = true;
-    }
+    void start() override {}
     qint64 read(char* buffer, qint64 bytes) override {
         std::unique_lock lock(m_mutex);
         m_cancelled.wait_for(lock, m_script.perRead, [this] { return m_cancel; });
@@ -76,18 +73,12 @@ public:
     }
     int fill() const override { return 100; }
 
-    bool started() const {
-        std::lock_guard lock(m_mutex);
-        return m_started;
-    }
-
 private:
     FeedScript m_script;
     mutable std::mutex m_mutex;
     std::condition_variable m_cancelled;
     qint64 m_offset = 0;
     bool m_cancel = false;
-    bool m_started = false;
 };
 
 // Files by name: what probe tells of each, and how its feed behaves. Unknown names fail.
