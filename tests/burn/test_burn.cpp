@@ -279,7 +279,7 @@ void TestBurn::stdioBurn() {
         QElapsedTimer clock;
         clock.start();
         run->cancel();
-        QVERIFY2(clock.elapsed() < 200, "cancel must not wait for the drive");
+        QVERIFY2(clock.elapsed() < 1000, "cancel must not wait for the drive");
     }
     QTRY_COMPARE_WITH_TIMEOUT(events.finished.size(), 1, 20000);
     QCoreApplication::processEvents();
