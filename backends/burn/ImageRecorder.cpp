@@ -75,6 +75,9 @@ std::unique_ptr<BurnRun> ImageRecorder::prepareBurn(std::vector<PlannedTrack> tr
     QString base;
     if (!settings.simulate) {
         const QString dir = folder();
+        // The music folder is ours to make; a folder the user named must exist.
+        if (qEnvironmentVariableIsEmpty("MELVANE_IMAGE_DIR"))
+            QDir().mkpath(dir);
         const QFileInfo info(dir);
         if (!info.isDir())
             throw Error(QStringLiteral("The image folder %1 does not exist.").arg(dir));

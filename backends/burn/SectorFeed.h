@@ -54,7 +54,8 @@ public:
     // Raises Error, naming the file and the reason, when it cannot be decoded as audio.
     virtual TrackInfo probe(const QString& path) = 0;
     // A feed that delivers exactly sectors sectors of the file as CD audio (resampled, cut or
-    // padded with silence). Raises Error when the file cannot be opened.
+    // padded with silence). Cheap: decoding begins with the feed's start(). Raises Error when
+    // the file cannot be opened.
     virtual std::unique_ptr<SectorFeed> open(const QString& path, qint64 sectors) = 0;
 };
 
