@@ -26,7 +26,7 @@ const RecorderFacts& LibburnRecorder::facts() {
             learn(LibburnDrive(m_scanned.address));
         } catch (const Error&) {
             // Busy elsewhere: show what the scan saw; the next disc refresh tries again.
-            return m_listing;
+            m_facts = m_listing;
         }
     }
     return *m_facts;
