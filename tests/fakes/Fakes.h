@@ -2,6 +2,7 @@
 
 // Every fake component, for tests that build whole windows.
 #include "tests/fakes/CallLog.h"
+#include "tests/fakes/FakeAudioBurner.h"
 #include "tests/fakes/FakeCdComponents.h"
 #include "tests/fakes/FakeCodecs.h"
 #include "tests/fakes/FakeDialogs.h"

@@ -1,0 +1,207 @@
+#include "backends/burn/Burner.h"
+
+#include "backends/burn/BurnMethods.h"
+#include "backends/burn/ImageRecorder.h"
+#include "backends/burn/Libburn.h"
+#include "backends/burn/LibburnRecorder.h"
+#include "components/Error.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace burning {
+
+namespace {
+
+// A CD holds at most 99 tracks.
+constexpr int kMostTracks = 99;
+
+qint32 bytes32(qint64 sectors) {
+    return qint32(
+        std::min<qint64>(sectors * kAudioSectorBytes, std::numeric_limits<qint32>::max()));
+}
+
+} // namespace
+
+Burner::Burner(TrackOpener& opener, ImageOutput& images, QObject* parent)
+    : AudioBurner(parent), m_opener(opener), m_image(std::make_unique<ImageRecorder>(images)) {
+    try {
+        m_library = std::make_unique<LibburnLibrary>();
+    } catch (const Error&) {
+        // Without libburn only the image recorder is listed.
+    }
+}
+
+Burner::~Burner() {
+    m_run.reset();
+}
+
+Recorder* Burner::current() const {
+    const int index = m_current - 1;
+    if (index >= 0 && size_t(index) < m_drives.size())
+        return m_drives[size_t(index)].get();
+    if (size_t(index) == m_drives.size())
+        return m_image.get();
+    return nullptr;
+}
+
+const RecorderFacts& Burner::facts() const {
+    static const RecorderFacts none;
+    Recorder* r = current();
+    return r ? r->facts() : none;
+}
+
+const RecorderFacts& Burner::listing() const {
+    static const RecorderFacts none;
+    Recorder* r = current();
+    return r ? r->listing() : none;
+}
+
+QList<qint16> Burner::offered() const {
+    return offeredSpeeds(facts().writeSpeeds, m_method);
+}
+
+void Burner::scan() {
+    m_drives.clear();
+    if (!m_library)
+        return;
+    try {
+        for (const ScannedDrive& d : scanDrives())
+            m_drives.push_back(std::make_unique<LibburnRecorder>(d));
+    } catch (const Error&) {
+        // A scan that fails leaves the image recorder alone in the list.
+    }
+}
+
+qint16 Burner::RecorderCount() {
+    // A new scan finds drives plugged in since; not while one of them burns.
+    if (!m_run)
+        scan();
+    return qint16(m_drives.size() + 1);
+}
+
+void Burner::setCurrentRecorder(qint16 recorder) {
+    if (m_run)
+        throw Error(QStringLiteral("The recorder cannot be changed while a burn runs."));
+    if (recorder < 1 || size_t(recorder) > m_drives.size() + 1)
+        throw IndexError(QStringLiteral("there is no recorder number %1").arg(recorder));
+    m_current = recorder;
+    m_disc = DiscFacts();
+}
+
+void Burner::Eject() {
+    if (m_run)
+        throw Error(QStringLiteral("The disc cannot be ejected while a burn runs."));
+    if (Recorder* r = current())
+        r->eject();
+    m_disc = DiscFacts();
+}
+
+void Burner::RefreshDisc() {
+    Recorder* r = current();
+    if (!r)
+        throw Error(QStringLiteral("No recorder is selected."));
+    // During the burn the drive is the writer's; at its very end it is free again.
+    if (!m_run || m_run->isOver())
+        m_disc = r->refreshDisc();
+}
+
+qint32 Burner::MediaUsedSize() const {
+    return bytes32(m_disc.usedSectors);
+}
+
+void Burner::setWriteSpeed(qint16 factor) {
+    m_writeSpeed = acceptedSpeed(offered(), factor);
+}
+
+void Burner::AddTrack(const QString& path) {
+    Track track{path, std::nullopt, {}};
+    try {
+        track.info = m_opener.probe(path);
+    } catch (const Error& e) {
+        track.error = e.message();
+    }
+    m_tracks.append(track);
+}
+
+void Burner::RemoveTrack() {
+    if (m_selectedTrack < 1 || m_selectedTrack > m_tracks.size())
+        throw IndexError(
+            QStringLiteral("there is no track number %1 in the compilation").arg(m_selectedTrack));
+    m_tracks.removeAt(m_selectedTrack - 1);
+}
+
+void Burner::ClearTracks() {
+    m_tracks.clear();
+}
+
+qint32 Burner::CompilationSize() const {
+    qint64 sectors = 0;
+    for (const Track& t : m_tracks)
+        if (t.info)
+            sectors += t.info->sectors;
+    return bytes32(sectors);
+}
+
+std::vector<PlannedTrack> Burner::planTracks() {
+    if (m_tracks.isEmpty())
+        throw Error(QStringLiteral("The compilation is empty. Add the files to burn first."));
+    if (m_tracks.size() > kMostTracks)
+        throw Error(QStringLiteral("The compilation has %1 tracks; an audio CD holds at most %2.")
+                        .arg(m_tracks.size())
+                        .arg(kMostTracks));
+    for (const Track& t : m_tracks)
+        if (!t.info)
+            throw Error(QStringLiteral("%1 cannot be burnt: %2").arg(t.path, t.error));
+    std::vector<PlannedTrack> planned;
+    for (const Track& t : m_tracks)
+        planned.push_back({t.path, *t.info, m_opener.open(t.path, t.info->sectors)});
+    return planned;
+}
+
+void Burner::StartBurn() {
+    if (m_run)
+        throw Error(QStringLiteral("A burn is already running."));
+    Recorder* recorder = current();
+    if (!recorder)
+        throw Error(QStringLiteral("No recorder is selected."));
+    std::vector<PlannedTrack> planned = planTracks();
+
+    m_writeSpeed = acceptedSpeed(offered(), m_writeSpeed);
+    BurnSettings settings;
+    settings.method = m_method;
+    settings.speed = m_writeSpeed;
+    settings.simulate = !m_realBurn;
+    settings.keepOpen = m_keepOpen;
+    std::unique_ptr<BurnRun> run = recorder->prepareBurn(std::move(planned), settings);
+    connect(run.get(), &BurnRun::progressed, this, &Burner::runProgressed);
+    connect(run.get(), &BurnRun::finished, this, &Burner::runFinished);
+    m_run = std::move(run);
+    m_status = m_run->status();
+    m_run->start();
+}
+
+void Burner::CancelBurn() {
+    if (m_run)
+        m_run->cancel();
+}
+
+void Burner::runProgressed() {
+    m_status = m_run->status();
+    Q_EMIT Progress(m_status.percent);
+}
+
+void Burner::runFinished(qint32 code, const QString& text) {
+    m_status = m_run->status();
+    m_status.state = 0;
+    m_status.trackPhase = 0;
+    m_status.track = 0;
+    m_status.bufferFill = 0;
+    // The run is inside its own signal: it goes once that has returned.
+    m_run.release()->deleteLater();
+    if (code == BurnFailed)
+        Q_EMIT Failed(text);
+    Q_EMIT BurnFinished(code, text);
+}
+
+} // namespace burning

@@ -1,0 +1,194 @@
+#include "backends/burn/DiscLayout.h"
+
+#include "components/Error.h"
+
+#include <libburn/libburn.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <exception>
+#include <new>
+
+using namespace burn;
+
+namespace burning {
+
+namespace {
+
+constexpr int kDataSectorBytes = 2048;
+
+// What our burn_source carries: the feed of one track and how much of it libburn has taken.
+struct FeedSource {
+    SectorFeed* feed = nullptr;
+    off_t size = 0;
+    off_t announced = 0;
+    off_t delivered = 0;
+    int trackNumber = 0;
+    SourceErrors* errors = nullptr;
+    const std::atomic<bool>* closed = nullptr;
+};
+
+// Called by libburn on its writer thread; nothing may be thrown into C.
+int readFeed(burn_source* source, unsigned char* buffer, int size) noexcept {
+    auto* f = static_cast<FeedSource*>(source->data);
+    const off_t wanted = std::min<off_t>(size, f->size - f->delivered);
+    if (wanted <= 0 || f->closed->load())
+        return 0;
+    try {
+        const qint64 got = f->feed->read(reinterpret_cast<char*>(buffer), wanted);
+        f->delivered += got;
+        if (got < wanted && !f->closed->load()) {
+            f->errors->record(QStringLiteral("Track %1 ended after %2 of its %3 bytes.")
+                                  .arg(f->trackNumber)
+                                  .arg(f->delivered)
+                                  .arg(f->size));
+            return -1;
+        }
+        return int(got);
+    } catch (const Error& e) {
+        f->errors->record(e.message());
+    } catch (const std::exception& e) {
+        f->errors->record(QString::fromLocal8Bit(e.what()));
+    } catch (...) {
+        f->errors->record(QStringLiteral("Track %1 could not be read.").arg(f->trackNumber));
+    }
+    return -1;
+}
+
+off_t feedSize(burn_source* source) noexcept {
+    return static_cast<FeedSource*>(source->data)->announced;
+}
+
+int setFeedSize(burn_source* source, off_t size) noexcept {
+    static_cast<FeedSource*>(source->data)->announced = size;
+    return 1;
+}
+
+void freeFeed(burn_source* source) noexcept {
+    delete static_cast<FeedSource*>(source->data);
+}
+
+// libburn stopped reading early; the feed's own cancel is the run's business.
+int cancelFeed(burn_source*) noexcept {
+    return 1;
+}
+
+burn_source* newFeedSource(FeedSource* data) {
+    // libburn frees the struct itself with free() once the last reference is gone.
+    auto* s = static_cast<burn_source*>(std::calloc(1, sizeof(burn_source)));
+    if (!s) {
+        delete data;
+        throw std::bad_alloc();
+    }
+    s->refcount = 1;
+    s->read = nullptr;
+    s->version = 1;
+    s->read_xt = readFeed;
+    s->cancel = cancelFeed;
+    s->get_size = feedSize;
+    s->set_size = setFeedSize;
+    s->free_data = freeFeed;
+    s->data = data;
+    return s;
+}
+
+// CD-Text is ISO-8859-1 here; characters it lacks become '?'.
+bool setText(burn_track* track, const char* type, const QString& text) {
+    QByteArray bytes = text.toLatin1();
+    return burn_track_set_cdtext(track, 0, 0, const_cast<char*>(type),
+                                 reinterpret_cast<unsigned char*>(bytes.data()),
+                                 int(bytes.size()) + 1, 0) > 0;
+}
+
+bool setText(burn_session* session, const char* type, const QString& text) {
+    QByteArray bytes = text.toLatin1();
+    return burn_session_set_cdtext(session, 0, 0, const_cast<char*>(type),
+                                   reinterpret_cast<unsigned char*>(bytes.data()),
+                                   int(bytes.size()) + 1, 0) > 0;
+}
+
+} // namespace
+
+void SourceErrors::record(const QString& message) {
+    std::lock_guard lock(m_mutex);
+    if (m_failed.load())
+        return;
+    m_message = message;
+    m_failed.store(true);
+}
+
+QString SourceErrors::message() const {
+    std::lock_guard lock(m_mutex);
+    return m_message;
+}
+
+DiscLayout::DiscLayout(std::vector<PlannedTrack>& tracks, Mode mode)
+    : m_sectorBytes(mode == Mode::Audio ? kAudioSectorBytes : kDataSectorBytes) {
+    m_disc = burn_disc_create();
+    m_session = burn_session_create();
+    if (!m_disc || !m_session)
+        throw std::bad_alloc();
+    burn_disc_add_session(m_disc, m_session, BURN_POS_END);
+    burn_session_free(m_session); // the disc holds it now
+
+    int number = 0;
+    for (PlannedTrack& planned : tracks) {
+        ++number;
+        burn_track* track = burn_track_create();
+        if (!track)
+            throw std::bad_alloc();
+        burn_track_define_data(track, 0, 0, 1, mode == Mode::Audio ? BURN_AUDIO : BURN_MODE1);
+        auto* data = new FeedSource;
+        data->feed = planned.feed.get();
+        data->size = data->announced = off_t(planned.info.sectors) * m_sectorBytes;
+        data->trackNumber = number;
+        data->errors = &m_errors;
+        data->closed = &m_closed;
+        burn_source* source = newFeedSource(data);
+        const burn_source_status status = burn_track_set_source(track, source);
+        burn_source_free(source); // the track holds it now
+        burn_session_add_track(m_session, track, BURN_POS_END);
+        burn_track_free(track);
+        if (status != BURN_SOURCE_OK)
+            throw Error(QStringLiteral("The burning library refused track %1 (%2).")
+                            .arg(number)
+                            .arg(planned.path));
+    }
+    if (mode == Mode::Audio)
+        attachCdText(tracks);
+}
+
+DiscLayout::~DiscLayout() {
+    burn_disc_free(m_disc);
+}
+
+void DiscLayout::closeSources() {
+    m_closed.store(true);
+}
+
+void DiscLayout::attachCdText(const std::vector<PlannedTrack>& tracks) {
+    const bool any = std::any_of(tracks.begin(), tracks.end(), [](const PlannedTrack& t) {
+        return !t.info.title.isEmpty() || !t.info.performer.isEmpty();
+    });
+    if (!any)
+        return;
+    // libburn makes packs of a kind only when the session has that kind too.
+    const DiscText disc = discTextOf(tracks);
+    bool ok =
+        setText(m_session, "TITLE", disc.title) && setText(m_session, "PERFORMER", disc.performer);
+    int count = 0;
+    burn_track** list = burn_session_get_tracks(m_session, &count);
+    for (int i = 0; ok && i < count; ++i)
+        ok = setText(list[i], "TITLE", tracks[size_t(i)].info.title) &&
+             setText(list[i], "PERFORMER", tracks[size_t(i)].info.performer);
+    // Texts too long for the lead-in leave the disc without CD-Text rather than unburnt.
+    if (ok && burn_cdtext_from_session(m_session, nullptr, nullptr, 1) > 0) {
+        m_cdText = true;
+        return;
+    }
+    burn_session_dispose_cdtext(m_session, -1);
+    for (int i = 0; i < count; ++i)
+        burn_track_dispose_cdtext(list[i], -1);
+}
+
+} // namespace burning

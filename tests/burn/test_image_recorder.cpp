@@ -1,0 +1,211 @@
+// The image recorder through the engine: image burns read back with libcdio, every way a burn
+// can end, and every refusal.
+#include "backends/burn/ImageRecorder.h"
+#include "tests/burn/BurnTests.h"
+
+#include <cdio/cdio.h>
+#include <cdio/cdtext.h>
+
+using namespace burning;
+using namespace test;
+using namespace std::chrono_literals;
+
+namespace {
+
+struct Disc {
+    QList<lsn_t> starts; // of each track, then the lead-out
+    QStringList titles;  // disc, then each track
+    QStringList performers;
+    QByteArray firstSectorOfTrack2;
+};
+
+Disc readImage(const QString& cue) {
+    Disc d;
+    CdIo_t* cdio = cdio_open(cue.toLocal8Bit().constData(), DRIVER_BINCUE);
+    if (!cdio)
+        return d;
+    const track_t tracks = cdio_get_num_tracks(cdio);
+    for (track_t t = 1; t <= tracks; ++t)
+        d.starts.append(cdio_get_track_lsn(cdio, t));
+    d.starts.append(cdio_get_track_lsn(cdio, CDIO_CDROM_LEADOUT_TRACK));
+    const cdtext_t* text = cdio_get_cdtext(cdio);
+    for (track_t t = 0; text && t <= tracks; ++t) {
+        d.titles.append(QString::fromUtf8(cdtext_get_const(text, CDTEXT_FIELD_TITLE, t)));
+        d.performers.append(QString::fromUtf8(cdtext_get_const(text, CDTEXT_FIELD_PERFORMER, t)));
+    }
+    d.firstSectorOfTrack2.resize(kAudioSectorBytes);
+    if (tracks < 2 || cdio_read_audio_sector(cdio, d.firstSectorOfTrack2.data(), d.starts[1]) !=
+                          DRIVER_OP_SUCCESS)
+        d.firstSectorOfTrack2.clear();
+    cdio_destroy(cdio);
+    return d;
+}
+
+struct BurnerEvents {
+    QList<QPair<qint32, qint32>> phases; // State and TrackPhase at each Progress
+    QList<qint16> percents;
+    QList<qint32> finished;
+    QStringList failures;
+};
+
+void follow(Burner& burner, BurnerEvents& e) {
+    QObject::connect(&burner, &AudioBurner::Progress, &burner, [&](qint16 percent) {
+        e.phases.append({burner.State(), burner.TrackPhase()});
+        e.percents.append(percent);
+    });
+    QObject::connect(&burner, &AudioBurner::BurnFinished, &burner,
+                     [&](qint32 status, const QString&) { e.finished.append(status); });
+    QObject::connect(&burner, &AudioBurner::Failed, &burner,
+                     [&](const QString& message) { e.failures.append(message); });
+}
+
+} // namespace
+
+void TestBurn::imageBurn() {
+    m_opener.files = {
+        {"a.wav", {info(600, QStringLiteral("Alpha"), QStringLiteral("Band"), "LP"), -1, 100ms}},
+        {"b.mp3",
+         {info(76, QStringLiteral("Beta \"B\""), QStringLiteral("Band"), "LP"), -1, 100ms}},
+        {"c.wma", {info(301, QStringLiteral("Gämma"), QStringLiteral("Guest"), "LP"), -1, 100ms}}};
+    Burner burner(m_opener, m_output);
+    useImageRecorder(burner);
+    for (const char* f : {"a.wav", "b.mp3", "c.wma"})
+        burner.AddTrack(f);
+    QCOMPARE(burner.CompilationSize(), 977 * kAudioSectorBytes);
+    burner.setWriteSpeed(50);
+    QCOMPARE(burner.WriteSpeed(), qint16(48));
+    BurnerEvents events;
+    follow(burner, events);
+    burner.StartBurn();
+    QVERIFY(events.percents.isEmpty()); // nothing is raised inside StartBurn
+    QTRY_COMPARE_WITH_TIMEOUT(events.finished.size(), 1, 10000);
+    QCoreApplication::processEvents();
+    QCOMPARE(events.finished, QList<qint32>{AudioBurner::BurnSucceeded});
+    QVERIFY(events.phases.contains(qMakePair(2, 1)));
+    QCOMPARE(events.phases.last().first, 3);
+    QCOMPARE(events.percents.last(), qint16(100));
+    for (qsizetype i = 1; i < events.percents.size(); ++i)
+        QVERIFY(events.phases[i].first == 3 || events.percents[i] >= events.percents[i - 1]);
+    QCOMPARE(burner.WrittenBlocks(), 977);
+    QCOMPARE(burner.TotalBlocks(), 977);
+
+    const QString base = m_dir->filePath(burner.imageRecorder().lastImage());
+    QCOMPARE(QDir(m_dir->path()).entryList(QDir::Files).size(), 2);
+    QFile bin(base + ".bin");
+    QVERIFY(bin.open(QIODevice::ReadOnly));
+    QVERIFY(bin.readAll() == pattern(1, 600 * kAudioSectorBytes) +
+                                 pattern(2, 76 * kAudioSectorBytes) +
+                                 pattern(3, 301 * kAudioSectorBytes));
+    const Disc disc = readImage(base + ".cue");
+    QCOMPARE(disc.starts, (QList<lsn_t>{0, 600, 676, 977}));
+    QCOMPARE(disc.titles, (QStringList{"LP", "Alpha", "Beta 'B'", "Gämma"}));
+    QCOMPARE(disc.performers, (QStringList{"", "Band", "Band", "Guest"}));
+    QVERIFY(disc.firstSectorOfTrack2 == pattern(2, kAudioSectorBytes));
+
+    burner.RefreshDisc();
+    QCOMPARE(burner.MediaStatus(), 2);
+    QCOMPARE(burner.MediaUsedSize(), 977 * kAudioSectorBytes);
+    burner.Eject();
+    burner.RefreshDisc();
+    QCOMPARE(burner.MediaType(), 1);
+    QCOMPARE(burner.MediaStatus(), 0);
+    QCOMPARE(burner.MediaUsedSize(), 0);
+}
+
+void TestBurn::imageBurnEndings_data() {
+    QTest::addColumn<bool>("keepOpen");
+    QTest::addColumn<bool>("realBurn");
+    QTest::addColumn<bool>("cancel");
+    QTest::addColumn<qint64>("failAtSector");
+    QTest::addColumn<qint64>("diskFullAfter");
+    QTest::addColumn<qint32>("status");
+    QTest::addColumn<qint32>("mediaStatus");
+    QTest::addColumn<bool>("finalised"); // a State 3 Progress at 100
+    QTest::newRow("kept open") << true << true << false << qint64(-1) << qint64(-1) << 0 << 1
+                               << false;
+    QTest::newRow("test burn") << false << false << false << qint64(-1) << qint64(-1) << 0 << 0
+                               << true;
+    QTest::newRow("cancelled") << false << true << true << qint64(-1) << qint64(-1) << 1 << 0
+                               << false;
+    QTest::newRow("decoder fails")
+        << false << true << false << qint64(500) << qint64(-1) << 2 << 0 << false;
+    QTest::newRow("disk full") << false << true << false << qint64(-1) << qint64(1 << 20) << 2 << 0
+                               << false;
+}
+
+void TestBurn::imageBurnEndings() {
+    QFETCH(bool, keepOpen);
+    QFETCH(bool, realBurn);
+    QFETCH(bool, cancel);
+    QFETCH(qint64, failAtSector);
+    QFETCH(qint64, diskFullAfter);
+    QFETCH(qint32, status);
+    QFETCH(qint32, mediaStatus);
+    QFETCH(bool, finalised);
+    m_opener.files = {{"a.wav", {info(3000, "A", "B"), failAtSector, 0ms, cancel ? 1000 : -1}}};
+    m_output.diskFullAfter = diskFullAfter;
+    Burner burner(m_opener, m_output);
+    useImageRecorder(burner);
+    burner.AddTrack("a.wav");
+    burner.setKeepDiscOpen(keepOpen);
+    burner.setRealBurn(realBurn);
+    BurnerEvents events;
+    follow(burner, events);
+    burner.StartBurn();
+    if (cancel) {
+        QTRY_VERIFY(burner.WrittenBlocks() > 0);
+        burner.CancelBurn();
+    }
+    QTRY_COMPARE_WITH_TIMEOUT(events.finished.size(), 1, 10000);
+    QCoreApplication::processEvents();
+    QCOMPARE(events.finished, QList<qint32>{status});
+    QCOMPARE(events.failures.size(), status == AudioBurner::BurnFailed ? 1 : 0);
+    QCOMPARE(!events.phases.isEmpty() && events.phases.last().first == 3 &&
+                 events.percents.last() == 100,
+             finalised);
+    QCOMPARE(QDir(m_dir->path()).entryList(QDir::Files).size(), status == 0 && realBurn ? 2 : 0);
+    burner.RefreshDisc();
+    QCOMPARE(burner.MediaStatus(), mediaStatus);
+    if (mediaStatus != 0)
+        QVERIFY_THROWS_EXCEPTION(Error, burner.StartBurn());
+}
+
+void TestBurn::startBurnRefuses_data() {
+    QTest::addColumn<QStringList>("files");
+    QTest::addColumn<QString>("imageDir");
+    QTest::addColumn<QString>("message");
+    QTest::newRow("empty compilation") << QStringList{} << QString() << "The compilation is empty";
+    QTest::newRow("not audio") << QStringList{"a.wav", "notes.txt"} << QString()
+                               << "notes.txt cannot be burnt: notes.txt is not an audio file.";
+    QTest::newRow("longer than the disc") << QStringList{"a.wav", "long.wav"} << QString()
+                                          << "does not fit on the disc in the Image Recorder: "
+                                             "it needs 79:59 minutes, the disc has room for 79:58.";
+    QTest::newRow("no image folder") << QStringList{"a.wav"} << "/nonexistent/images"
+                                     << "The image folder /nonexistent/images does not exist.";
+}
+
+void TestBurn::startBurnRefuses() {
+    QFETCH(QStringList, files);
+    QFETCH(QString, imageDir);
+    QFETCH(QString, message);
+    m_opener.files = {{"a.wav", {info(75, "A", "B")}},
+                      {"long.wav", {info(ImageRecorder::kCapacitySectors - 74, "L", "B")}}};
+    if (!imageDir.isEmpty())
+        qputenv("MELVANE_IMAGE_DIR", imageDir.toLocal8Bit());
+    Burner burner(m_opener, m_output);
+    useImageRecorder(burner);
+    for (const QString& f : files)
+        burner.AddTrack(f);
+    BurnerEvents events;
+    follow(burner, events);
+    try {
+        burner.StartBurn();
+        QFAIL("StartBurn took a burn it cannot do");
+    } catch (const Error& e) {
+        QVERIFY2(e.message().contains(message), qPrintable(e.message()));
+    }
+    QCoreApplication::processEvents();
+    QCOMPARE(burner.State(), 0);
+    QVERIFY(events.finished.isEmpty());
+    QVERIFY(QDir(m_dir->path()).isEmpty());
+}

@@ -1,0 +1,127 @@
+#pragma once
+
+#include "components/AudioBurner.h"
+#include "tests/fakes/CallLog.h"
+
+#include <QList>
+#include <QMap>
+
+#include <functional>
+
+// The burning engine. Every member call is recorded, property reads too
+// ("AudioBurner.setCurrentRecorder(2)", "AudioBurner.RecorderVendor()"). The answers come from
+// the public members: the recorders, the disc, the sizes of the files, the speed read-back.
+// StartBurn raises startError when it is set; otherwise it plays the scripted events, inside
+// the call when finishInsideStart is set (a burn that ends before StartBurn returns), else
+// posted to the event loop one by one, as a real burn reports. A Progress event first sets
+// the status members it carries, then raises Progress. CancelBurn during a burn drops the
+// events not yet raised and posts BurnFinished(BurnCancelled), as the engine does.
+class FakeAudioBurner final : public AudioBurner, public CallRecorder {
+    Q_OBJECT
+public:
+    struct Recorder {
+        QString vendor;
+        QString product;
+        QString revision;
+        qint32 type = 2;
+        qint16 maxReadSpeed = 0;
+        qint16 maxWriteSpeed = 0;
+        qint32 bufferSize = 0;
+        bool burnProof = false;
+        bool supported = true;
+    };
+
+    struct Event {
+        bool finished = false;
+        // Progress
+        qint16 percent = 0;
+        qint32 state = 0;
+        qint32 trackPhase = 0;
+        qint32 totalBlocks = 0;
+        qint32 writtenBlocks = 0;
+        qint16 bufferFill = 0;
+        qint16 track = 0;
+        // BurnFinished
+        qint32 status = 0;
+        QString text;
+    };
+    static Event progress(qint32 state, qint32 trackPhase, qint16 percent, qint32 writtenBlocks = 0,
+                          qint32 totalBlocks = 0, qint16 bufferFill = 0);
+    static Event burnFinished(qint32 status = BurnSucceeded, const QString& text = {});
+
+    explicit FakeAudioBurner(CallLog* log = nullptr, QObject* parent = nullptr);
+
+    void Eject() override;
+    void RefreshDisc() override;
+    void StartBurn() override;
+    void CancelBurn() override;
+    void AddTrack(const QString& path) override;
+    void RemoveTrack() override;
+    void ClearTracks() override;
+
+    qint32 CompilationSize() const override;
+    qint16 RecorderCount() override;
+    qint16 CurrentRecorder() const override;
+    void setCurrentRecorder(qint16 recorder) override;
+    qint32 RecorderType() const override;
+    QString RecorderVendor() const override;
+    QString RecorderProduct() const override;
+    QString RecorderRevision() const override;
+    qint16 MaxReadSpeed() const override;
+    qint16 MaxWriteSpeed() const override;
+    qint32 BufferSize() const override;
+    qint16 BufferFill() const override;
+    bool BurnProofFlag() const override;
+    qint32 State() const override;
+    bool RecorderSupported() const override;
+    qint32 MediaType() const override;
+    qint32 MediaStatus() const override;
+    qint32 MediaUsedSize() const override;
+    qint16 SelectedTrack() const override;
+    void setSelectedTrack(qint16 track) override;
+    qint16 WriteSpeed() const override;
+    void setWriteSpeed(qint16 factor) override;
+    qint32 BurnMethod() const override;
+    void setBurnMethod(qint32 method) override;
+    bool RealBurn() const override;
+    void setRealBurn(bool real) override;
+    bool KeepDiscOpen() const override;
+    void setKeepDiscOpen(bool open) override;
+    qint32 TotalBlocks() const override;
+    qint32 WrittenBlocks() const override;
+    qint32 TrackPhase() const override;
+    qint16 CurrentTrack() const override;
+
+    // Raise one event now.
+    void raise(const Event& event);
+    void raiseFailed(const QString& message) { Q_EMIT Failed(message); }
+
+    QList<Recorder> recorders;
+    // The disc of every recorder.
+    qint32 mediaType = 1;
+    qint32 mediaStatus = 0;
+    qint32 mediaUsedSize = 0;
+    // CompilationSize is the sum of the files' sizes; an unknown file counts 0.
+    QMap<QString, qint32> fileBytes;
+    // What WriteSpeed keeps of a written value; every value when unset.
+    std::function<qint16(qint16)> acceptSpeed;
+    QString startError;
+    QList<Event> burnEvents;
+    bool finishInsideStart = false;
+
+    // The engine's state as the calls left it.
+    QStringList tracks;
+    qint16 currentRecorder = 1;
+    qint16 selectedTrack = 0;
+    qint16 writeSpeed = 0;
+    qint32 burnMethod = 0;
+    bool realBurn = true;
+    bool keepDiscOpen = false;
+    Event status;
+
+private:
+    const Recorder& current() const;
+
+    int m_run = 0;
+    bool m_burning = false;
+};
