@@ -11,3 +11,4 @@
 #include "tests/fakes/FakeMediaInfo.h"
 #include "tests/fakes/FakeSettingsStore.h"
 #include "tests/fakes/FakeSkin.h"
+#include "tests/fakes/FakeSoundCard.h"
