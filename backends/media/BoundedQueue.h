@@ -29,25 +29,12 @@ public:
     bool push(T item) {
         std::unique_lock lock(m_mutex);
         m_changed.wait(lock, [&] { return m_items.size() < m_capacity || !isOpen(); });
-        if (!isOpen())
-            return false;
-        m_items.push_back(std::move(item));
-        lock.unlock();
-        m_changed.notify_all();
-        wake();
-        return true;
+        return append(item, lock);
     }
-
     // Producer: never waits; false when the queue is full or no longer open.
     bool tryPush(T& item) {
         std::unique_lock lock(m_mutex);
-        if (m_items.size() >= m_capacity || !isOpen())
-            return false;
-        m_items.push_back(std::move(item));
-        lock.unlock();
-        m_changed.notify_all();
-        wake();
-        return true;
+        return m_items.size() < m_capacity && append(item, lock);
     }
 
     // Producer: the end of the stream.
@@ -97,6 +84,16 @@ public:
 
 private:
     bool isOpen() const { return !m_ended && !m_failed && !m_interrupted; }
+
+    bool append(T& item, std::unique_lock<std::mutex>& lock) {
+        if (!isOpen())
+            return false;
+        m_items.push_back(std::move(item));
+        lock.unlock();
+        m_changed.notify_all();
+        wake();
+        return true;
+    }
 
     Status take(T& item, std::unique_lock<std::mutex>& lock) {
         if (m_interrupted)

@@ -18,7 +18,11 @@ namespace {
 // Pieces in flight between the reading and the writing thread: enough to even out their pace.
 constexpr size_t kPiecesAhead = 6;
 
-using Piece = std::vector<qint16>;
+// Pieces circulate between the two threads, so a long job allocates none after the first few.
+struct Piece {
+    std::vector<qint16> samples;
+    qint64 frames = 0;
+};
 
 QString formatMismatch(const PcmFormat& source, const PcmFormat& sink) {
     return QStringLiteral("Cannot convert: the source delivers %1 Hz, %2 channel(s), but the "
@@ -174,12 +178,13 @@ struct MediaJob::Run : std::enable_shared_from_this<Run> {
 
     void work(std::unique_ptr<PcmSource> source, std::unique_ptr<PcmSink> sink);
     void pumpDirect(PcmSource& source, PcmSink& sink);
-    void pumpAhead(BoundedQueue<Piece>& queue, PcmSink& sink, qint64 expected);
+    void pumpAhead(BoundedQueue<Piece>& queue, BoundedQueue<Piece>& spare, PcmSink& sink,
+                   qint64 expected);
 };
 
 void MediaJob::Run::pumpDirect(PcmSource& source, PcmSink& sink) {
     const qint64 expected = source.expectedFrames();
-    Piece buffer(size_t(options.pieceFrames * source.format().channels));
+    std::vector<qint16> buffer(size_t(options.pieceFrames * source.format().channels));
     qint64 done = 0;
     while (!cancelled) {
         const qint64 frames = source.read(buffer.data(), options.pieceFrames);
@@ -191,9 +196,9 @@ void MediaJob::Run::pumpDirect(PcmSource& source, PcmSink& sink) {
     }
 }
 
-void MediaJob::Run::pumpAhead(BoundedQueue<Piece>& queue, PcmSink& sink, qint64 expected) {
+void MediaJob::Run::pumpAhead(BoundedQueue<Piece>& queue, BoundedQueue<Piece>& spare, PcmSink& sink,
+                              qint64 expected) {
     using Status = BoundedQueue<Piece>::Status;
-    const int channels = sink.format().channels;
     qint64 done = 0;
     Piece piece;
     for (;;) {
@@ -202,26 +207,28 @@ void MediaJob::Run::pumpAhead(BoundedQueue<Piece>& queue, PcmSink& sink, qint64 
             throw Error(queue.failure());
         if (status != Status::Item || cancelled)
             return;
-        const qint64 frames = qint64(piece.size()) / channels;
-        sink.write(piece.data(), frames);
-        done += frames;
+        sink.write(piece.samples.data(), piece.frames);
+        done += piece.frames;
+        spare.tryPush(piece);
         reportProgress(done, expected);
     }
 }
 
 void MediaJob::Run::work(std::unique_ptr<PcmSource> source, std::unique_ptr<PcmSink> sink) {
     BoundedQueue<Piece> queue(kPiecesAhead);
+    BoundedQueue<Piece> spare(kPiecesAhead + 2);
     std::thread reader;
     if (options.readAhead) {
-        reader = std::thread([this, &queue, &source] {
-            const int channels = source->format().channels;
+        reader = std::thread([this, &queue, &spare, &source] {
+            const size_t samples = size_t(options.pieceFrames * source->format().channels);
             try {
                 while (!cancelled) {
-                    Piece piece(size_t(options.pieceFrames * channels));
-                    const qint64 frames = source->read(piece.data(), options.pieceFrames);
-                    if (frames == 0)
+                    Piece piece;
+                    if (spare.tryPop(piece) != BoundedQueue<Piece>::Status::Item)
+                        piece.samples.resize(samples);
+                    piece.frames = source->read(piece.samples.data(), options.pieceFrames);
+                    if (piece.frames == 0)
                         break;
-                    piece.resize(size_t(frames * channels));
                     if (!queue.push(std::move(piece)))
                         return;
                 }
@@ -236,7 +243,7 @@ void MediaJob::Run::work(std::unique_ptr<PcmSource> source, std::unique_ptr<PcmS
     QString failure;
     try {
         if (options.readAhead)
-            pumpAhead(queue, *sink, source->expectedFrames());
+            pumpAhead(queue, spare, *sink, source->expectedFrames());
         else
             pumpDirect(*source, *sink);
         if (!cancelled) {
@@ -335,7 +342,7 @@ void copyPcm(PcmSource& source, PcmSink& sink) {
     if (!(format == sink.format()))
         throw Error(formatMismatch(format, sink.format()));
     constexpr qint64 kFrames = 16384;
-    Piece buffer(size_t(kFrames * format.channels));
+    std::vector<qint16> buffer(size_t(kFrames * format.channels));
     while (const qint64 frames = source.read(buffer.data(), kFrames))
         sink.write(buffer.data(), frames);
     sink.commit();

@@ -21,7 +21,8 @@ public:
     // very moment its output appears. finish() completes the output (drains the encoder, writes
     // the trailer, flushes to the disk) and may take a while; commit() then makes it the result
     // (puts the file in place) and is quick. commit() finishes first when finish() was not
-    // called. Both raise Error on failure; the output is then discarded.
+    // called; calling either again does nothing. Both raise Error on failure; the output is then
+    // discarded.
     virtual void finish() = 0;
     virtual void commit() = 0;
 
