@@ -248,8 +248,9 @@ void AudioOutput::onSinkState() {
     if (!m_sink)
         return;
     const QAudio::State state = m_sink->state();
-    if (state == QAudio::IdleState && m_device->atEnd() && !m_drainTimer->isActive()) {
-        // The device took the last data; it ends when what it holds has been played.
+    if (state == QAudio::IdleState && m_pipe->atEnd() && !m_drainTimer->isActive()) {
+        // The device took the last data; it ends when what it holds has been played. (A broken
+        // stream ends the device too, but the job's failed() tells of that.)
         m_drainTimer->start();
     } else if (state == QAudio::StoppedState && m_sink->error() != QAudio::NoError) {
         fail(QStringLiteral("Cannot play: the audio output stopped working."));

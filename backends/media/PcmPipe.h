@@ -36,7 +36,8 @@ public:
     void fail(const QString& reason);
 
     // Reader: waits until `bytes` are there, or the end. Returns the bytes copied (fewer only at
-    // the end, 0 after it), or -1 when the stream failed or was interrupted (see failure()).
+    // the end, 0 after it), or -1 when the stream failed or was interrupted (see failure()); a
+    // break after part of the bytes returns that part first.
     qint64 read(char* data, qint64 bytes);
     // Reader: never waits. Returns what is there, up to `bytes` (0 when nothing is yet, or at
     // the end: atEnd() tells), or -1 as read() does.
