@@ -149,8 +149,11 @@ void AudioOutput::start() {
     if (m_state == State::Playing)
         return;
     std::unique_ptr<PcmSource> source = m_first ? std::move(m_first) : m_makeSource();
-    if (m_position > 0)
-        source->seekable()->seek(m_position);
+    Seekable* seekable = source->seekable();
+    if (m_position > 0 && seekable)
+        seekable->seek(m_position);
+    else
+        m_position = 0;
     play(std::move(source));
 }
 
