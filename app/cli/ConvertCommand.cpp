@@ -106,7 +106,8 @@ void ConvertCommand::startFile(const QString& source, const QString& output) {
                                    "same name")
                         .arg(output, earlier.value(), source));
 
-    const QString input = m_request.openAs.value(m_index, source);
+    const QString alias = m_request.openAs.value(m_index);
+    const QString input = alias.isEmpty() ? source : alias;
     const double bitsPerSecond = m_request.bitrateKbps * 1000.0;
     switch (target) {
     case ConvertRequest::Target::Mp3:

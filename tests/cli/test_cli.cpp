@@ -217,14 +217,17 @@ private Q_SLOTS:
         QVERIFY(probeMediaFile(out + "/tone.wma").duration > 2.5);
     }
 
-    // A name that is not UTF-8 is still the file it names, for convert and for info.
+    // A name that is not UTF-8 is still the file it names, for convert and for info, beside
+    // names that are.
     void namesThatAreNotUtf8() {
         const QString out = freshFolder(QStringLiteral("latin1"));
         const Run r = shell(R"sh(f="$3/$(printf 'caf\351.wav')"; cp "$1" "$f" &&
-            "$0" convert --to mp3 --out "$2" "$f" && "$0" info "$f")sh",
+            "$0" convert --to mp3 --out "$2" "$f" "$1" && "$0" info "$f"
+            status=$?; rm -f "$f"; exit $status)sh",
                             {m_second, out, freshFolder(QStringLiteral("latin1-source"))});
         QCOMPARE(r.exitCode, 0);
-        QCOMPARE(folderEntries(out), QStringList{QString::fromUtf8("caf\uFFFD.mp3")});
+        QCOMPARE(folderEntries(out),
+                 QStringList({QString::fromUtf8("caf\uFFFD.mp3"), "second.mp3"}));
         QVERIFY2(r.out.endsWith(QString::fromUtf8("caf\uFFFD.wav\tWAV\t00:01\t") +
                                 sizeText(m_second) + "\n"),
                  qPrintable(r.out));
@@ -376,6 +379,7 @@ private Q_SLOTS:
         QCOMPARE(r.exitCode, 1);
         QVERIFY2(r.err.contains("Permission denied"), qPrintable(r.err));
         QVERIFY(folderEntries(locked).isEmpty());
+        QVERIFY(QFile::setPermissions(locked, QFileDevice::Permissions(0x7700)));
     }
 
     // A signal that comes as the file is put in place finds the work done: no "not converted".
