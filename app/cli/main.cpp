@@ -1,5 +1,6 @@
 // melvane-cli: batch conversion and file information over the same codec components as the
 // convert panel, without any window.
+#include "app/cli/BurnCommand.h"
 #include "app/cli/ConvertCommand.h"
 #include "app/cli/DrivesCommand.h"
 #include "app/cli/InfoCommand.h"
@@ -33,6 +34,8 @@ const char* const kToolHelp =
     "  info      show the type, duration and size of audio files\n"
     "  drives    list the CD drives\n"
     "  toc       show the tracks of the disc in a CD drive\n"
+    "  recorders list the CD recorders, the image recorder last\n"
+    "  burn      burn WAV, MP3 and WMA files as an audio CD (or a CUE/BIN image)\n"
     "\n"
     "Options:\n"
     "  -h, --help      show this help\n"
@@ -256,10 +259,8 @@ int main(int argc, char** argv) {
         const char* name;
         int (*run)(const QStringList&);
     } commands[] = {
-        {"convert", runConvert},
-        {"info", runInfoCommand},
-        {"drives", runDrivesCommand},
-        {"toc", runTocCommand},
+        {"convert", runConvert}, {"info", runInfoCommand},           {"drives", runDrivesCommand},
+        {"toc", runTocCommand},  {"recorders", runRecordersCommand}, {"burn", runBurnCommand},
     };
     for (const auto& command : commands) {
         if (first != QLatin1String(command.name))

@@ -32,6 +32,13 @@ Burner::Burner(TrackOpener& opener, ImageOutput& images, QObject* parent)
     }
 }
 
+Burner::Burner(std::unique_ptr<TrackOpener> opener, std::unique_ptr<ImageOutput> images,
+               QObject* parent)
+    : Burner(*opener, *images, parent) {
+    m_ownedOpener = std::move(opener);
+    m_ownedImages = std::move(images);
+}
+
 Burner::~Burner() {
     m_run.reset();
 }

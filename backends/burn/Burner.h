@@ -24,6 +24,9 @@ class Burner final : public AudioBurner {
     Q_OBJECT
 public:
     Burner(TrackOpener& opener, ImageOutput& images, QObject* parent = nullptr);
+    // The same, owning them.
+    Burner(std::unique_ptr<TrackOpener> opener, std::unique_ptr<ImageOutput> images,
+           QObject* parent = nullptr);
     ~Burner() override;
 
     void Eject() override;
@@ -86,6 +89,8 @@ private:
     void runFinished(qint32 code, const QString& text);
     std::vector<PlannedTrack> planTracks();
 
+    std::unique_ptr<TrackOpener> m_ownedOpener;
+    std::unique_ptr<ImageOutput> m_ownedImages;
     TrackOpener& m_opener;
     std::unique_ptr<LibburnLibrary> m_library;
     std::vector<std::unique_ptr<Recorder>> m_drives;

@@ -154,17 +154,25 @@ void OutputFile::finish() {
 }
 
 void OutputFile::commit() {
+    commitAs(true);
+}
+
+void OutputFile::commitNew() {
+    commitAs(false);
+}
+
+void OutputFile::commitAs(bool replace) {
     if (m_committed)
         return;
     if (!m_finished)
         finish();
-    linkInPlace();
+    linkInPlace(replace);
     ::close(m_fd);
     m_fd = -1;
     m_committed = true;
 }
 
-void OutputFile::linkInPlace() {
+void OutputFile::linkInPlace(bool replace) {
     const QByteArray target = native(m_path);
     if (m_temporary.isEmpty()) {
         const QByteArray self = "/proc/self/fd/" + QByteArray::number(m_fd);
@@ -173,6 +181,8 @@ void OutputFile::linkInPlace() {
             return;
         if (errno != EEXIST)
             failErrno(errno);
+        if (!replace)
+            fail(QStringLiteral("a file of that name exists already"));
         // An older file of that name is replaced in one step: link under a temporary name
         // first, then rename over it.
         for (int attempt = 0;; ++attempt) {
@@ -187,8 +197,14 @@ void OutputFile::linkInPlace() {
                 failErrno(err);
         }
     }
-    if (std::rename(native(m_temporary).constData(), target.constData()) != 0)
+    const int renamed = replace ? std::rename(native(m_temporary).constData(), target.constData())
+                                : ::renameat2(AT_FDCWD, native(m_temporary).constData(), AT_FDCWD,
+                                              target.constData(), RENAME_NOREPLACE);
+    if (renamed != 0) {
+        if (errno == EEXIST)
+            fail(QStringLiteral("a file of that name exists already"));
         failErrno(errno);
+    }
     m_temporary.clear();
 }
 

@@ -46,6 +46,8 @@ public:
     void finish();
     // Puts the finished file in place under its name. Raises Error; the file is then discarded.
     void commit();
+    // The same, but a file of that name is never replaced: raises Error when one exists.
+    void commitNew();
     // Removes the temporary file now (harmless when done or committed).
     void discard() noexcept;
 
@@ -57,7 +59,8 @@ private:
     [[noreturn]] void failErrno(int err);
     void createNamed(const QString& folder);
     void removeStale(const QString& folder) const;
-    void linkInPlace();
+    void linkInPlace(bool replace);
+    void commitAs(bool replace);
 
     QString m_path;
     QString m_temporary;

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "backends/burn/SectorFeed.h"
+
+namespace burning {
+
+// The compilation's files as CD tracks, through the media core: probe() reads a file's header
+// (its length at 44.1 kHz and its tags), and each feed decodes its file on the fly, resampled
+// to CD audio and fitted to whole sectors, into a pipe that the writer's thread reads. Nothing
+// is decoded before the burn and no temporary file is written.
+class MediaTrackOpener final : public TrackOpener {
+public:
+    // How much decoded audio a feed holds ahead of the writer: about 24 seconds of CD audio.
+    static constexpr qint64 kBufferFrames = 1 << 20;
+
+    // A file whose header states no length is decoded once to count its frames.
+    TrackInfo probe(const QString& path) override;
+    std::unique_ptr<SectorFeed> open(const QString& path, qint64 sectors) override;
+};
+
+} // namespace burning
