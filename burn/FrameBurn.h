@@ -1,29 +1,89 @@
 #pragma once
 
+#include "shell/common/Bool16.h"
 #include "shell/common/ModePanel.h"
 
+#include <QString>
 #include <memory>
 
 namespace Ui {
 class FrameBurn;
 }
+class AudioBurner;
+class CommonDialog;
 class MainWindow;
+class MessageBox;
+class QTimer;
 struct SharedState;
 
-// What the burn panel works with; the burning engine joins with the burn job.
+// What the burn panel works with: the burning engine, its open dialog, the message box for
+// "Burn Complete!", and the main window's operations and shared state.
 struct BurnContext {
+    AudioBurner& AudioBurner1;
+    CommonDialog& commonDialog;
+    MessageBox& messageBox;
     MainWindow& main;
     SharedState& state;
 };
 
-// The burn panel: compiles files into a track list and burns them as an audio CD.
+// The burn panel: the recorders and the disc in the selected one, the compilation of files,
+// and the burn job followed through the engine's events. All disc work is the engine's; the
+// panel sets options, starts or cancels, and shows what the engine reports.
 class FrameBurn final : public ModePanel {
     Q_OBJECT
 public:
     explicit FrameBurn(BurnContext context, QWidget* parent = nullptr);
     ~FrameBurn() override;
 
+    // What entering burn mode does on this panel, after the main window's common steps.
+    void enterBurnMode();
+
+    // Recorders and the disc (FrameBurnDrive.cpp).
+    void FillDriveList();
+    void driveCombo_Click();
+    void SelectBurnDrive();
+    void RefreshDriveInfo();
+    void ReadDiscStatus();
+    void EnableBurnControls();
+    void DisableBurnControls();
+    void EjectBtn_Click();
+    void RefreshBtn_Click();
+
+    // The compilation.
+    QString AskMusicFile(const QString& title);
+    void AddBtn_Click();
+    void DeleteBtn_Click();
+    void DeleteAllBtn_Click();
+    void ClearCompilation();
+    // Empties the compilation and lets the user pick a burn method in the modal dialog.
+    void ChooseBurnMethod();
+    void BurnMethodBtn_Click();
+
+    // The burn job (FrameBurnJob.cpp).
+    void BurnNowBtn_Click();
+    void AudioBurner1_Progress(qint16 percent);
+    void AudioBurner1_BurnFinished(qint32 status, const QString& text);
+    void ResetBurnPanel();
+    void SelSpeedBtn_Click();
+
+    // The text of the last recorder entry built, and the compilation's last file and row.
+    QString driveEntryText;
+    QString lastFile;
+    qint32 lastItem = 0;
+    // The burn ended (set by BurnFinished, read by the start path); the spare flag; and the
+    // dormant lead-out monitor's state.
+    Bool16 burnEnded = False16;
+    Bool16 burnSpare = False16;
+    Bool16 leadOutSeen = False16;
+    // The lead-in/lead-out monitor, 100 ms: made stopped, and nothing starts it; the burn is
+    // followed through the engine's events alone.
+    QTimer* Timer2 = nullptr;
+
 private:
+    void setBurnControlsEnabled(bool on);
+    void showCompilationSize();
+    void connectHandlers();
+
     BurnContext m_context;
     std::unique_ptr<Ui::FrameBurn> m_ui;
 };

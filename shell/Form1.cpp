@@ -1,6 +1,8 @@
 #include "shell/Form1.h"
 
 #include "burn/FrameBurn.h"
+#include "burn/FrmBurnMethod.h"
+#include "burn/FrmSpeedSelect.h"
 #include "cd/FrameCDMode.h"
 #include "convert/FrameFileMode.h"
 #include "recorder/FrmMainA.h"
@@ -26,7 +28,8 @@ Form1::Form1(Form1Components components, QWidget* parent)
     m_fileMode = new FrameFileMode(
         {*c.mEnc, *c.mDec, *c.waEnc, *c.waDec, *c.x, *c.comd, *this, m_state}, m_ui->centralwidget);
     m_cdMode = new FrameCDMode({*this, m_state}, m_ui->centralwidget);
-    m_burn = new FrameBurn({*this, m_state}, m_ui->centralwidget);
+    m_burn = new FrameBurn({*c.audioBurner1, *c.commonDialog, *c.messageBox, *this, m_state},
+                           m_ui->centralwidget);
     for (ModePanel* panel : {static_cast<ModePanel*>(m_fileMode), static_cast<ModePanel*>(m_cdMode),
                              static_cast<ModePanel*>(m_burn)}) {
         m_ui->panelHost->addWidget(panel);
@@ -90,6 +93,30 @@ QString Form1::skinPath() const {
     return QDir(m_components.applicationFolder).filePath(QStringLiteral("melvane.skn"));
 }
 
+void Form1::RefreshDriveInfo() {
+    m_burn->RefreshDriveInfo();
+}
+
+void Form1::ReadDiscStatus() {
+    m_burn->ReadDiscStatus();
+}
+
+FrmBurnMethod& Form1::frmBurnMethod() {
+    if (!m_frmBurnMethod)
+        m_frmBurnMethod = std::make_unique<FrmBurnMethod>(
+            BurnDialogContext{*m_components.audioBurner1, *m_components.skin, *this, m_state},
+            this);
+    return *m_frmBurnMethod;
+}
+
+FrmSpeedSelect& Form1::frmSpeedSelect() {
+    if (!m_frmSpeedSelect)
+        m_frmSpeedSelect = std::make_unique<FrmSpeedSelect>(
+            BurnDialogContext{*m_components.audioBurner1, *m_components.skin, *this, m_state},
+            this);
+    return *m_frmSpeedSelect;
+}
+
 void Form1::Form_Load() {
     m_state.renamedTracks = False16;
     m_state.newJob = True16;
@@ -120,6 +147,8 @@ void Form1::Form_Unload() {
     if (m_unloaded)
         return;
     m_unloaded = true;
+    m_frmBurnMethod.reset();
+    m_frmSpeedSelect.reset();
     // The recorder window is left open on purpose; closing the main window ends the program.
     if (filterGraph) {
         filterGraph->Stop();
@@ -160,6 +189,7 @@ void Form1::Command9_Click() {
 
 void Form1::Command10_Click() {
     enterMode(Mode::Burn);
+    m_burn->enterBurnMode();
 }
 
 void Form1::Command7_Click() {

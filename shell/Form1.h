@@ -16,6 +16,8 @@ class Form1;
 class FrameFileMode;
 class FrameCDMode;
 class FrameBurn;
+class FrmBurnMethod;
+class FrmSpeedSelect;
 class FrmMainA;
 class VolumeControl;
 
@@ -57,6 +59,10 @@ public:
     void wmadonenowwhat() override;
     void decdonenowwhat() override;
     QString skinPath() const override;
+    void RefreshDriveInfo() override;
+    void ReadDiscStatus() override;
+    FrmBurnMethod& frmBurnMethod() override;
+    FrmSpeedSelect& frmSpeedSelect() override;
 
     SharedState& state() { return m_state; }
     FrameFileMode* fileModePanel() const { return m_fileMode; }
@@ -88,5 +94,7 @@ private:
     FrameBurn* m_burn = nullptr;
     VolumeControl* VolumeControl1 = nullptr;
     QPointer<FrmMainA> m_recorder;
+    std::unique_ptr<FrmBurnMethod> m_frmBurnMethod;
+    std::unique_ptr<FrmSpeedSelect> m_frmSpeedSelect;
     bool m_unloaded = false;
 };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "components/AudioBurner.h"
 #include "components/CommonDialog.h"
 #include "components/FilgraphManager.h"
 #include "components/FolderBrowse.h"
@@ -30,7 +31,8 @@ struct Form1Components {
     std::unique_ptr<WAEnc> waEnc;
     std::unique_ptr<WaDec> waDec;
     std::unique_ptr<WMAFile> wmaFile1;
-    std::unique_ptr<HarnMediaUtils> x; // duration and size of the files in the convert list
+    std::unique_ptr<HarnMediaUtils> x;         // duration and size of the files in the convert list
+    std::unique_ptr<AudioBurner> audioBurner1; // the burning engine of the burn panel
 
     // Made during start-up, not before: the folder picker and the player's filter graph.
     std::function<std::unique_ptr<FolderBrowse>()> makeFolderBrowser;

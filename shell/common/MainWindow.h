@@ -3,6 +3,8 @@
 #include <QString>
 #include <QVariant>
 
+class FrmBurnMethod;
+class FrmSpeedSelect;
 class QWidget;
 
 // The main window as panels and dialogs see it: its public operations, nothing else. Form1
@@ -24,6 +26,13 @@ public:
 
     // melvane.skn in the application folder, for every window that loads the skin.
     virtual QString skinPath() const = 0;
+
+    // The burn panel's drive box and disc box, filled again (the burn-method dialog does).
+    virtual void RefreshDriveInfo() = 0;
+    virtual void ReadDiscStatus() = 0;
+    // The burn panel's kept dialogs: made on first use, unloaded when the window closes.
+    virtual FrmBurnMethod& frmBurnMethod() = 0;
+    virtual FrmSpeedSelect& frmSpeedSelect() = 0;
 
 protected:
     MainWindow() = default;

@@ -21,11 +21,24 @@ public:
     void wmadonenowwhat() override { complete(QStringLiteral("wmadonenowwhat")); }
     void decdonenowwhat() override { complete(QStringLiteral("decdonenowwhat")); }
     QString skinPath() const override { return skin; }
+    // Recorded, then passed on to what the test wires in, as Form1 passes them to the panel.
+    void RefreshDriveInfo() override {
+        forward(QStringLiteral("RefreshDriveInfo"), onRefreshDriveInfo);
+    }
+    void ReadDiscStatus() override { forward(QStringLiteral("ReadDiscStatus"), onReadDiscStatus); }
+    // The kept dialogs come from the test (not recorded); raises Error when it gave none.
+    FrmBurnMethod& frmBurnMethod() override;
+    FrmSpeedSelect& frmSpeedSelect() override;
 
     QStringList folders;
     std::function<void()> onCompletion;
+    std::function<void()> onRefreshDriveInfo;
+    std::function<void()> onReadDiscStatus;
+    std::function<FrmBurnMethod&()> burnMethodDialog;
+    std::function<FrmSpeedSelect&()> speedDialog;
     QString skin = QStringLiteral("/opt/melvane/melvane.skn");
 
 private:
     void complete(const QString& member);
+    void forward(const QString& member, const std::function<void()>& to);
 };

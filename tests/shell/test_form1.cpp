@@ -29,6 +29,7 @@ struct Form1Fixture : QObject {
     FakeMEnc* mEnc = nullptr;
     FakeHarnMediaUtils* x = nullptr;
     FakeFolderBrowse* folderBrowser = nullptr; // made during start-up
+    FakeAudioBurner* audioBurner = nullptr;
     QStringList folderAnswers{QStringLiteral("/out")};
     std::unique_ptr<Form1> form;
 
@@ -45,6 +46,7 @@ struct Form1Fixture : QObject {
         c.waDec = std::make_unique<FakeWaDec>(&log);
         c.wmaFile1 = std::make_unique<FakeWMAFile>(&log);
         c.x = own(x);
+        c.audioBurner1 = own(audioBurner);
         c.makeFolderBrowser = [this] {
             log.calls << QStringLiteral("new FolderBrowse");
             auto made = std::make_unique<FakeFolderBrowse>(&log);

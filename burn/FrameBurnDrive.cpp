@@ -1,0 +1,159 @@
+// The burn panel's recorder list, drive box and disc box.
+#include "burn/FrameBurn.h"
+
+#include "components/AudioBurner.h"
+#include "components/Checked.h"
+#include "shell/common/SharedState.h"
+#include "ui_FrameBurn.h"
+
+namespace {
+
+// A byte count in mebibytes with a fixed number of decimals: "#0.000 MB" or "#0.0 MB".
+QString megabyteText(qint32 bytes, int decimals) {
+    return QString::number(double(bytes) / 1024.0 / 1024.0, 'f', decimals) + QStringLiteral(" MB");
+}
+
+// RecorderType 1, and anything past 6, have no text: the label keeps what it showed.
+const char* recorderTypeText(qint32 type) {
+    static const char* const texts[] = {"CD Device", nullptr,   "CD-R",  "CD-RW",
+                                        "CD-ROM",    "DVD-ROM", "DVD-RW"};
+    return type >= 0 && type <= 6 ? texts[type] : nullptr;
+}
+
+} // namespace
+
+void FrameBurn::FillDriveList() {
+    AudioBurner& engine = m_context.AudioBurner1;
+    SharedState& state = m_context.state;
+    m_ui->driveCombo->clear();
+    const qint16 count = engine.RecorderCount();
+    // The loop counts in currentDrive itself, as the engine takes the recorder from it.
+    for (state.currentDrive = 1; state.currentDrive <= count;
+         state.currentDrive = checked::add16(state.currentDrive, 1)) {
+        engine.setCurrentRecorder(state.currentDrive);
+        driveEntryText = QStringLiteral(" ") + engine.RecorderVendor() + QStringLiteral("  ") +
+                         engine.RecorderProduct() + QStringLiteral("  ") +
+                         engine.RecorderRevision();
+        m_ui->driveCombo->addItem(driveEntryText);
+    }
+    if (m_ui->driveCombo->count() > 0) {
+        m_ui->driveCombo->setCurrentIndex(0);
+        driveCombo_Click();
+    }
+    state.currentDrive = engine.CurrentRecorder();
+}
+
+void FrameBurn::driveCombo_Click() {
+    m_context.state.currentDrive =
+        checked::add16(checked::narrow<qint16>(m_ui->driveCombo->currentIndex()), 1);
+    SelectBurnDrive();
+    if (!m_context.AudioBurner1.RecorderSupported())
+        ChooseBurnMethod();
+}
+
+void FrameBurn::SelectBurnDrive() {
+    AudioBurner& engine = m_context.AudioBurner1;
+    engine.setCurrentRecorder(m_context.state.currentDrive);
+    RefreshDriveInfo();
+    ReadDiscStatus();
+    // Checked when the drive has no burn proof: the box shows the flag inverted, as it always
+    // has, and the burn never reads it.
+    m_ui->BurnProofChk->setValue(engine.BurnProofFlag() ? 0 : 1);
+    // Only the panel's rows: the engine keeps its compilation.
+    m_ui->ListView2->Clear();
+    m_context.state.trackCount = 0;
+}
+
+void FrameBurn::RefreshDriveInfo() {
+    AudioBurner& engine = m_context.AudioBurner1;
+    const qint16 readSpeed = engine.MaxReadSpeed();
+    m_ui->driveMaxRSpeedLbl->setText(readSpeed >= 1 ? QString::number(readSpeed)
+                                                    : QStringLiteral("N/A"));
+    m_ui->driveBufferSizeLbl->setText(megabyteText(engine.BufferSize(), 1));
+    if (const char* type = recorderTypeText(engine.RecorderType()))
+        m_ui->driveTypeLbl->setText(QLatin1String(type));
+    EnableBurnControls();
+}
+
+void FrameBurn::ReadDiscStatus() {
+    AudioBurner& engine = m_context.AudioBurner1;
+    m_ui->driveStatusLbl->setText(QStringLiteral("ReRead Disk..."));
+    // The drive may take a moment to answer; the label says why the window waits.
+    m_ui->driveStatusLbl->repaint();
+    engine.RefreshDisc();
+    m_ui->cdUsedSpaceLbl->setText(megabyteText(engine.MediaUsedSize(), 3));
+    m_ui->cdEstUsedSpaceLbl->setText(megabyteText(engine.CompilationSize(), 3));
+    m_ui->cdTypeLbl->setText(QStringLiteral("No Disc"));
+    switch (engine.MediaType()) {
+    case 0:
+        m_ui->cdTypeLbl->setText(QStringLiteral("No Disc"));
+        m_ui->cdStatusLbl->setText(QStringLiteral("No Disc"));
+        m_ui->cdUsedSpaceLbl->setText(QStringLiteral("0"));
+        break;
+    case 1:
+        m_ui->cdTypeLbl->setText(QStringLiteral("CD-ROM or WriteOnce Disc"));
+        m_ui->EjectBtn->setEnabled(true);
+        break;
+    case 2:
+        m_ui->cdTypeLbl->setText(QStringLiteral("Erasable Disc"));
+        m_ui->EjectBtn->setEnabled(true);
+        break;
+    case 3:
+        m_ui->cdTypeLbl->setText(QStringLiteral("DVD-RAM"));
+        m_ui->EjectBtn->setEnabled(true);
+        break;
+    default:
+        break;
+    }
+    switch (engine.MediaStatus()) {
+    case 0:
+        m_ui->cdStatusLbl->setText(QStringLiteral("Blank"));
+        m_ui->cdUsedSpaceLbl->setText(QStringLiteral("0"));
+        break;
+    case 1:
+        m_ui->cdStatusLbl->setText(QStringLiteral("Appendable"));
+        break;
+    case 2:
+        m_ui->cdStatusLbl->setText(QStringLiteral("Write Protected"));
+        break;
+    case 3:
+        m_ui->cdStatusLbl->setText(QStringLiteral("Unknown"));
+        m_ui->cdUsedSpaceLbl->setText(QStringLiteral("0"));
+        break;
+    default:
+        break;
+    }
+    m_ui->driveStatusLbl->setText(QStringLiteral("Idle"));
+}
+
+void FrameBurn::showCompilationSize() {
+    m_ui->cdEstUsedSpaceLbl->setText(megabyteText(m_context.AudioBurner1.CompilationSize(), 3));
+}
+
+void FrameBurn::EnableBurnControls() {
+    setBurnControlsEnabled(true);
+}
+
+void FrameBurn::DisableBurnControls() {
+    setBurnControlsEnabled(false);
+}
+
+void FrameBurn::setBurnControlsEnabled(bool on) {
+    QWidget* const controls[] = {
+        m_ui->RefreshBtn,        m_ui->BurnNowBtn,         m_ui->EjectBtn,    m_ui->AddBtn,
+        m_ui->DeleteBtn,         m_ui->DeleteAllBtn,       m_ui->driveCombo,  m_ui->driveTypeLbl,
+        m_ui->driveMaxRSpeedLbl, m_ui->driveBufferSizeLbl, m_ui->cdTypeLbl,   m_ui->cdStatusLbl,
+        m_ui->cdUsedSpaceLbl,    m_ui->FinilizeCDChk,      m_ui->TestBurnChk, m_ui->BurnMethodBtn,
+        m_ui->SelSpeedBtn};
+    for (QWidget* control : controls)
+        control->setEnabled(on);
+}
+
+void FrameBurn::EjectBtn_Click() {
+    m_context.AudioBurner1.Eject();
+    ReadDiscStatus();
+}
+
+void FrameBurn::RefreshBtn_Click() {
+    ReadDiscStatus();
+}
