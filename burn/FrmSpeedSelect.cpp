@@ -27,7 +27,8 @@ FrmSpeedSelect::FrmSpeedSelect(BurnDialogContext context, QWidget* owner)
         QRadioButton* button = findChild<QRadioButton*>(name);
         Q_ASSERT(button);
         m_options[size_t(n - 1)] = button;
-        connect(button, &QRadioButton::clicked, this, guarded([this, n](bool) { optClick(qint16(n)); }));
+        connect(button, &QRadioButton::clicked, this,
+                guarded([this, n](bool) { optClick(qint16(n)); }));
     }
     connect(m_ui->btnOptimals, &QPushButton::clicked, this,
             handler(this, &FrmSpeedSelect::btnOptimals_Click));

@@ -1,6 +1,8 @@
 // The main window's wiring on fakes: start-up order, modes, menus, shutdown, its public
 // operations and the error boundary. What the panels do is tested with each panel.
 #include "burn/FrameBurn.h"
+#include "burn/FrmBurnMethod.h"
+#include "burn/FrmSpeedSelect.h"
 #include "cd/FrameCDMode.h"
 #include "components/Error.h"
 #include "convert/FrameFileMode.h"
@@ -229,6 +231,37 @@ private Q_SLOTS:
         // Entering a mode again leaves one entry ticked still.
         pull();
         checkMode(f, mode);
+    }
+
+    // Burn mode prepares the burn panel; the panel's kept dialogs are made once, owned by the
+    // window, and unloaded first when it closes, the burn-method dialog before the speed dialog.
+    void burnPanelAndItsKeptDialogs() {
+        Form1Fixture f;
+        f.load();
+        f.log.clear();
+        f.form->Command10_Click();
+        QVERIFY(f.log.calls.contains("AudioBurner.RecorderCount()"));
+        MainWindow& main = *f.form;
+        f.log.clear();
+        main.RefreshDriveInfo();
+        main.ReadDiscStatus();
+        QVERIFY(f.log.calls.contains("AudioBurner.MaxReadSpeed()"));
+        QVERIFY(f.log.calls.contains("AudioBurner.RefreshDisc()"));
+        FrmBurnMethod* method = &main.frmBurnMethod();
+        FrmSpeedSelect* speed = &main.frmSpeedSelect();
+        QCOMPARE(&main.frmBurnMethod(), method);
+        QCOMPARE(&main.frmSpeedSelect(), speed);
+        QCOMPARE(method->parentWidget(), f.form.get());
+        QVERIFY(speed->isWindow() && !speed->isVisible());
+        for (QObject* dialog : {static_cast<QObject*>(method), static_cast<QObject*>(speed)})
+            QObject::connect(dialog, &QObject::destroyed, [&f, name = dialog->objectName()] {
+                f.log.calls << name + QStringLiteral(" unloaded");
+            });
+        f.log.clear();
+        QVERIFY(f.form->close());
+        // (The volume control is off in burn mode already.)
+        QCOMPARE(f.log.calls, QStringList({"frmBurnMethod unloaded", "frmSpeedSelect unloaded",
+                                           "FilgraphManager.Stop()"}));
     }
 
     void closingStopsTheFilterGraphThenTheVolumeControl() {

@@ -1,0 +1,648 @@
+// The burn panel and its two dialogs alone, on a fake engine and a fake main window: the
+// recorder list, the drive and disc boxes, the compilation, the burn job, the write speeds and
+// the burn methods.
+#include "burn/FrameBurn.h"
+#include "burn/FrmBurnMethod.h"
+#include "burn/FrmSpeedSelect.h"
+#include "components/Error.h"
+#include "controls/ProgressBar.h"
+#include "controls/ReportList.h"
+#include "controls/SkinCheckBox.h"
+#include "shell/common/CommonHelpers.h"
+#include "shell/common/ErrorBoundary.h"
+#include "shell/common/SharedState.h"
+#include "tests/fakes/Fakes.h"
+#include "tests/qt/ModalHelper.h"
+
+#include <QComboBox>
+#include <QLabel>
+#include <QPaintEvent>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QTest>
+#include <QTimer>
+
+namespace {
+
+using Event = FakeAudioBurner::Event;
+
+// The panel with the main window's wiring: the drive box and disc box operations lead back to
+// the panel and the kept dialogs are made on first use, as Form1 does.
+struct BurnFixture {
+    CallLog log;
+    FakeAudioBurner engine{&log};
+    FakeCommonDialog dialog{&log};
+    FakeMessageBox messageBox{&log};
+    FakeSkin skin{&log};
+    FakeMainWindow main{&log};
+    SharedState state;
+    FrameBurn panel{{engine, dialog, messageBox, main, state}};
+    std::unique_ptr<FrmBurnMethod> methodDialog;
+    std::unique_ptr<FrmSpeedSelect> speedDialog;
+
+    BurnFixture() {
+        ErrorBoundary::setMessageBox(&messageBox);
+        main.onRefreshDriveInfo = [this] { panel.RefreshDriveInfo(); };
+        main.onReadDiscStatus = [this] { panel.ReadDiscStatus(); };
+        main.burnMethodDialog = [this]() -> FrmBurnMethod& {
+            if (!methodDialog)
+                methodDialog = std::make_unique<FrmBurnMethod>(context(), &panel);
+            return *methodDialog;
+        };
+        main.speedDialog = [this]() -> FrmSpeedSelect& {
+            if (!speedDialog)
+                speedDialog = std::make_unique<FrmSpeedSelect>(context(), &panel);
+            return *speedDialog;
+        };
+        engine.recorders = {{"Plextor", "PX-716A", "1.11", 3, 40, 48, 2 << 20, true, true},
+                            {"Melvane", "Image Recorder", "2.0", 2, 48, 48, 1 << 20, true, true}};
+        engine.fileBytes = {{"/m/a.wav", 1 << 20}, {"/m/b.mp3", 2 << 20}, {"/m/c.wma", 3 << 20}};
+    }
+    ~BurnFixture() { ErrorBoundary::setMessageBox(nullptr); }
+
+    BurnDialogContext context() { return {engine, skin, main, state}; }
+
+    template <class T = QLabel> T* child(const QString& name) const {
+        T* found = panel.findChild<T*>(name);
+        if (!found)
+            qFatal("no %s", qPrintable(name));
+        return found;
+    }
+    QString text(const QString& name) const { return child<QLabel>(name)->text(); }
+    ProgressBar* bar(int n) const {
+        return child<ProgressBar>(QStringLiteral("ProgressBar%1").arg(n));
+    }
+    QPushButton* button(const QString& name) const { return child<QPushButton>(name); }
+    ReportList* list() const { return child<ReportList>(QStringLiteral("ListView2")); }
+
+    void enter() {
+        panel.show();
+        panel.enterBurnMode();
+    }
+    void add(const QStringList& paths) {
+        for (const QString& path : paths) {
+            dialog.answers << path;
+            panel.AddBtn_Click();
+        }
+    }
+    QStringList rows() const {
+        QStringList result;
+        for (qint32 row = 1; row <= list()->Count(); ++row)
+            result << list()->Text(row) + u' ' + list()->SubItem(row, 1);
+        return result;
+    }
+    // The panel is idle: the button starts, the inputs are on, the progress box is cleared.
+    void checkIdle() const {
+        QCOMPARE(button("BurnNowBtn")->text(), QStringLiteral("BurnNow!"));
+        QCOMPARE(state.burnRunning, False16);
+        QVERIFY(button("AddBtn")->isEnabled() && button("BurnNowBtn")->isEnabled());
+        QCOMPARE(text("driveStatusLbl"), QStringLiteral("Idle"));
+        QCOMPARE(text("ProgressLbl"), QStringLiteral("Burn Tracks:"));
+        QCOMPARE(bar(1)->Value(), 0.0);
+        QCOMPARE(text("driveBurnedBlocksLbl"), QStringLiteral("0"));
+    }
+};
+
+const QStringList kBurnControls = {
+    "RefreshBtn",        "BurnNowBtn",         "EjectBtn",    "AddBtn",
+    "DeleteBtn",         "DeleteAllBtn",       "driveCombo",  "driveTypeLbl",
+    "driveMaxRSpeedLbl", "driveBufferSizeLbl", "cdTypeLbl",   "cdStatusLbl",
+    "cdUsedSpaceLbl",    "FinilizeCDChk",      "TestBurnChk", "BurnMethodBtn",
+    "SelSpeedBtn"};
+
+struct PaintWatch : QObject {
+    explicit PaintWatch(std::function<void(const QPaintEvent*)> onPaint)
+        : m_onPaint(std::move(onPaint)) {}
+    bool eventFilter(QObject*, QEvent* event) override {
+        if (event->type() == QEvent::Paint)
+            m_onPaint(static_cast<QPaintEvent*>(event));
+        return false;
+    }
+    std::function<void(const QPaintEvent*)> m_onPaint;
+};
+
+} // namespace
+
+class TestBurnPanel : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void enteringBurnModeListsTheRecorders() {
+        BurnFixture f;
+        f.state.SelectedWriteSpeed = 16;
+        f.enter();
+        const QComboBox* combo = f.child<QComboBox>("driveCombo");
+        QCOMPARE(combo->count(), 2);
+        QCOMPARE(combo->itemText(0), QStringLiteral(" Plextor  PX-716A  1.11"));
+        QCOMPARE(f.panel.driveEntryText, QStringLiteral(" Melvane  Image Recorder  2.0"));
+        // Listed through currentDrive, then the first entry is selected and shown.
+        const QStringList recorders = f.log.matching("AudioBurner.setCurrentRecorder");
+        QCOMPARE(recorders, QStringList({"AudioBurner.setCurrentRecorder(1)",
+                                         "AudioBurner.setCurrentRecorder(2)",
+                                         "AudioBurner.setCurrentRecorder(1)"}));
+        QCOMPARE(f.state.currentDrive, qint16(1));
+        QCOMPARE(f.text("driveTypeLbl"), QStringLiteral("CD-RW"));
+        QCOMPARE(f.state.SelectedWriteSpeed, qint16(48));
+        QCOMPARE(f.state.burnRunning, False16);
+        for (const char* name : {"TestBurnChk", "FinilizeCDChk", "BurnProofChk"})
+            QCOMPARE(f.child<SkinCheckBox>(name)->ForeColor(), QColor(0xE3E3E3));
+        QCOMPARE(f.child<SkinCheckBox>("FinilizeCDChk")->Caption(),
+                 QStringLiteral("Finalize Disc"));
+        QCOMPARE(f.bar(2)->Max(), 100.0);
+        QVERIFY(f.panel.Timer2 && !f.panel.Timer2->isActive());
+        QCOMPARE(f.panel.Timer2->interval(), 100);
+
+        // The user picks the second recorder.
+        f.add({"/m/a.wav"});
+        f.log.clear();
+        QComboBox* picker = f.child<QComboBox>("driveCombo");
+        picker->setCurrentIndex(1);
+        Q_EMIT picker->activated(1);
+        QCOMPARE(f.engine.currentRecorder, qint16(2));
+        QCOMPARE(f.state.currentDrive, qint16(2));
+        QCOMPARE(f.text("driveTypeLbl"), QStringLiteral("CD-R"));
+        // Only the panel's rows go; the engine keeps its compilation.
+        QCOMPARE(f.list()->Count(), 0);
+        QCOMPARE(f.state.trackCount, qint16(0));
+        QCOMPARE(f.engine.tracks.size(), 1);
+
+        // No recorder: an empty list, and the boxes keep what they showed.
+        f.engine.recorders.clear();
+        f.panel.enterBurnMode();
+        QCOMPARE(picker->count(), 0);
+        QCOMPARE(f.text("driveTypeLbl"), QStringLiteral("CD-R"));
+    }
+
+    void anUnsupportedRecorderAsksForABurnMethod() {
+        BurnFixture f;
+        f.engine.recorders[0].supported = false;
+        f.add({"/m/a.wav"});
+        QVERIFY(answerModal<FrmBurnMethod>([&] { f.enter(); },
+                                           [](FrmBurnMethod* d) { d->cmdOk_Click(); }));
+        QCOMPARE(f.engine.count("ClearTracks"), 1);
+        QVERIFY(f.engine.tracks.isEmpty());
+    }
+
+    void driveBox_data() {
+        QTest::addColumn<qint32>("typeBefore");
+        QTest::addColumn<qint32>("type");
+        QTest::addColumn<qint16>("readSpeed");
+        QTest::addColumn<qint32>("buffer");
+        QTest::addColumn<bool>("burnProof");
+        QTest::addColumn<QString>("typeText");
+        QTest::addColumn<QString>("readText");
+        QTest::addColumn<QString>("bufferText");
+        QTest::newRow("generic") << 3 << 0 << qint16(0) << 0 << true << "CD Device"
+                                 << "N/A"
+                                 << "0.0 MB";
+        QTest::newRow("1 keeps CD-RW") << 3 << 1 << qint16(1) << (2 << 20) << false << "CD-RW"
+                                       << "1"
+                                       << "2.0 MB";
+        QTest::newRow("CD-R") << 0 << 2 << qint16(48) << 1572864 << true << "CD-R"
+                              << "48"
+                              << "1.5 MB";
+        QTest::newRow("CD-ROM") << 0 << 4 << qint16(-1) << 0 << true << "CD-ROM"
+                                << "N/A"
+                                << "0.0 MB";
+        QTest::newRow("DVD-ROM") << 0 << 5 << qint16(16) << 0 << true << "DVD-ROM"
+                                 << "16"
+                                 << "0.0 MB";
+        QTest::newRow("DVD-RW") << 0 << 6 << qint16(16) << 0 << true << "DVD-RW"
+                                << "16"
+                                << "0.0 MB";
+        QTest::newRow("7 keeps CD-R") << 2 << 7 << qint16(8) << 0 << true << "CD-R"
+                                      << "8"
+                                      << "0.0 MB";
+        QTest::newRow("-1 keeps DVD-ROM") << 5 << -1 << qint16(8) << 0 << true << "DVD-ROM"
+                                          << "8"
+                                          << "0.0 MB";
+    }
+
+    void driveBox() {
+        QFETCH(qint32, typeBefore);
+        QFETCH(qint32, type);
+        QFETCH(qint16, readSpeed);
+        QFETCH(qint32, buffer);
+        QFETCH(bool, burnProof);
+        QFETCH(QString, typeText);
+        QFETCH(QString, readText);
+        QFETCH(QString, bufferText);
+        BurnFixture f;
+        f.state.currentDrive = 1;
+        f.engine.recorders[0].type = typeBefore;
+        f.panel.RefreshDriveInfo();
+        f.engine.recorders[0] = {"V", "P", "R", type, readSpeed, 8, buffer, burnProof, true};
+        f.panel.SelectBurnDrive();
+        QCOMPARE(f.text("driveTypeLbl"), typeText);
+        QCOMPARE(f.text("driveMaxRSpeedLbl"), readText);
+        QCOMPARE(f.text("driveBufferSizeLbl"), bufferText);
+        // The box shows the flag inverted.
+        QCOMPARE(f.child<SkinCheckBox>("BurnProofChk")->Value(), qint16(burnProof ? 0 : 1));
+    }
+
+    void discBox_data() {
+        QTest::addColumn<qint32>("mediaType");
+        QTest::addColumn<qint32>("mediaStatus");
+        QTest::addColumn<QStringList>("texts"); // type, status, used, estimate
+        QTest::addColumn<bool>("ejectEnabled");
+        QTest::newRow("no disc, blank")
+            << 0 << 0 << QStringList{"No Disc", "Blank", "0", "3.000 MB"} << false;
+        QTest::newRow("write-once, appendable")
+            << 1 << 1
+            << QStringList{"CD-ROM or WriteOnce Disc", "Appendable", "2.000 MB", "3.000 MB"}
+            << true;
+        QTest::newRow("erasable, protected")
+            << 2 << 2 << QStringList{"Erasable Disc", "Write Protected", "2.000 MB", "3.000 MB"}
+            << true;
+        QTest::newRow("DVD-RAM, unknown")
+            << 3 << 3 << QStringList{"DVD-RAM", "Unknown", "0", "3.000 MB"} << true;
+        QTest::newRow("other values")
+            << 4 << 4 << QStringList{"No Disc", "before", "2.000 MB", "3.000 MB"} << false;
+    }
+
+    void discBox() {
+        QFETCH(qint32, mediaType);
+        QFETCH(qint32, mediaStatus);
+        QFETCH(QStringList, texts);
+        QFETCH(bool, ejectEnabled);
+        BurnFixture f;
+        f.engine.tracks = {"/m/c.wma"};
+        f.engine.mediaUsedSize = 2 << 20;
+        f.engine.mediaType = mediaType;
+        f.engine.mediaStatus = mediaStatus;
+        f.child("cdStatusLbl")->setText(QStringLiteral("before"));
+        f.button("EjectBtn")->setEnabled(false);
+        f.panel.ReadDiscStatus();
+        QCOMPARE(f.engine.count("RefreshDisc"), 1);
+        QCOMPARE(QStringList({f.text("cdTypeLbl"), f.text("cdStatusLbl"), f.text("cdUsedSpaceLbl"),
+                              f.text("cdEstUsedSpaceLbl")}),
+                 texts);
+        QCOMPARE(f.button("EjectBtn")->isEnabled(), ejectEnabled);
+        QCOMPARE(f.text("driveStatusLbl"), QStringLiteral("Idle"));
+
+        // Eject and Refresh Info both read the disc again.
+        f.button("EjectBtn")->setEnabled(true);
+        f.button("EjectBtn")->click();
+        f.button("RefreshBtn")->click();
+        QCOMPARE(f.engine.count("Eject"), 1);
+        QCOMPARE(f.engine.count("RefreshDisc"), 3);
+    }
+
+    void burnControlsSwitchTogether() {
+        BurnFixture f;
+        f.panel.DisableBurnControls();
+        for (QWidget* w : f.panel.findChildren<QWidget*>())
+            if (!w->objectName().isEmpty() && !w->isWindow())
+                QVERIFY2(w->isEnabled() != kBurnControls.contains(w->objectName()) ||
+                             !w->isEnabledTo(w->parentWidget()),
+                         qPrintable(w->objectName()));
+        QVERIFY(f.child<SkinCheckBox>("BurnProofChk")->isEnabled() && f.list()->isEnabled());
+        f.panel.EnableBurnControls();
+        for (const QString& name : kBurnControls)
+            QVERIFY2(f.child<QWidget>(name)->isEnabled(), qPrintable(name));
+    }
+
+    void compilationNumbersAreNeverReused() {
+        BurnFixture f;
+        f.enter();
+        f.add({"/m/a.wav", "/m/b.mp3", "/m/c.wma"});
+        QCOMPARE(f.dialog.calls.mid(0, 5),
+                 QStringList({"CommonDialog.setFileName()", "CommonDialog.setDialogTitle(Add File)",
+                              "CommonDialog.setFilter(" + kBurnFilesFilter + ")",
+                              "CommonDialog.ShowOpen()", "CommonDialog.FileName()"}));
+        QCOMPARE(f.text("cdEstUsedSpaceLbl"), QStringLiteral("6.000 MB"));
+        f.list()->setSelected(2, true);
+        f.button("DeleteBtn")->click();
+        QCOMPARE(f.engine.selectedTrack, qint16(2));
+        f.add({"/m/a.wav"});
+        QCOMPARE(f.rows(), QStringList({"1 /m/a.wav", "3 /m/c.wma", "4 /m/a.wav"}));
+        QCOMPARE(f.engine.tracks, QStringList({"/m/a.wav", "/m/c.wma", "/m/a.wav"}));
+        QCOMPARE(f.text("cdEstUsedSpaceLbl"), QStringLiteral("5.000 MB"));
+        QCOMPARE(f.panel.lastItem, 3);
+
+        // A cancelled dialog changes nothing; so does Delete with no row selected.
+        f.log.clear();
+        f.panel.AddBtn_Click();
+        f.list()->clearSelection();
+        QVERIFY_THROWS_EXCEPTION(IndexError, f.panel.DeleteBtn_Click());
+        QCOMPARE(f.log.matching("AudioBurner.").join(u','),
+                 QStringLiteral("AudioBurner.SelectedTrack()"));
+        QCOMPARE(f.state.trackCount, qint16(4));
+        QCOMPARE(f.list()->Count(), 3);
+
+        // Delete All starts the numbers again.
+        f.engine.fileBytes.clear();
+        f.button("DeleteAllBtn")->click();
+        QCOMPARE(f.text("cdEstUsedSpaceLbl"), QStringLiteral("0.000 MB"));
+        f.add({"/m/b.mp3"});
+        QCOMPARE(f.rows(), QStringList({"1 /m/b.mp3"}));
+        QCOMPARE(f.list()->font().family(), QStringLiteral("Arial"));
+        QCOMPARE(f.list()->headerItem()->text(1), QStringLiteral("File Path"));
+    }
+
+    void progressMapping_data() {
+        QTest::addColumn<qint32>("engineState");
+        QTest::addColumn<qint32>("phase");
+        QTest::addColumn<qint16>("percent");
+        QTest::addColumn<QString>("status");
+        QTest::addColumn<double>("overall");
+        QTest::addColumn<QString>("progressLabel");
+        QTest::newRow("fill buffer")
+            << 2 << 1 << qint16(0) << "Fill Buffer..." << 0.0 << "Burn Tracks:";
+        QTest::newRow("burn track")
+            << 2 << 2 << qint16(50) << "Burn Track..." << 100.0 / 3 << "Burn Tracks:";
+        QTest::newRow("close track")
+            << 2 << 3 << qint16(100) << "Close Track..." << 200.0 / 3 << "Burn Tracks:";
+        QTest::newRow("other phase")
+            << 2 << 0 << qint16(30) << "Prepare..." << 20.0 << "Burn Tracks:";
+        QTest::newRow("finalise 0")
+            << 3 << 0 << qint16(0) << "Finalise Disc..." << 200.0 / 3 - 1 << "Finalise:";
+        QTest::newRow("finalise 50") << 3 << 0 << qint16(50) << "Finalise Disc..."
+                                     << 50.0 / 3 + 200.0 / 3 - 1 << "Finalise:";
+        QTest::newRow("other state")
+            << 1 << 2 << qint16(70) << "Prepare..." << 0.0 << "Burn Tracks:";
+    }
+
+    void progressMapping() {
+        QFETCH(qint32, engineState);
+        QFETCH(qint32, phase);
+        QFETCH(qint16, percent);
+        QFETCH(QString, status);
+        QFETCH(double, overall);
+        QFETCH(QString, progressLabel);
+        BurnFixture f;
+        f.enter();
+        f.button("BurnNowBtn")->click();
+        f.engine.raise(FakeAudioBurner::progress(engineState, phase, percent, 1234, 5678, 97));
+        QCOMPARE(f.text("driveStatusLbl"), status);
+        QVERIFY2(qFuzzyCompare(1.0 + f.bar(1)->Value(), 1.0 + overall),
+                 qPrintable(QString::number(f.bar(1)->Value(), 'f', 6)));
+        QCOMPARE(f.bar(2)->Value(), engineState == 1 ? 0.0 : double(percent));
+        QCOMPARE(f.text("ProgressLbl"), progressLabel);
+        QCOMPARE(f.text("driveBurnedBlocksLbl"), engineState == 1 ? "0" : "1234");
+        QCOMPARE(f.text("driveEstBlocksLbl"), engineState == 2 ? "5678" : "0");
+        QCOMPARE(f.text("driveBufferLbl"), engineState == 2 ? "97" : "0");
+        // No cancelling once the disc is being closed.
+        QCOMPARE(f.button("BurnNowBtn")->isEnabled(), engineState != 3);
+    }
+
+    void aBurnFromStartToCompletion() {
+        BurnFixture f;
+        f.enter();
+        f.add({"/m/a.wav"});
+        f.child<SkinCheckBox>("TestBurnChk")->setValue(1);
+        f.child<SkinCheckBox>("FinilizeCDChk")->setValue(1);
+        f.state.SelectedWriteSpeed = 24;
+        f.engine.burnEvents = {FakeAudioBurner::progress(2, 2, 50),
+                               FakeAudioBurner::progress(3, 0, 100),
+                               FakeAudioBurner::burnFinished()};
+        f.log.clear();
+        f.engine.calls.clear();
+        f.button("BurnNowBtn")->click();
+        QCOMPARE(
+            f.log.calls.mid(0, 4),
+            QStringList({"AudioBurner.setRealBurn(false)", "AudioBurner.setKeepDiscOpen(false)",
+                         "AudioBurner.setWriteSpeed(24)", "AudioBurner.StartBurn()"}));
+        QCOMPARE(f.state.burnRunning, True16);
+        QCOMPARE(f.button("BurnNowBtn")->text(), QStringLiteral("CancelBurn"));
+        QCOMPARE(f.text("driveStatusLbl"), QStringLiteral("Prepare..."));
+        for (const QString& name : kBurnControls)
+            QVERIFY2(f.child<QWidget>(name)->isEnabled() == (name == "BurnNowBtn"),
+                     qPrintable(name));
+        // Options cannot be touched while burning; the speed button does nothing.
+        f.panel.SelSpeedBtn_Click();
+        QVERIFY(!f.speedDialog);
+
+        QTRY_COMPARE(f.messageBox.shown.size(), 1);
+        QCOMPARE(f.messageBox.shown[0].prompt, QStringLiteral("Burn Complete!"));
+        QCOMPARE(int(f.messageBox.shown[0].buttons), int(MessageBox::Buttons::OkOnly));
+        QCOMPARE(int(f.messageBox.shown[0].icon), int(MessageBox::Icon::None));
+        QCOMPARE(f.messageBox.shown[0].title, QString());
+        QTRY_COMPARE(f.panel.burnEnded, True16);
+        f.checkIdle();
+        // Reset once, at 100 % of the finalising; BurnFinished finds the panel idle already.
+        QCOMPARE(f.engine.count("RefreshDisc"), 1);
+        QCOMPARE(f.rows(), QStringList({"1 /m/a.wav"}));
+        QCOMPARE(f.log.matching("AudioBurner.setRealBurn").size(), 1);
+
+        // Unchecked options: a real burn that leaves the disc open.
+        f.child<SkinCheckBox>("TestBurnChk")->setValue(0);
+        f.child<SkinCheckBox>("FinilizeCDChk")->setValue(0);
+        f.engine.burnEvents = {FakeAudioBurner::burnFinished()};
+        f.button("BurnNowBtn")->click();
+        QCOMPARE(f.engine.realBurn, true);
+        QCOMPARE(f.engine.keepDiscOpen, true);
+        QTRY_COMPARE(f.state.burnRunning, False16);
+        f.checkIdle();
+        QCOMPARE(f.messageBox.shown.size(), 1); // an open disc ends without a message
+    }
+
+    void aBurnThatEndsInsideStartBurn() {
+        BurnFixture f;
+        f.enter();
+        f.engine.finishInsideStart = true;
+        f.engine.burnEvents = {FakeAudioBurner::progress(3, 0, 100),
+                               FakeAudioBurner::burnFinished()};
+        f.engine.calls.clear();
+        f.button("BurnNowBtn")->click();
+        f.checkIdle();
+        QCOMPARE(f.panel.burnEnded, False16);
+        QCOMPARE(f.messageBox.shown.size(), 1);
+        // Reset at 100 % and again by the start path: twice, harmlessly.
+        QCOMPARE(f.engine.count("RefreshDisc"), 2);
+        f.panel.ResetBurnPanel();
+        f.checkIdle();
+    }
+
+    void cancelInEachPhase_data() {
+        QTest::addColumn<qint32>("phase");
+        QTest::newRow("filling the buffer") << 1;
+        QTest::newRow("writing a track") << 2;
+        QTest::newRow("closing a track") << 3;
+    }
+
+    void cancelInEachPhase() {
+        QFETCH(qint32, phase);
+        BurnFixture f;
+        f.enter();
+        f.button("BurnNowBtn")->click();
+        f.engine.raise(FakeAudioBurner::progress(2, phase, 40, 10, 100));
+        QCOMPARE(f.bar(2)->Value(), 40.0);
+        f.engine.calls.clear();
+        f.button("BurnNowBtn")->click();
+        QCOMPARE(f.engine.count("CancelBurn"), 1);
+        f.checkIdle();
+        QTRY_COMPARE(f.panel.burnEnded, True16);
+        QCOMPARE(f.engine.count("RefreshDisc"), 1);
+    }
+
+    void aRefusedOrFailedBurnIsReported() {
+        BurnFixture f;
+        f.enter();
+        f.engine.startError =
+            QStringLiteral("The compilation is empty. Add the files to burn first.");
+        f.button("BurnNowBtn")->click();
+        QCOMPARE(f.messageBox.shown.size(), 1);
+        QCOMPARE(f.messageBox.shown[0].prompt, f.engine.startError);
+        f.checkIdle();
+
+        f.engine.startError.clear();
+        f.engine.burnEvents = {FakeAudioBurner::progress(2, 2, 10)};
+        f.button("BurnNowBtn")->click();
+        QTRY_COMPARE(f.bar(2)->Value(), 10.0);
+        f.engine.raiseFailed(QStringLiteral("Cannot read /m/b.mp3: the data is damaged"));
+        f.engine.raise(FakeAudioBurner::burnFinished(AudioBurner::BurnFailed));
+        QCOMPARE(f.messageBox.shown.last().prompt,
+                 QStringLiteral("Cannot read /m/b.mp3: the data is damaged"));
+        f.checkIdle();
+    }
+
+    void speedProbe_data() {
+        QTest::addColumn<QList<int>>("offered"); // empty: every value reads back
+        QTest::addColumn<int>("clampAbove");     // reads this back above it; 0: none
+        QTest::addColumn<QList<int>>("enabled");
+        QTest::addColumn<int>("chosen");
+        QList<int> all, upTo24;
+        for (int n = 1; n <= 50; ++n) {
+            all << n;
+            if (n <= 24)
+                upTo24 << n;
+        }
+        QTest::newRow("takes all") << QList<int>() << 0 << all << 50;
+        QTest::newRow("4, 8 and 16") << QList<int>{4, 8, 16} << 0 << QList<int>{4, 8, 16} << 16;
+        QTest::newRow("clamps at 24") << QList<int>() << 24 << upTo24 << 24;
+        QTest::newRow("takes none") << QList<int>{0} << 0 << QList<int>() << 9;
+    }
+
+    void speedProbe() {
+        QFETCH(QList<int>, offered);
+        QFETCH(int, clampAbove);
+        QFETCH(QList<int>, enabled);
+        QFETCH(int, chosen);
+        BurnFixture f;
+        f.enter();
+        if (clampAbove)
+            f.engine.acceptSpeed = [=](qint16 n) { return qint16(std::min<int>(n, clampAbove)); };
+        else if (!offered.isEmpty())
+            f.engine.acceptSpeed = [=](qint16 n) { return qint16(offered.contains(n) ? n : 1000); };
+        FrmSpeedSelect& dialog = f.main.frmSpeedSelect();
+        dialog.option(9)->setChecked(true);
+        f.state.SelectedWriteSpeed = 9;
+        f.engine.calls.clear();
+        f.button("SelSpeedBtn")->click();
+        QVERIFY(dialog.isVisible());
+        QCOMPARE(f.engine.count("setWriteSpeed"), 50);
+        QCOMPARE(f.engine.calls.first(), QStringLiteral("AudioBurner.setWriteSpeed(1)"));
+        QList<int> on;
+        for (int n = 1; n <= 50; ++n)
+            if (dialog.option(n)->isEnabled())
+                on << n;
+        QCOMPARE(on, enabled);
+        QVERIFY(dialog.option(chosen)->isChecked());
+        QCOMPARE(f.state.SelectedWriteSpeed, qint16(chosen));
+        const auto detect = dialog.findChild<ProgressBar*>("progressDetect");
+        QCOMPARE(detect->Value(), 50.0);
+        QVERIFY(detect->isHidden() && dialog.findChild<QLabel*>("lblDetectOptimals")->isHidden());
+
+        // Show All widens the choice only; a speed the drive refused can then be picked.
+        dialog.findChild<QPushButton*>("btnAll")->click();
+        QVERIFY(dialog.option(50)->isEnabled() && dialog.option(1)->isEnabled());
+        QCOMPARE(f.state.SelectedWriteSpeed, qint16(chosen));
+        dialog.option(7)->click();
+        QCOMPARE(f.state.SelectedWriteSpeed, qint16(7));
+        dialog.findChild<QPushButton*>("btnOK")->click();
+        QVERIFY(!dialog.isVisible());
+        QCOMPARE(f.state.SelectedWriteSpeed, qint16(7));
+    }
+
+    void speedDialogLooksAsItAlwaysHas() {
+        BurnFixture f;
+        f.enter();
+        FrmSpeedSelect& dialog = f.main.frmSpeedSelect();
+        QCOMPARE(dialog.windowTitle(), QStringLiteral("Select Burn  Speed"));
+        QCOMPARE(dialog.findChildren<QRadioButton*>().size(), 50);
+        QVERIFY(dialog.findChild<QRadioButton*>("opt7x") &&
+                !dialog.findChild<QRadioButton*>("opt7X"));
+        QCOMPARE(dialog.option(7)->text(), QStringLiteral("7x"));
+        QCOMPARE(dialog.findChild<QRadioButton*>("opt50X")->text(), QStringLiteral("50x"));
+        QCOMPARE(f.skin.calls, QStringList({"Skin.LoadSkin(/opt/melvane/melvane.skn)",
+                                            "Skin.ApplySkin(frmSpeedSelect)"}));
+
+        // The whole dialog is repainted before the first probe and at every probe from 13x on,
+        // at none of the first twelve: their painting waits for the yield.
+        QList<qint16> repaintedAt;
+        PaintWatch watch([&](const QPaintEvent* e) {
+            if (e->rect() == dialog.rect())
+                repaintedAt << f.engine.writeSpeed;
+        });
+        dialog.show();
+        QCoreApplication::processEvents();
+        dialog.installEventFilter(&watch);
+        f.engine.writeSpeed = -1;
+        dialog.DetectOptimals();
+        QList<qint16> expected{-1};
+        for (qint16 n = 13; n <= 50; ++n)
+            expected << n;
+        QCOMPARE(repaintedAt, expected);
+    }
+
+    void burnMethodDialog() {
+        BurnFixture f;
+        f.enter();
+        f.engine.burnMethod = 11;
+        f.add({"/m/a.wav", "/m/b.mp3"});
+        f.log.clear();
+        QVERIFY(answerModal<FrmBurnMethod>([&] { f.button("BurnMethodBtn")->click(); },
+                                           [&](FrmBurnMethod* d) {
+                                               QCOMPARE(d->windowTitle(),
+                                                        QStringLiteral("Burn Method "));
+                                               for (int v = 0; v <= 11; ++v)
+                                                   QVERIFY(!d->option(v)->isChecked());
+                                               d->cmdOk_Click();
+                                           }));
+        // The compilation goes first, the boxes are filled again last.
+        QCOMPARE(f.log.calls.first(), QStringLiteral("AudioBurner.ClearTracks()"));
+        QVERIFY(f.log.indexOf("Skin.ApplySkin(frmBurnMethod)") <
+                f.log.indexOf("AudioBurner.RefreshDisc()"));
+        QVERIFY(f.list()->Count() == 0 && f.engine.tracks.isEmpty());
+        QCOMPARE(f.engine.burnMethod, 11);
+
+        // A click reaches the engine at once and fills the drive box again.
+        f.log.clear();
+        QVERIFY(answerModal<FrmBurnMethod>([&] { f.panel.ChooseBurnMethod(); },
+                                           [&](FrmBurnMethod* d) {
+                                               d->option(0)->click();
+                                               d->findChild<QPushButton*>("cmdOk")->click();
+                                           }));
+        QCOMPARE(f.engine.burnMethod, 0);
+        const qsizetype set = f.log.indexOf("AudioBurner.setBurnMethod(0)");
+        QVERIFY(set >= 0);
+        QCOMPARE(f.log.calls.at(set + 1), QStringLiteral("MainWindow.RefreshDriveInfo()"));
+        QCOMPARE(f.skin.count("LoadSkin"), 1); // loaded once, kept since
+    }
+
+    void burnMethodCaptions() {
+        BurnFixture f;
+        f.engine.burnMethod = 4;
+        FrmBurnMethod& dialog = f.main.frmBurnMethod();
+        QVERIFY(dialog.option(4)->isChecked());
+        const QStringList captions = {
+            "Auto",
+            "Burn Method 1 (MMC-1, Speed 1-4x,   CLV, Burn Proof: No )",
+            "Burn Method 2 (MMC-1, Speed 1-8x,   CLV, Burn Proof: No )",
+            "Burn Method 3 (MMC-2, Speed 1-8x,   CLV, Burn Proof: No )",
+            "Burn Method 4 (MMC-2, Speed 1-16x, CLV, Burn Proof: No )",
+            "Burn Method 5 (MMC-3, Speed 1-16x, CLV, Burn Proof: Yes)",
+            "Burn Method 6 (MMC-3, Speed 1-24x, CAV, Burn Proof: Yes)",
+            "Burn Method 7 (MMC-4, Speed 1-24x, CAV, Burn Proof: Yes)",
+            "Burn Method 8 (For carefull Timing burn for old model drives )",
+            "Burn Method 9 (For carefull Burn-Proofed  High Speed burn )",
+            "Burn Method 10 (CyberDrive Models )",
+            "Burn Method 11(Plextor Models )"};
+        for (int v = 0; v <= 11; ++v)
+            QCOMPARE(dialog.option(v)->text(), captions[v]);
+        QCOMPARE(dialog.option(0)->objectName(), QStringLiteral("optBurnMethodAuto"));
+    }
+};
+
+QTEST_MAIN(TestBurnPanel)
+#include "test_burn_panel.moc"
