@@ -1,0 +1,183 @@
+// melvane-cli recorders and burn as a user runs them: the built program as a child process,
+// burning files this test writes to the image recorder.
+#include "tests/media/MediaTestSupport.h"
+
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+#include <csignal>
+#include <unistd.h>
+
+namespace {
+
+struct Run {
+    int exitCode = -1;
+    QString out;
+    QString err;
+};
+
+Run finish(QProcess& process) {
+    Run result;
+    if (!process.waitForFinished(60000)) {
+        process.kill();
+        process.waitForFinished();
+        return result;
+    }
+    result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    result.out = QString::fromLocal8Bit(process.readAllStandardOutput());
+    result.err = QString::fromLocal8Bit(process.readAllStandardError());
+    return result;
+}
+
+// The program with arguments, after a shell line (such as "ulimit -f 100;") and through a
+// launcher (such as setpriv) when given.
+Run run(const QStringList& arguments, const QString& prefix = {}, const QString& launcher = {}) {
+    QProcess process;
+    process.start("bash", QStringList{"-c", prefix + " exec " + launcher + R"( "$0" "$@")",
+                                      QStringLiteral(MELVANE_CLI)} +
+                              arguments);
+    return finish(process);
+}
+
+} // namespace
+
+class TestCliBurn : public QObject {
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_dir;
+    QString m_wav;  // 2 s
+    QString m_mp3;  // 30 s
+    QString m_text; // not audio
+
+    QString freshFolder(const QString& name) const {
+        const QString folder = m_dir.filePath(name);
+        QDir(folder).removeRecursively();
+        QDir().mkpath(folder);
+        return folder;
+    }
+
+private Q_SLOTS:
+    void initTestCase() {
+        QVERIFY(m_dir.isValid());
+        m_wav = m_dir.filePath("tone.wav");
+        m_mp3 = m_dir.filePath("long.mp3");
+        m_text = m_dir.filePath("notes.mp3");
+        writeSine(m_wav, OutputCodec::Wav, PcmFormat::cdAudio(), 2.0);
+        writeSine(m_mp3, OutputCodec::Mp3Lame, PcmFormat::cdAudio(), 30.0);
+        QFile text(m_text);
+        QVERIFY(text.open(QIODevice::WriteOnly) && text.write("Buy milk.\n") > 0);
+    }
+
+    void recordersEndWithTheImageRecorder() {
+        const Run r = run({"recorders"});
+        QCOMPARE(r.exitCode, 0);
+        const QStringList lines = r.out.split(u'\n', Qt::SkipEmptyParts);
+        QVERIFY2(lines.size() >= 4, qPrintable(r.out));
+        QVERIFY2(lines[lines.size() - 4].endsWith("Melvane  Image Recorder  2.0"),
+                 qPrintable(r.out));
+        QVERIFY(r.out.contains("CD-R writer; reads 48x; buffer 1.005 MB; burn proof: yes"));
+        QVERIFY(r.out.contains("disc: CD-ROM or write-once disc, blank, 0.000 MB used"));
+        QVERIFY(r.out.endsWith("write speeds: 4x 8x 10x 16x 24x 32x 40x 48x\n"));
+    }
+
+    void burnsAnImage() {
+        const QString out = freshFolder("images");
+        Run r =
+            run({"burn", "--recorder", "image", "--image-dir", out, "--speed", "20", m_wav, m_wav});
+        QCOMPARE(r.exitCode, 0);
+        QVERIFY2(r.out.contains("Burning 2 track(s), 0.673 MB, on Melvane Image Recorder at 16x"),
+                 qPrintable(r.out));
+        QVERIFY(r.out.contains(QRegularExpression("Fill Buffer +track 1/2 +\\[\\.+\\]   0%")));
+        QVERIFY(r.out.contains(QRegularExpression("Finalise Disc +track 2/2 +\\[#+\\] 100%")));
+        const QStringList files = folderEntries(out);
+        QCOMPARE(files.size(), 2);
+        QVERIFY(r.out.endsWith("Image: " + out + u'/' + files[1] + u'\n'));
+
+        // A test burn goes through it all and writes nothing.
+        const QString simulated = freshFolder("simulated");
+        r = run({"burn", "--recorder", "image", "--image-dir", simulated, "--simulate", m_wav});
+        QCOMPARE(r.exitCode, 0);
+        QVERIFY(r.out.contains("The test burn went well."));
+        QVERIFY(folderEntries(simulated).isEmpty());
+    }
+
+    void usageErrors_data() {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("no files") << QStringList{"burn"} << "no files to burn";
+        QTest::newRow("speed") << QStringList{"burn", "--speed", "51", "x.wav"}
+                               << "--speed '51' is not a speed from 1 to 50";
+        QTest::newRow("method") << QStringList{"burn", "--method", "twelve", "x.wav"}
+                                << "--method 'twelve' is not a burn method from 0 to 11";
+        QTest::newRow("recorder") << QStringList{"burn", "--recorder", "99", "x.wav"}
+                                  << "--recorder '99' is not a recorder";
+        QTest::newRow("image folder") << QStringList{"burn", "--image-dir", "/no/such", "x.wav"}
+                                      << "the image folder /no/such does not exist";
+        QTest::newRow("recorders") << QStringList{"recorders", "--all"} << "unknown option '--all'";
+    }
+
+    void usageErrors() {
+        QFETCH(QStringList, arguments);
+        QFETCH(QString, message);
+        const Run r = run(arguments);
+        QCOMPARE(r.exitCode, 2);
+        QVERIFY2(r.err.contains(message), qPrintable(r.err));
+    }
+
+    void failuresSayWhyAndLeaveNothing_data() {
+        QTest::addColumn<QString>("prefix");
+        QTest::addColumn<bool>("locked");
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("not audio") << QString() << false << "notes.mp3"
+                                   << "notes.mp3 cannot be burnt: Cannot read";
+        QTest::newRow("folder fills up") << "ulimit -f 2000;" << false << "long.mp3"
+                                         << ".bin: File too large";
+        QTest::newRow("folder not writable") << QString() << true << "tone.wav"
+                                             << "cannot be written";
+    }
+
+    void failuresSayWhyAndLeaveNothing() {
+        QFETCH(QString, prefix);
+        QFETCH(bool, locked);
+        QFETCH(QString, file);
+        QFETCH(QString, message);
+        const QString out = freshFolder("failing");
+        QString launcher;
+        if (locked) {
+            QVERIFY(QFile::setPermissions(m_dir.path(), QFileDevice::Permissions(0x7755)));
+            QVERIFY(QFile::setPermissions(out, QFileDevice::Permissions(0x5555)));
+            // Root writes anywhere: the burn runs as nobody then.
+            if (::geteuid() == 0)
+                launcher = "setpriv --reuid=65534 --regid=65534 --clear-groups";
+        }
+        const Run r = run({"burn", "--recorder", "image", "--image-dir", out, m_dir.filePath(file)},
+                          prefix, launcher);
+        QFile::setPermissions(out, QFileDevice::Permissions(0x7700));
+        QCOMPARE(r.exitCode, 1);
+        QVERIFY2(r.err.contains(message), qPrintable(r.err));
+        QVERIFY(folderEntries(out).isEmpty());
+    }
+
+    void anInterruptCancelsTheBurn() {
+        const QString out = freshFolder("interrupted");
+        QStringList arguments{"burn", "--recorder", "image", "--image-dir", out};
+        for (int i = 0; i < 40; ++i)
+            arguments << m_mp3;
+        QProcess process;
+        process.start(QStringLiteral(MELVANE_CLI), arguments);
+        QString seen;
+        QTRY_VERIFY_WITH_TIMEOUT((seen += QString::fromLocal8Bit(process.readAllStandardOutput()))
+                                     .contains("track 1/40"),
+                                 30000);
+        ::kill(pid_t(process.processId()), SIGINT);
+        const Run r = finish(process);
+        QCOMPARE(r.exitCode, 128 + SIGINT);
+        QVERIFY2(r.err.contains("interrupted; the burn was cancelled"), qPrintable(r.err));
+        QVERIFY(folderEntries(out).isEmpty());
+    }
+};
+
+QTEST_GUILESS_MAIN(TestCliBurn)
+#include "test_cli_burn.moc"
