@@ -103,6 +103,8 @@ void BurnRun::fillTick() {
             end(AudioBurner::BurnFailed, error);
             return;
         }
+        // The first track is being written: the second one decodes meanwhile.
+        startFeedsUpTo(1);
     }
     Q_EMIT progressed();
 }

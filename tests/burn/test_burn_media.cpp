@@ -97,7 +97,7 @@ private:
     QTemporaryDir m_dir;
     std::unique_ptr<QTemporaryDir> m_images;
     QString m_wav, m_mp3, m_wma;
-    QString m_long; // 30 s
+    QString m_long; // 180 s: longer than what a feed holds ahead
 
     QString path(const QString& name) const { return m_dir.filePath(name); }
 
@@ -125,7 +125,7 @@ private Q_SLOTS:
                      128000,
                      {{"title", "Beta"}, {"artist", "Band"}, {"album", "Tests"}}});
         m_long = path("long-tone.wav");
-        writeSine(m_long, OutputCodec::Wav, PcmFormat::cdAudio(), 30.0);
+        writeSine(m_long, OutputCodec::Wav, PcmFormat::cdAudio(), 180.0);
         // 48 kHz: resampled on the way to the disc.
         SineSource c(PcmFormat{48000, 2}, 2.0, 550.0);
         writeSource(c, m_wma,
