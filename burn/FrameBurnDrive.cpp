@@ -84,44 +84,23 @@ void FrameBurn::ReadDiscStatus() {
     m_ui->cdUsedSpaceLbl->setText(megabyteText(engine.MediaUsedSize(), 3));
     m_ui->cdEstUsedSpaceLbl->setText(megabyteText(engine.CompilationSize(), 3));
     m_ui->cdTypeLbl->setText(QStringLiteral("No Disc"));
-    switch (engine.MediaType()) {
-    case 0:
-        m_ui->cdTypeLbl->setText(QStringLiteral("No Disc"));
+    const qint32 type = engine.MediaType();
+    if (type == 0) {
         m_ui->cdStatusLbl->setText(QStringLiteral("No Disc"));
         m_ui->cdUsedSpaceLbl->setText(QStringLiteral("0"));
-        break;
-    case 1:
-        m_ui->cdTypeLbl->setText(QStringLiteral("CD-ROM or WriteOnce Disc"));
+    } else if (type >= 1 && type <= 3) {
+        static const char* const types[] = {"CD-ROM or WriteOnce Disc", "Erasable Disc", "DVD-RAM"};
+        m_ui->cdTypeLbl->setText(QLatin1String(types[type - 1]));
+        // Eject is switched on here, never off.
         m_ui->EjectBtn->setEnabled(true);
-        break;
-    case 2:
-        m_ui->cdTypeLbl->setText(QStringLiteral("Erasable Disc"));
-        m_ui->EjectBtn->setEnabled(true);
-        break;
-    case 3:
-        m_ui->cdTypeLbl->setText(QStringLiteral("DVD-RAM"));
-        m_ui->EjectBtn->setEnabled(true);
-        break;
-    default:
-        break;
     }
-    switch (engine.MediaStatus()) {
-    case 0:
-        m_ui->cdStatusLbl->setText(QStringLiteral("Blank"));
-        m_ui->cdUsedSpaceLbl->setText(QStringLiteral("0"));
-        break;
-    case 1:
-        m_ui->cdStatusLbl->setText(QStringLiteral("Appendable"));
-        break;
-    case 2:
-        m_ui->cdStatusLbl->setText(QStringLiteral("Write Protected"));
-        break;
-    case 3:
-        m_ui->cdStatusLbl->setText(QStringLiteral("Unknown"));
-        m_ui->cdUsedSpaceLbl->setText(QStringLiteral("0"));
-        break;
-    default:
-        break;
+    // Read whatever the type was, so "No Disc" may be followed by a status.
+    const qint32 status = engine.MediaStatus();
+    if (status >= 0 && status <= 3) {
+        static const char* const statuses[] = {"Blank", "Appendable", "Write Protected", "Unknown"};
+        m_ui->cdStatusLbl->setText(QLatin1String(statuses[status]));
+        if (status == 0 || status == 3)
+            m_ui->cdUsedSpaceLbl->setText(QStringLiteral("0"));
     }
     m_ui->driveStatusLbl->setText(QStringLiteral("Idle"));
 }

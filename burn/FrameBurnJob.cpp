@@ -54,19 +54,10 @@ void FrameBurn::AudioBurner1_Progress(qint16 percent) {
     AudioBurner& engine = m_context.AudioBurner1;
     const qint32 engineState = engine.State();
     if (engineState == 2) {
-        switch (engine.TrackPhase()) {
-        case 1:
-            m_ui->driveStatusLbl->setText(QStringLiteral("Fill Buffer..."));
-            break;
-        case 2:
-            m_ui->driveStatusLbl->setText(QStringLiteral("Burn Track..."));
-            break;
-        case 3:
-            m_ui->driveStatusLbl->setText(QStringLiteral("Close Track..."));
-            break;
-        default:
-            break;
-        }
+        static const char* const phases[] = {"Fill Buffer...", "Burn Track...", "Close Track..."};
+        const qint32 phase = engine.TrackPhase();
+        if (phase >= 1 && phase <= 3)
+            m_ui->driveStatusLbl->setText(QLatin1String(phases[phase - 1]));
         // Two thirds of the overall bar belong to the tracks.
         m_ui->ProgressBar1->setValue(double(checked::mul<qint16>(percent, 2)) / 3.0);
         m_ui->ProgressBar2->setValue(percent);

@@ -18,6 +18,19 @@
 using ErrorBoundary::guarded;
 using ErrorBoundary::handler;
 
+namespace {
+
+// The kept dialogs are made the first time they are asked for, owned by the main window.
+template <class Dialog>
+Dialog& madeOnFirstUse(std::unique_ptr<Dialog>& dialog, const BurnDialogContext& context,
+                       QWidget* owner) {
+    if (!dialog)
+        dialog = std::make_unique<Dialog>(context, owner);
+    return *dialog;
+}
+
+} // namespace
+
 Form1::Form1(Form1Components components, QWidget* parent)
     : QMainWindow(parent), m_ui(std::make_unique<Ui::Form1>()),
       m_components(std::move(components)) {
@@ -102,19 +115,15 @@ void Form1::ReadDiscStatus() {
 }
 
 FrmBurnMethod& Form1::frmBurnMethod() {
-    if (!m_frmBurnMethod)
-        m_frmBurnMethod = std::make_unique<FrmBurnMethod>(
-            BurnDialogContext{*m_components.audioBurner1, *m_components.skin, *this, m_state},
-            this);
-    return *m_frmBurnMethod;
+    return madeOnFirstUse(m_frmBurnMethod, burnDialogContext(), this);
 }
 
 FrmSpeedSelect& Form1::frmSpeedSelect() {
-    if (!m_frmSpeedSelect)
-        m_frmSpeedSelect = std::make_unique<FrmSpeedSelect>(
-            BurnDialogContext{*m_components.audioBurner1, *m_components.skin, *this, m_state},
-            this);
-    return *m_frmSpeedSelect;
+    return madeOnFirstUse(m_frmSpeedSelect, burnDialogContext(), this);
+}
+
+BurnDialogContext Form1::burnDialogContext() {
+    return {*m_components.audioBurner1, *m_components.skin, *this, m_state};
 }
 
 void Form1::Form_Load() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "burn/BurnDialogContext.h"
 #include "shell/Form1Components.h"
 #include "shell/common/MainWindow.h"
 #include "shell/common/ModePanel.h"
@@ -83,6 +84,7 @@ private:
     void connectModeRequests(ModePanel* panel, const std::array<Handler, 4>& handlers);
     void mergePanelMenus();
     void connectHandlers();
+    BurnDialogContext burnDialogContext();
 
     std::unique_ptr<Ui::Form1> m_ui;
     Form1Components m_components;

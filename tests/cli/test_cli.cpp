@@ -3,6 +3,7 @@
 #include "app/cli/ConvertCommand.h"
 #include "backends/media/Codecs.h"
 #include "backends/media/MediaProbe.h"
+#include "tests/cli/CliProcess.h"
 #include "tests/media/MediaTestSupport.h"
 
 #include <QDeadlineTimer>
@@ -16,25 +17,6 @@
 #include <unistd.h>
 
 namespace {
-
-struct Run {
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
-
-Run finish(QProcess& process) {
-    Run result;
-    if (!process.waitForFinished(60000)) {
-        process.kill();
-        process.waitForFinished();
-        return result;
-    }
-    result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    result.out = QString::fromLocal8Bit(process.readAllStandardOutput());
-    result.err = QString::fromLocal8Bit(process.readAllStandardError());
-    return result;
-}
 
 Run run(const QStringList& arguments) {
     QProcess process;

@@ -1,5 +1,6 @@
 // melvane-cli recorders and burn as a user runs them: the built program as a child process,
 // burning files this test writes to the image recorder.
+#include "tests/cli/CliProcess.h"
 #include "tests/media/MediaTestSupport.h"
 
 #include <QProcess>
@@ -9,25 +10,6 @@
 #include <unistd.h>
 
 namespace {
-
-struct Run {
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
-
-Run finish(QProcess& process) {
-    Run result;
-    if (!process.waitForFinished(60000)) {
-        process.kill();
-        process.waitForFinished();
-        return result;
-    }
-    result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    result.out = QString::fromLocal8Bit(process.readAllStandardOutput());
-    result.err = QString::fromLocal8Bit(process.readAllStandardError());
-    return result;
-}
 
 // The program with arguments, after a shell line (such as "ulimit -f 100;") and through a
 // launcher (such as setpriv) when given.
