@@ -5,6 +5,7 @@
 #include "app/cli/InfoCommand.h"
 #include "app/cli/Interrupts.h"
 #include "app/cli/ProgressPrinter.h"
+#include "app/cli/RecordCommands.h"
 #include "app/cli/TocCommand.h"
 #include "backends/media/Codecs.h"
 #include "backends/media/MediaJob.h"
@@ -33,6 +34,8 @@ const char* const kToolHelp =
     "  info      show the type, duration and size of audio files\n"
     "  drives    list the CD drives\n"
     "  toc       show the tracks of the disc in a CD drive\n"
+    "  devices   list the capture devices (sound card inputs)\n"
+    "  record    record from a capture device to MP3 or WAV\n"
     "\n"
     "Options:\n"
     "  -h, --help      show this help\n"
@@ -256,10 +259,8 @@ int main(int argc, char** argv) {
         const char* name;
         int (*run)(const QStringList&);
     } commands[] = {
-        {"convert", runConvert},
-        {"info", runInfoCommand},
-        {"drives", runDrivesCommand},
-        {"toc", runTocCommand},
+        {"convert", runConvert}, {"info", runInfoCommand},       {"drives", runDrivesCommand},
+        {"toc", runTocCommand},  {"devices", runDevicesCommand}, {"record", runRecordCommand},
     };
     for (const auto& command : commands) {
         if (first != QLatin1String(command.name))

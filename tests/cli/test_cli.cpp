@@ -270,6 +270,14 @@ private Q_SLOTS:
             << "'-dash.wav' is not an option; a file whose name starts with '-' goes after '--'";
         QTest::newRow("info without files") << QStringList{"info"} << "no files";
         QTest::newRow("info unknown option") << QStringList{"info", "--long", "a.wav"} << "long";
+        const QString take = path(QStringLiteral("usage/take.mp3"));
+        QTest::newRow("record without a file") << QStringList{"record"} << "no output file";
+        QTest::newRow("record to flac") << QStringList{"record", "--to", "flac", take} << "flac";
+        QTest::newRow("record bit rate")
+            << QStringList{"record", "--bitrate", "400", take} << "--bitrate '400'";
+        QTest::newRow("record length")
+            << QStringList{"record", "--seconds", "-1", take} << "--seconds '-1'";
+        QTest::newRow("devices with arguments") << QStringList{"devices", "x"} << "no arguments";
     }
 
     // Usage errors exit 2 with the reason on standard error, before any file is touched.
@@ -323,6 +331,36 @@ private Q_SLOTS:
                             {"convert", "--to", "mp3", "--out", out, m_tone, m_second});
         QCOMPARE(r.exitCode, 0);
         QCOMPARE(folderEntries(out), QStringList({"second.mp3", "tone.mp3"}));
+    }
+
+    // On the test audio server: devices lists its sine source as the default; record takes
+    // exactly the length asked for, or what came before an interrupt, and the file is complete.
+    void records() {
+        Run r = run({"devices"});
+        QCOMPARE(r.exitCode, 0);
+        QVERIFY2(r.out.contains("melvane_sine\tSine source at 440 Hz\tdefault\n"),
+                 qPrintable(r.out));
+        const QString mp3 = path(QStringLiteral("recorded/Recordings/take.mp3"));
+        r = run({"record", "--seconds", "3", mp3});
+        QCOMPARE(r.exitCode, 0);
+        QVERIFY2(r.out.contains("Recorded 0:03:0 into " + mp3), qPrintable(r.out + r.err));
+        const MediaFacts facts = probeMediaFile(mp3);
+        QVERIFY2(std::abs(facts.duration - 3.0) < 0.06,
+                 qPrintable(QString::number(facts.duration)));
+        QVERIFY(std::abs(decodeFile(mp3).frequency(0) - 440.0) < 5.0);
+
+        const QString wav = path(QStringLiteral("recorded/stopped.wav"));
+        QProcess process;
+        process.start(QStringLiteral(MELVANE_CLI), {"record", "--device", "melvane_sine", wav});
+        QTest::qWait(5000); // the sine source delivers two seconds at a time
+        ::kill(pid_t(process.processId()), SIGINT);
+        r = finish(process);
+        QCOMPARE(r.exitCode, 0);
+        QVERIFY(probeMediaFile(wav).duration >= 1.9);
+        QCOMPARE(probeMediaFile(wav).codecName, QStringLiteral("pcm_s16le"));
+        r = run({"record", "--device", "nowhere", path(QStringLiteral("recorded/x.mp3"))});
+        QCOMPARE(r.exitCode, 1);
+        QVERIFY2(r.err.contains("\"nowhere\" is not there"), qPrintable(r.err));
     }
 
     void signalsLeaveNothing_data() {
