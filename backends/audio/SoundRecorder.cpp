@@ -83,20 +83,27 @@ struct SoundRecorder::Run {
     QString lostReason;
 };
 
-SoundRecorder::SoundRecorder(QObject* parent) : Record(parent) {
+SoundRecorder::SoundRecorder(QObject* parent)
+    : Record(parent), m_captureAnchor(std::make_unique<QObject>()) {
     m_captureThread.setObjectName(QStringLiteral("capture"));
+    m_captureAnchor->moveToThread(&m_captureThread);
 }
 
 SoundRecorder::~SoundRecorder() {
+    // Shutdown is the one time to wait for workers: the recording must not be lost, and the
+    // capture must have let go of its device.
     if (m_run) {
         endCapture();
         if (!m_run->stopping)
             m_run->job->stop();
-        // Shutdown is the one time to wait for a worker: the recording must not be lost.
         m_run->saved.wait_for(kSaveWait);
     }
-    m_captureThread.quit();
-    m_captureThread.wait();
+    if (m_captureThread.isRunning()) {
+        QMetaObject::invokeMethod(
+            m_captureAnchor.get(), [] {}, Qt::BlockingQueuedConnection);
+        m_captureThread.quit();
+        m_captureThread.wait();
+    }
 }
 
 bool SoundRecorder::IsRecording() const {

@@ -64,6 +64,8 @@ private:
     QString m_device;
 
     QThread m_captureThread;
+    // Lives on the capture thread: a call to it comes after every call posted there before.
+    std::unique_ptr<QObject> m_captureAnchor;
     std::unique_ptr<Run> m_run; // from StartRecording until the job has reported
     double m_lastRecordedTime = 0;
     double m_maximumSeconds = 0;

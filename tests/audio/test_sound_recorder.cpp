@@ -219,6 +219,18 @@ private Q_SLOTS:
                  qPrintable(QString::number(duration)));
     }
 
+    // A recorder that goes away while recording (the program closing) saves the file first.
+    void savedAtShutdown() {
+        const QString path = m_dir.filePath(QStringLiteral("shutdown.mp3"));
+        {
+            SoundRecorder recorder;
+            recorder.setFileName(path);
+            recorder.StartRecording();
+            QTRY_VERIFY_WITH_TIMEOUT(recorder.RecordedTime() >= 2000, kAudioWait);
+        }
+        QVERIFY(probeMediaFile(path).duration >= 1.9);
+    }
+
     // Played while it is being recorded, the file plays what was recorded so far; afterwards
     // the finished file plays to its end. The position moves while playing and holds while
     // paused.
