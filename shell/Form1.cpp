@@ -8,10 +8,12 @@
 #include "shell/common/ErrorBoundary.h"
 #include "ui_Form1.h"
 #include "volume/VolumeControl.h"
+#include "volume/VolumeMixer.h"
 
 #include <QCloseEvent>
 #include <QDir>
 #include <QMenu>
+#include <QMenuBar>
 
 using ErrorBoundary::guarded;
 using ErrorBoundary::handler;
@@ -32,8 +34,11 @@ Form1::Form1(Form1Components components, QWidget* parent)
         m_ui->panelHost->addWidget(panel);
         panel->hide();
     }
-    VolumeControl1 = new VolumeControl(m_ui->centralwidget);
-    VolumeControl1->hide();
+    // The speaker sits in the menu bar's corner, in every mode; it is enabled in convert mode.
+    m_volumeMixer = std::make_unique<VolumeMixer>(*c.mixer);
+    VolumeControl1 = new VolumeControl(*m_volumeMixer, m_ui->menubar);
+    VolumeControl1->ReadProperties({});
+    m_ui->menubar->setCornerWidget(VolumeControl1, Qt::TopRightCorner);
     mergePanelMenus();
     connectHandlers();
 }
@@ -41,6 +46,8 @@ Form1::Form1(Form1Components components, QWidget* parent)
 Form1::~Form1() {
     ErrorBoundary::setMessageBox(nullptr);
     delete m_recorder.data();
+    // It closes the mixer module on its way out, which must still be there.
+    delete VolumeControl1;
 }
 
 void Form1::mergePanelMenus() {

@@ -4,6 +4,7 @@
 #include "app/cli/DrivesCommand.h"
 #include "app/cli/InfoCommand.h"
 #include "app/cli/Interrupts.h"
+#include "app/cli/MixerCommand.h"
 #include "app/cli/ProgressPrinter.h"
 #include "app/cli/TocCommand.h"
 #include "backends/media/Codecs.h"
@@ -29,6 +30,7 @@ const char* const kToolHelp =
     "  info      show the type, duration and size of audio files\n"
     "  drives    list the CD drives\n"
     "  toc       show the tracks of the disc in a CD drive\n"
+    "  mixer     show or set the volume and mute of a mixer line\n"
     "\n"
     "Options:\n"
     "  -h, --help      show this help\n"
@@ -206,6 +208,8 @@ int main(int argc, char** argv) {
             return runDrivesCommand(arguments.mid(1));
         if (first == QLatin1String("toc"))
             return runTocCommand(arguments.mid(1));
+        if (first == QLatin1String("mixer"))
+            return runMixerCommand(arguments.mid(1));
     } catch (const std::exception& e) {
         print(stderr, QStringLiteral("melvane-cli: %1\n").arg(QString::fromUtf8(e.what())));
         return 1;
