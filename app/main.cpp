@@ -2,6 +2,7 @@
 #include "backends/audio/FilterGraph.h"
 #include "backends/audio/MixerDevices.h"
 #include "backends/media/Codecs.h"
+#include "backends/media/MediaJob.h"
 #include "backends/qt/QtBackends.h"
 #include "components/Error.h"
 #include "shell/Form1.h"
@@ -67,5 +68,9 @@ int main(int argc, char** argv) {
         return startupFailed(QString::fromLocal8Bit(e.what()));
     }
     form->show();
-    return app.exec();
+    const int code = app.exec();
+    form.reset();
+    // Jobs cancelled on the way out finish removing their temporary files.
+    MediaJob::waitForAll(10000);
+    return code;
 }

@@ -107,6 +107,7 @@ void Form1::Form_Load() {
     m_components.skin->ApplySkin(this);
     filterGraph.reset();
     filterGraph = m_components.makeFilterGraph();
+    connect(filterGraph.get(), &FilgraphManager::Failed, this, &ErrorBoundary::report);
     VolumeControl1->setDeviceToControl(0);
     m_components.mEnc->setEncoderSwitch(1);
     m_components.waEnc->setBitrate(128000.0);

@@ -107,26 +107,28 @@ void ConvertCommand::startFile(const QString& source, const QString& output) {
                                    "same name")
                         .arg(output, earlier.value(), source));
 
+    const QString alias = m_request.openAs.value(m_index);
+    const QString input = alias.isEmpty() ? source : alias;
     const double bitsPerSecond = m_request.bitrateKbps * 1000.0;
     switch (target) {
     case ConvertRequest::Target::Mp3:
         m_codecs.mEnc->setEncoderSwitch(m_request.encoderSwitch);
         m_codecs.mEnc->setBitrate(bitsPerSecond);
-        m_codecs.mEnc->setInputFile(source);
+        m_codecs.mEnc->setInputFile(input);
         m_codecs.mEnc->setOutputFile(output);
         m_codecs.mEnc->Encode();
         break;
     case ConvertRequest::Target::Wma:
         m_codecs.waEnc->setBitrate(bitsPerSecond);
-        m_codecs.waEnc->Encode(source, output);
+        m_codecs.waEnc->Encode(input, output);
         break;
     case ConvertRequest::Target::Wav:
         if (ending == QLatin1String("wma")) {
-            m_codecs.waDec->setInputFile(source);
+            m_codecs.waDec->setInputFile(input);
             m_codecs.waDec->setOutputFile(output);
             m_codecs.waDec->Decode();
         } else {
-            m_codecs.mDec->setInputFile(source);
+            m_codecs.mDec->setInputFile(input);
             m_codecs.mDec->setOutputFile(output);
             m_codecs.mDec->Decode();
         }
@@ -144,8 +146,10 @@ void ConvertCommand::onProgress(double percent) {
     }
     m_running = false;
     m_outputs.insert(m_currentOutput, m_request.files[m_index]);
+    ++m_converted;
     m_printer.done();
-    next();
+    if (!m_interrupted)
+        next();
 }
 
 void ConvertCommand::onFailed(const QString& message) {
@@ -153,18 +157,22 @@ void ConvertCommand::onFailed(const QString& message) {
         return;
     m_running = false;
     fail(message);
-    next();
+    if (!m_interrupted)
+        next();
 }
 
 void ConvertCommand::fail(const QString& reason) {
     m_printer.failed();
-    m_failures << QStringLiteral("%1: %2").arg(m_request.files[m_index], reason);
+    const QString& name = m_request.files[m_index];
+    QString text = reason;
+    if (const QString alias = m_request.openAs.value(m_index); !alias.isEmpty())
+        text.replace(alias, name);
+    m_failures << QStringLiteral("%1: %2").arg(name, text);
 }
 
 void ConvertCommand::cancelRunning() {
     if (!m_running)
         return;
-    m_running = false;
     m_codecs.mEnc->Cancel();
     m_codecs.mDec->Cancel();
     m_codecs.waEnc->Cancel();
@@ -172,13 +180,27 @@ void ConvertCommand::cancelRunning() {
 }
 
 void ConvertCommand::interrupt(int signalNumber) {
+    if (m_ended || m_interrupted)
+        return;
+    m_interrupted = true;
+    cancelRunning();
+    // A file that was complete when the signal came still reports its 100, queued before this.
+    QMetaObject::invokeMethod(
+        this, [this, signalNumber] { endInterrupted(signalNumber); }, Qt::QueuedConnection);
+}
+
+void ConvertCommand::endInterrupted(int signalNumber) {
     if (m_ended)
         return;
     if (m_running)
         m_printer.interrupted();
-    cancelRunning();
+    m_running = false;
+    const qsizetype left = m_request.files.size() - m_converted - m_failures.size();
+    if (left == 0) {
+        end();
+        return;
+    }
     m_ended = true;
-    const qsizetype left = m_request.files.size() - std::max(m_index, 0);
     printError(QStringLiteral("melvane-cli: interrupted; %1 of %2 file(s) not converted")
                    .arg(left)
                    .arg(m_request.files.size()));

@@ -19,6 +19,9 @@ struct ConvertRequest {
     qint16 encoderSwitch = 0; // MEnc's meaning: 0 = LAME, 1 = shine
     QString outputFolder;
     QStringList files;
+    // What to open for files[i] when it differs from the name: a name that is not valid UTF-8
+    // reaches us spoilt, so the file is opened through /proc/self/fd instead.
+    QStringList openAs;
 };
 
 // The codecs the command drives; app code hands in the real ones.
@@ -40,7 +43,8 @@ public:
 
     // Starts the first file; the rest follows from the event loop.
     void start();
-    // Cancels the running file (its temporary output is removed) and ends the batch.
+    // Cancels the running file (its temporary output is removed) and ends the batch. A file
+    // whose output was already in place counts as converted.
     void interrupt(int signalNumber);
 
     // The output path for a source: its whole file name with the three-letter ending replaced,
@@ -60,6 +64,7 @@ private:
     void fail(const QString& reason);
     void cancelRunning();
     void end();
+    void endInterrupted(int signalNumber);
     void reportFailures() const;
 
     ConvertRequest m_request;
@@ -68,6 +73,8 @@ private:
     int m_index = -1;
     bool m_running = false;
     bool m_ended = false;
+    bool m_interrupted = false;
+    int m_converted = 0;
     QString m_extension;
     // Outputs of this run and their sources, so a second source of the same name cannot
     // replace a file the run has just written.

@@ -12,7 +12,8 @@
 namespace {
 
 int signalSockets[2] = {-1, -1};
-constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
+// Every signal whose default would end the program without a word: each cancels cleanly.
+constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGUSR1, SIGUSR2, SIGALRM};
 
 void onSignal(int signalNumber) {
     const int saved = errno;

@@ -8,12 +8,16 @@
 #include "app/cli/ProgressPrinter.h"
 #include "app/cli/TocCommand.h"
 #include "backends/media/Codecs.h"
+#include "backends/media/MediaJob.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
+#include <QFile>
 #include <QFileInfo>
+#include <QHash>
 #include <cstdio>
 #include <exception>
+#include <fcntl.h>
 #include <optional>
 
 namespace {
@@ -52,6 +56,28 @@ int usageError(const QString& command, const QString& message) {
     return kUsageError;
 }
 
+// Names given on the command line that are not valid UTF-8 arrive spoilt (Qt's strings are
+// Unicode), so their files could not be found. Each such file is opened once, by its original
+// bytes, and read through /proc/self/fd instead. Returns the path to open per name; empty for
+// names that need nothing.
+QHash<QString, QByteArray> g_rawArguments;
+
+QStringList openPaths(const QStringList& names) {
+    QStringList paths;
+    bool any = false;
+    for (const QString& name : names) {
+        QString path;
+        if (const auto raw = g_rawArguments.constFind(name); raw != g_rawArguments.constEnd()) {
+            const int fd = ::open(raw->constData(), O_PATH | O_CLOEXEC);
+            if (fd >= 0)
+                path = QStringLiteral("/proc/self/fd/%1").arg(fd);
+        }
+        any |= !path.isEmpty();
+        paths << path;
+    }
+    return any ? paths : QStringList();
+}
+
 // Adds -h/--help and parses a command's arguments (the first one is the command's name).
 // Returns an exit code when the command should not run: help shown, or a usage error.
 std::optional<int> parseCommand(QCommandLineParser& parser, const QStringList& arguments,
@@ -60,8 +86,22 @@ std::optional<int> parseCommand(QCommandLineParser& parser, const QStringList& a
     const QCommandLineOption helpOption({QStringLiteral("h"), QStringLiteral("help")},
                                         QStringLiteral("Show this help."));
     parser.addOption(helpOption);
-    if (!parser.parse(arguments))
+    // "-dash.wav" is one unknown option, not the options d, a, s ...
+    parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
+    if (!parser.parse(arguments)) {
+        const QStringList unknown = parser.unknownOptionNames();
+        for (const QString& argument : arguments.mid(1)) {
+            if (argument == QLatin1String("--"))
+                break;
+            if (argument.startsWith(u'-') && !argument.startsWith(QLatin1String("--")) &&
+                unknown.contains(argument.mid(1)) && argument.contains(u'.'))
+                return usageError(command, QStringLiteral("'%1' is not an option; a file whose "
+                                                          "name starts with '-' goes after "
+                                                          "'--', as in: melvane-cli %2 ... -- %1")
+                                               .arg(argument, command));
+        }
         return usageError(command, parser.errorText());
+    }
     if (!parser.isSet(helpOption))
         return std::nullopt;
     // Qt's help starts with the path the program was started by; show what to type instead.
@@ -140,7 +180,14 @@ int runConvert(const QStringList& arguments) {
     if (!parser.isSet(out))
         return usageError(command, QStringLiteral("missing --out: give the output folder"));
     request.outputFolder = parser.value(out);
-    if (!QFileInfo(request.outputFolder).isDir())
+    const QFileInfo folder(request.outputFolder);
+    if (request.outputFolder.isEmpty())
+        return usageError(command, QStringLiteral("--out is empty: give the output folder"));
+    if (folder.exists() && !folder.isDir())
+        return usageError(
+            command,
+            QStringLiteral("--out names %1, which is not a folder").arg(request.outputFolder));
+    if (!folder.exists())
         return usageError(
             command,
             QStringLiteral("the output folder %1 does not exist").arg(request.outputFolder));
@@ -148,6 +195,7 @@ int runConvert(const QStringList& arguments) {
     request.files = parser.positionalArguments();
     if (request.files.isEmpty())
         return usageError(command, QStringLiteral("no files to convert"));
+    request.openAs = openPaths(request.files);
 
     ConvertCodecs codecs;
     codecs.mEnc = std::make_unique<Mp3Encoder>();
@@ -183,7 +231,7 @@ int runInfoCommand(const QStringList& arguments) {
     if (files.isEmpty())
         return usageError(command, QStringLiteral("no files to describe"));
     MediaInfo x;
-    return runInfo(x, files);
+    return runInfo(x, files, openPaths(files));
 }
 
 } // namespace
@@ -194,25 +242,40 @@ int main(int argc, char** argv) {
     QCoreApplication::setApplicationVersion(
         QStringLiteral("%1.%2").arg(MELVANE_VERSION_MAJOR).arg(MELVANE_VERSION_MINOR));
 
+    for (int i = 1; i < argc; ++i) {
+        const QByteArray raw(argv[i]);
+        const QString name = QFile::decodeName(raw);
+        if (QFile::encodeName(name) != raw)
+            g_rawArguments.insert(name, raw);
+    }
     QStringList arguments = QCoreApplication::arguments();
     // "help COMMAND" is "COMMAND --help".
     if (arguments.value(1) == QLatin1String("help") && arguments.size() > 2)
         arguments = {arguments[0], arguments[2], QStringLiteral("--help")};
     const QString first = arguments.value(1);
-    try {
-        if (first == QLatin1String("convert"))
-            return runConvert(arguments.mid(1));
-        if (first == QLatin1String("info"))
-            return runInfoCommand(arguments.mid(1));
-        if (first == QLatin1String("drives"))
-            return runDrivesCommand(arguments.mid(1));
-        if (first == QLatin1String("toc"))
-            return runTocCommand(arguments.mid(1));
-        if (first == QLatin1String("mixer"))
-            return runMixerCommand(arguments.mid(1));
-    } catch (const std::exception& e) {
-        print(stderr, QStringLiteral("melvane-cli: %1\n").arg(QString::fromUtf8(e.what())));
-        return 1;
+    // Each command: its name and what runs it with the arguments from its name on.
+    const struct {
+        const char* name;
+        int (*run)(const QStringList&);
+    } commands[] = {
+        {"convert", runConvert},
+        {"info", runInfoCommand},
+        {"drives", runDrivesCommand},
+        {"toc", runTocCommand},
+        {"mixer", runMixerCommand},
+    };
+    for (const auto& command : commands) {
+        if (first != QLatin1String(command.name))
+            continue;
+        int code = 1;
+        try {
+            code = command.run(arguments.mid(1));
+        } catch (const std::exception& e) {
+            print(stderr, QStringLiteral("melvane-cli: %1\n").arg(QString::fromUtf8(e.what())));
+        }
+        // Cancelled jobs finish removing their temporary files.
+        MediaJob::waitForAll(10000);
+        return code;
     }
     if (first == QLatin1String("-h") || first == QLatin1String("--help") ||
         first == QLatin1String("help")) {

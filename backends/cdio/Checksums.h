@@ -16,6 +16,7 @@ public:
 
     PcmFormat format() const override { return PcmFormat::cdAudio(); }
     void write(const qint16* buffer, qint64 frames) override;
+    void finish() override {}
     void commit() override {}
 
     quint32 crc32() const;

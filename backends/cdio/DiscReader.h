@@ -44,7 +44,7 @@ public:
     qint64 read(qint16* buffer, qint64 maxFrames) override;
 
     // Ends a read in progress as soon as the drive answers, and every later one, with Error.
-    void interrupt();
+    void interrupt() override;
     // Sectors delivered so far, and in all.
     qint32 currentSector() const;
     qint32 totalSectors() const;

@@ -1,22 +1,20 @@
 #include "backends/media/EncodedSink.h"
 
+#include "backends/media/CodecPolicy.h"
 #include "backends/media/Ffmpeg.h"
 #include "backends/media/InputFile.h"
+#include "backends/media/OutputFile.h"
 #include "backends/media/ParallelEncoder.h"
+#include "backends/media/SampleConverter.h"
 #include "components/Error.h"
 
 extern "C" {
 #include <libavutil/intreadwrite.h>
 }
 
-#include <QFile>
-#include <QFileInfo>
-#include <QRandomGenerator>
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
-#include <cstring>
-#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 using media::writeError;
@@ -25,15 +23,40 @@ namespace {
 
 // Frames per encoder call when the codec takes any size (PCM).
 constexpr int kVariableFrameSize = 4096;
+constexpr int kIoBufferBytes = 1 << 16;
 
-struct OutputContextDeleter {
-    void operator()(AVFormatContext* p) const {
-        if (p->pb)
-            avio_closep(&p->pb);
-        avformat_free_context(p);
+#if LIBAVFORMAT_VERSION_MAJOR < 61
+using IoBytes = uint8_t*;
+#else
+using IoBytes = const uint8_t*;
+#endif
+
+// FFmpeg writes the container through these, into the OutputFile. C callbacks: no exceptions.
+int writeToFile(void* opaque, IoBytes data, int size) noexcept {
+    const int err = static_cast<OutputFile*>(opaque)->writeAll(data, size_t(size));
+    return err ? AVERROR(err) : size;
+}
+
+int64_t seekInFile(void* opaque, int64_t offset, int whence) noexcept {
+    const int fd = static_cast<OutputFile*>(opaque)->fd();
+    if (whence & AVSEEK_SIZE) {
+        struct stat info {};
+        return ::fstat(fd, &info) == 0 ? int64_t(info.st_size) : AVERROR(errno);
+    }
+    const off_t at = ::lseek(fd, off_t(offset), whence & ~AVSEEK_FORCE);
+    return at < 0 ? AVERROR(errno) : int64_t(at);
+}
+
+struct IoDeleter {
+    void operator()(AVIOContext* p) const {
+        av_freep(&p->buffer);
+        avio_context_free(&p);
     }
 };
-using OutputContext = std::unique_ptr<AVFormatContext, OutputContextDeleter>;
+
+struct OutputContextDeleter {
+    void operator()(AVFormatContext* p) const { avformat_free_context(p); }
+};
 
 struct SampleBufferDeleter {
     void operator()(uint8_t** p) const {
@@ -42,93 +65,34 @@ struct SampleBufferDeleter {
     }
 };
 
-const char* containerName(OutputCodec codec) {
-    switch (codec) {
-    case OutputCodec::Mp3Lame:
-    case OutputCodec::Mp3Shine:
-        return "mp3";
-    case OutputCodec::Wma:
-        return "asf";
-    case OutputCodec::Wav:
-        break;
-    }
-    return "wav";
-}
-
-QString strerrorText(int err) {
-    return QString::fromLocal8Bit(std::strerror(err));
-}
-
-// MP3 has a fixed list of bit rates per MPEG version; take the nearest, the higher one on a tie.
-qint64 nearestMp3BitRate(qint64 wanted, int sampleRate) {
-    static constexpr int mpeg1[] = {32, 40, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320};
-    static constexpr int mpeg2[] = {8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160};
-    const int* table = sampleRate >= 32000 ? mpeg1 : mpeg2;
-    qint64 best = table[0] * 1000LL;
-    for (int i = 0; i < 14; ++i) {
-        const qint64 rate = table[i] * 1000LL;
-        if (std::llabs(rate - wanted) <= std::llabs(best - wanted))
-            best = rate;
-    }
-    return best;
-}
-
-int chooseSampleRate(const AVCodec* codec, OutputCodec kind, int rate) {
-    if (kind == OutputCodec::Wma && rate > 48000) // wmav2 stops at 48 kHz
-        return rate % 11025 == 0 ? 44100 : 48000;
-    // libshine announces 32 kHz too, but writes frames no decoder accepts at most bit rates there.
-    static constexpr int shineRates[] = {44100, 48000, 0};
-    const int* rates = kind == OutputCodec::Mp3Shine ? shineRates : codec->supported_samplerates;
-    if (!rates)
-        return rate;
-    int best = rates[0];
-    for (const int* r = rates; *r; ++r) {
-        if (std::abs(*r - rate) < std::abs(best - rate))
-            best = *r;
-    }
-    return best;
-}
-
-AVSampleFormat chooseSampleFormat(const AVCodec* codec) {
-    if (!codec->sample_fmts)
-        return AV_SAMPLE_FMT_S16;
-    for (AVSampleFormat wanted : {AV_SAMPLE_FMT_S16, AV_SAMPLE_FMT_S16P}) {
-        for (const AVSampleFormat* f = codec->sample_fmts; *f != AV_SAMPLE_FMT_NONE; ++f) {
-            if (*f == wanted)
-                return wanted;
-        }
-    }
-    return codec->sample_fmts[0];
-}
-
 } // namespace
 
 struct EncodedSink::Impl {
     QString path;
-    QString temporary;
     Options options;
+    const CodecPolicy* policy = nullptr;
     PcmFormat input;
     PcmFormat encoded;
     ffmpeg::CodecContext encoder; // its settings describe the stream; it encodes without threads
     qint64 bitRate = 0;
     std::unique_ptr<ParallelEncoder> parallel;
-    OutputContext output;
+    std::unique_ptr<OutputFile> file;
+    std::unique_ptr<AVIOContext, IoDeleter> io;
+    std::unique_ptr<AVFormatContext, OutputContextDeleter> output;
     AVStream* stream = nullptr;
-    ffmpeg::Resampler resampler;
+    std::unique_ptr<SampleConverter> converter;
+    bool copyInput = false;
     ffmpeg::Fifo fifo;
     ffmpeg::Frame frame = ffmpeg::makeFrame();
     ffmpeg::Packet packet = ffmpeg::makePacket();
     int frameSize = kVariableFrameSize;
-    // Silence around the audio where an encoder would otherwise lose its edges.
+    // Silence before the audio, for an encoder that would otherwise lose its first samples.
     int leadIn = 0;
-    int tailFrames = 0;
-    // Encoder delay that the file's gapless information must tell decoders to skip, for an
-    // encoder whose FFmpeg wrapper does not say it; 0 when not needed.
-    int gaplessDelay = 0;
     ffmpeg::Packet held = ffmpeg::makePacket();
     qint64 packetsOut = 0;
     qint64 realSamples = 0; // encoder-rate samples of real audio handed to the encoder
     int64_t nextPts = 0;
+    bool finished = false;
     bool committed = false;
     bool failed = false;
 
@@ -138,43 +102,9 @@ struct EncodedSink::Impl {
 
     [[noreturn]] void fail(const QString& reason) {
         failed = true;
+        if (file)
+            file->discard();
         throw Error(writeError(path, reason));
-    }
-
-    void discard() {
-        if (output && output->pb)
-            avio_closep(&output->pb);
-        if (!temporary.isEmpty())
-            ::unlink(QFile::encodeName(temporary).constData());
-        temporary.clear();
-    }
-
-    void createTemporary() {
-        const QFileInfo info(path);
-        const QString folder = info.absolutePath();
-        const QFileInfo folderInfo(folder);
-        if (!folderInfo.exists())
-            fail(QStringLiteral("the folder %1 does not exist").arg(folder));
-        if (!folderInfo.isDir())
-            fail(QStringLiteral("%1 is not a folder").arg(folder));
-        if (info.isDir())
-            fail(QStringLiteral("it is a folder"));
-        for (int attempt = 0;; ++attempt) {
-            temporary = QStringLiteral("%1/.%2.%3.part")
-                            .arg(folder, info.fileName())
-                            .arg(QRandomGenerator::global()->generate(), 8, 16, QLatin1Char('0'));
-            const int fd = ::open(QFile::encodeName(temporary).constData(),
-                                  O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-            if (fd >= 0) {
-                ::close(fd);
-                return;
-            }
-            if (errno != EEXIST || attempt == 16) {
-                const int err = errno;
-                temporary.clear();
-                fail(strerrorText(err));
-            }
-        }
     }
 
     // A fresh encoder with this sink's settings; raises Error when it refuses them.
@@ -182,7 +112,7 @@ struct EncodedSink::Impl {
         ffmpeg::CodecContext context(avcodec_alloc_context3(codec));
         if (!context)
             fail(QStringLiteral("out of memory"));
-        context->sample_fmt = chooseSampleFormat(codec);
+        context->sample_fmt = CodecPolicy::sampleFormat(codec);
         context->sample_rate = encoded.sampleRate;
         av_channel_layout_default(&context->ch_layout, encoded.channels);
         context->time_base = {1, encoded.sampleRate};
@@ -204,25 +134,16 @@ struct EncodedSink::Impl {
     }
 
     void openEncoder() {
-        const char* name = EncodedSink::encoderName(options.codec);
-        const AVCodec* codec = avcodec_find_encoder_by_name(name);
+        const AVCodec* codec = avcodec_find_encoder_by_name(policy->encoder);
         if (!codec)
-            fail(QStringLiteral("this FFmpeg has no %1 encoder").arg(QString::fromUtf8(name)));
-
-        encoded.sampleRate = chooseSampleRate(codec, options.codec, input.sampleRate);
-        encoded.channels =
-            options.codec == OutputCodec::Wav ? input.channels : std::min(input.channels, 2);
-        if (options.codec != OutputCodec::Wav) {
-            if (options.bitRate <= 0)
-                fail(QStringLiteral("%1 bit/s is not a valid bit rate").arg(options.bitRate));
-            bitRate = options.codec == OutputCodec::Wma
-                          ? options.bitRate
-                          : nearestMp3BitRate(options.bitRate, encoded.sampleRate);
-            // The same flaw in libshine hits mono at 320 kbit/s and 44.1 kHz.
-            if (options.codec == OutputCodec::Mp3Shine && encoded.channels == 1 &&
-                encoded.sampleRate == 44100 && bitRate > 256000)
-                bitRate = 256000;
-        }
+            fail(QStringLiteral("this FFmpeg has no %1 encoder")
+                     .arg(QString::fromUtf8(policy->encoder)));
+        encoded.sampleRate = policy->sampleRate(codec, input.sampleRate);
+        encoded.channels = policy->maxChannels > 0 ? std::min(input.channels, policy->maxChannels)
+                                                   : input.channels;
+        if (policy->hasBitRate && options.bitRate <= 0)
+            fail(QStringLiteral("%1 bit/s is not a valid bit rate").arg(options.bitRate));
+        bitRate = policy->bitRate(options.bitRate, encoded.sampleRate, encoded.channels);
         encoder = makeEncoder(codec);
         const bool variable =
             (codec->capabilities & AV_CODEC_CAP_VARIABLE_FRAME_SIZE) || encoder->frame_size <= 0;
@@ -231,25 +152,16 @@ struct EncodedSink::Impl {
         // it, so lead in with that much silence to keep the first samples.
         if (!(codec->capabilities & AV_CODEC_CAP_DELAY))
             leadIn = std::min(encoder->initial_padding, frameSize);
-        // shine holds back about a frame and a half (1056 samples, measured): two frames of
-        // silence bring out the end, and the LAME tag tells decoders what to trim.
-        if (options.codec == OutputCodec::Mp3Shine) {
-            tailFrames = 2;
-            gaplessDelay = 1056;
-        }
-        // PCM costs nothing to encode; any real encoder gets threads of its own.
-        if (options.parallel && options.codec != OutputCodec::Wav)
-            parallel = std::make_unique<ParallelEncoder>([&] { return makeEncoder(codec); },
-                                                         ParallelEncoder::suits(codec), 2);
+        if (options.parallel && policy->independentFrames && ParallelEncoder::suits(codec))
+            parallel = std::make_unique<ParallelEncoder>([&] { return makeEncoder(codec); }, 2);
     }
 
     void openOutput() {
         AVFormatContext* raw = nullptr;
-        int ret =
-            avformat_alloc_output_context2(&raw, nullptr, containerName(options.codec), nullptr);
+        int ret = avformat_alloc_output_context2(&raw, nullptr, policy->container, nullptr);
         if (ret < 0 || !raw)
             fail(QStringLiteral("FFmpeg cannot write %1 files")
-                     .arg(QString::fromUtf8(containerName(options.codec))));
+                     .arg(QString::fromUtf8(policy->container)));
         output.reset(raw);
         openEncoder();
 
@@ -264,9 +176,16 @@ struct EncodedSink::Impl {
             av_dict_set(&raw->metadata, it.key().toUtf8().constData(),
                         it.value().toUtf8().constData(), 0);
 
-        ret = avio_open(&raw->pb, ffmpeg::fileUrl(temporary).constData(), AVIO_FLAG_WRITE);
-        if (ret < 0)
-            fail(ffmpeg::errorText(ret));
+        auto* buffer = static_cast<unsigned char*>(av_malloc(kIoBufferBytes));
+        io.reset(buffer ? avio_alloc_context(buffer, kIoBufferBytes, 1, file.get(), nullptr,
+                                             writeToFile, seekInFile)
+                        : nullptr);
+        if (!io) {
+            av_free(buffer);
+            fail(QStringLiteral("out of memory"));
+        }
+        raw->pb = io.get();
+        raw->flags |= AVFMT_FLAG_CUSTOM_IO;
         ffmpeg::clearLastLog();
         ret = avformat_write_header(raw, nullptr);
         if (ret < 0)
@@ -274,34 +193,35 @@ struct EncodedSink::Impl {
     }
 
     void openConverter() {
-        if (encoder->sample_fmt != AV_SAMPLE_FMT_S16 || encoded.sampleRate != input.sampleRate ||
-            encoded.channels != input.channels) {
-            AVChannelLayout inLayout = {};
-            av_channel_layout_default(&inLayout, input.channels);
-            SwrContext* swr = nullptr;
-            int ret = swr_alloc_set_opts2(&swr, &encoder->ch_layout, encoder->sample_fmt,
-                                          encoded.sampleRate, &inLayout, AV_SAMPLE_FMT_S16,
-                                          input.sampleRate, 0, nullptr);
-            av_channel_layout_uninit(&inLayout);
-            resampler.reset(swr);
-            if (ret >= 0)
-                ret = swr_init(swr);
-            if (ret < 0)
-                fail(QStringLiteral("the audio cannot be converted for the encoder (%1)")
-                         .arg(ffmpeg::errorText(ret)));
+        converter = std::make_unique<SampleConverter>(
+            SampleConverter::Format{encoder->sample_fmt, encoded.sampleRate, encoded.channels},
+            [this](const QString& why) {
+                return writeError(path, QStringLiteral("the audio cannot be converted for the "
+                                                       "encoder (%1)")
+                                            .arg(why));
+            });
+        try {
+            copyInput = converter->setInput(AV_SAMPLE_FMT_S16, input.sampleRate, input.channels);
+        } catch (const Error&) {
+            failed = true;
+            throw;
         }
         fifo.reset(av_audio_fifo_alloc(encoder->sample_fmt, encoded.channels, frameSize * 4));
-        frame->format = encoder->sample_fmt;
-        frame->sample_rate = encoded.sampleRate;
-        frame->nb_samples = frameSize;
-        if (!fifo || av_channel_layout_copy(&frame->ch_layout, &encoder->ch_layout) < 0 ||
-            av_frame_get_buffer(frame.get(), 0) < 0)
+        if (!fifo || !newFrameBuffer())
             fail(QStringLiteral("out of memory"));
         if (leadIn > 0) {
             av_samples_set_silence(frame->data, 0, leadIn, encoded.channels, encoder->sample_fmt);
             toFifo(reinterpret_cast<void**>(frame->data), leadIn);
             realSamples = 0;
         }
+    }
+
+    bool newFrameBuffer() {
+        frame->format = encoder->sample_fmt;
+        frame->sample_rate = encoded.sampleRate;
+        frame->nb_samples = frameSize;
+        return av_channel_layout_copy(&frame->ch_layout, &encoder->ch_layout) >= 0 &&
+               av_frame_get_buffer(frame.get(), 0) >= 0;
     }
 
     void ensureConverted(int samples) {
@@ -321,13 +241,29 @@ struct EncodedSink::Impl {
         realSamples += samples;
     }
 
+    // Converts and queues one piece of input; full frames go to the encoder.
+    void take(const qint16* buffer, int samples) {
+        if (copyInput) {
+            void* in = const_cast<qint16*>(buffer);
+            toFifo(&in, samples);
+        } else {
+            const int room = converter->outputRoom(samples);
+            ensureConverted(room);
+            const auto* in = reinterpret_cast<const uint8_t*>(buffer);
+            const int got = converter->convert(&in, samples, converted.get(), room);
+            toFifo(reinterpret_cast<void**>(converted.get()), got);
+        }
+        while (av_audio_fifo_size(fifo.get()) >= frameSize)
+            encodeFromFifo(frameSize, frameSize);
+    }
+
     void writePacket(AVPacket* p, qint64 discardAtEnd) {
-        if (gaplessDelay > 0 && (packetsOut == 0 || discardAtEnd >= 0)) {
+        if (policy->gaplessDelay > 0 && (packetsOut == 0 || discardAtEnd >= 0)) {
             // Edges to trim, as libmp3lame reports them; the MP3 muxer puts them in the LAME tag.
             uint8_t* skip = av_packet_new_side_data(p, AV_PKT_DATA_SKIP_SAMPLES, 10);
             if (!skip)
                 fail(QStringLiteral("out of memory"));
-            AV_WL32(skip, packetsOut == 0 ? uint32_t(gaplessDelay) : 0);
+            AV_WL32(skip, packetsOut == 0 ? uint32_t(policy->gaplessDelay) : 0);
             AV_WL32(skip + 4, uint32_t(std::max<qint64>(discardAtEnd, 0)));
         }
         p->stream_index = stream->index;
@@ -339,19 +275,8 @@ struct EncodedSink::Impl {
             fail(ffmpeg::errorText(ret));
     }
 
-    void writePackets() {
-        for (;;) {
-            const int ret = avcodec_receive_packet(encoder.get(), packet.get());
-            if (ret == AVERROR(EAGAIN) || ret == AVERROR_EOF)
-                return;
-            if (ret < 0)
-                encoderFailed(ret);
-            writeEncoded(packet.get());
-        }
-    }
-
     void writeEncoded(AVPacket* p) {
-        if (gaplessDelay == 0) {
+        if (policy->gaplessDelay == 0) {
             writePacket(p, -1);
             return;
         }
@@ -362,10 +287,10 @@ struct EncodedSink::Impl {
     }
 
     void writeHeldPacket() {
-        if (gaplessDelay == 0 || !held->data)
+        if (policy->gaplessDelay == 0 || !held->data)
             return;
         const qint64 coded = (packetsOut + 1) * qint64(frameSize);
-        writePacket(held.get(), coded - gaplessDelay - realSamples);
+        writePacket(held.get(), coded - policy->gaplessDelay - realSamples);
     }
 
     [[noreturn]] void encoderFailed(int code) {
@@ -390,10 +315,13 @@ struct EncodedSink::Impl {
             return;
         }
         ffmpeg::clearLastLog();
-        const int ret = avcodec_send_frame(encoder.get(), f);
+        int ret = avcodec_send_frame(encoder.get(), f);
         if (ret < 0)
             encoderFailed(ret);
-        writePackets();
+        while ((ret = avcodec_receive_packet(encoder.get(), packet.get())) >= 0)
+            writeEncoded(packet.get());
+        if (ret != AVERROR(EAGAIN) && ret != AVERROR_EOF)
+            encoderFailed(ret);
     }
 
     // Encodes one frame of `samples` from the FIFO, padded with silence up to `padTo`.
@@ -401,37 +329,29 @@ struct EncodedSink::Impl {
         // A frame still referenced by an encoder gets a new buffer, without copying the old.
         if (!av_frame_is_writable(frame.get())) {
             av_frame_unref(frame.get());
-            frame->format = encoder->sample_fmt;
-            frame->sample_rate = encoded.sampleRate;
-            frame->nb_samples = frameSize;
-            if (av_channel_layout_copy(&frame->ch_layout, &encoder->ch_layout) < 0 ||
-                av_frame_get_buffer(frame.get(), 0) < 0)
+            if (!newFrameBuffer())
                 fail(QStringLiteral("out of memory"));
         }
         frame->nb_samples = padTo;
-        const int got =
-            av_audio_fifo_read(fifo.get(), reinterpret_cast<void**>(frame->data), samples);
+        const int got = std::max(
+            0, av_audio_fifo_read(fifo.get(), reinterpret_cast<void**>(frame->data), samples));
         if (got < padTo)
-            av_samples_set_silence(frame->data, std::max(got, 0), padTo - std::max(got, 0),
-                                   encoded.channels, encoder->sample_fmt);
+            av_samples_set_silence(frame->data, got, padTo - got, encoded.channels,
+                                   encoder->sample_fmt);
         frame->pts = nextPts;
         nextPts += padTo;
         encode(frame.get());
     }
 
-    void drainFifo() {
-        while (av_audio_fifo_size(fifo.get()) >= frameSize)
-            encodeFromFifo(frameSize, frameSize);
-    }
-
-    void finish() {
-        if (resampler) {
-            const int room = swr_get_out_samples(resampler.get(), 0);
+    void complete() {
+        if (converter->isActive()) {
+            const int room = converter->outputRoom(0);
             if (room > 0) {
                 ensureConverted(room);
-                const int got = swr_convert(resampler.get(), converted.get(), room, nullptr, 0);
+                const int got = converter->drain(converted.get(), room);
                 toFifo(reinterpret_cast<void**>(converted.get()), got);
-                drainFifo();
+                while (av_audio_fifo_size(fifo.get()) >= frameSize)
+                    encodeFromFifo(frameSize, frameSize);
             }
         }
         const int rest = av_audio_fifo_size(fifo.get());
@@ -441,21 +361,24 @@ struct EncodedSink::Impl {
                 caps & (AV_CODEC_CAP_SMALL_LAST_FRAME | AV_CODEC_CAP_VARIABLE_FRAME_SIZE);
             encodeFromFifo(rest, shortOk || frameSize == kVariableFrameSize ? rest : frameSize);
         }
-        for (int i = 0; i < tailFrames; ++i)
+        for (int i = 0; i < policy->tailFrames; ++i)
             encodeFromFifo(0, frameSize);
         encode(nullptr);
         writeHeldPacket();
 
         int ret = av_write_trailer(output.get());
+        if (ret >= 0) {
+            avio_flush(io.get());
+            ret = io->error;
+        }
         if (ret < 0)
             fail(ffmpeg::errorText(ret));
-        ret = avio_closep(&output->pb);
-        if (ret < 0)
-            fail(ffmpeg::errorText(ret));
-        if (std::rename(QFile::encodeName(temporary).constData(),
-                        QFile::encodeName(path).constData()) != 0)
-            fail(strerrorText(errno));
-        committed = true;
+        try {
+            file->finish();
+        } catch (const Error&) {
+            failed = true;
+            throw;
+        }
     }
 };
 
@@ -464,6 +387,7 @@ EncodedSink::EncodedSink(const QString& path, const Options& options, PcmFormat 
     ffmpeg::initialise();
     d->path = path;
     d->options = options;
+    d->policy = &policyFor(options.codec);
     d->input = input;
     if (path.isEmpty())
         throw Error(QStringLiteral("Cannot write the output: no file was given"));
@@ -471,58 +395,51 @@ EncodedSink::EncodedSink(const QString& path, const Options& options, PcmFormat 
         d->fail(QStringLiteral("the audio format %1 Hz, %2 channel(s) is not valid")
                     .arg(input.sampleRate)
                     .arg(input.channels));
-    d->createTemporary();
-    try {
-        d->openOutput();
-        d->openConverter();
-    } catch (...) {
-        d->discard(); // no destructor runs for a half-built object
-        throw;
-    }
+    d->file = std::make_unique<OutputFile>(path);
+    d->openOutput();
+    d->openConverter();
 }
 
-EncodedSink::~EncodedSink() {
-    if (!d->committed)
-        d->discard();
-}
+EncodedSink::~EncodedSink() = default;
 
 PcmFormat EncodedSink::format() const {
     return d->input;
 }
 
 void EncodedSink::write(const qint16* buffer, qint64 frames) {
-    if (d->committed)
+    if (d->finished)
         d->fail(QStringLiteral("the file is already complete"));
     if (d->failed)
         d->fail(QStringLiteral("an earlier write failed"));
     while (frames > 0) {
         // Bounded pieces keep the scratch buffer and the FIFO small.
         const int piece = int(std::min<qint64>(frames, 1 << 16));
-        if (d->resampler) {
-            const int room = swr_get_out_samples(d->resampler.get(), piece);
-            d->ensureConverted(room);
-            const auto* in = reinterpret_cast<const uint8_t*>(buffer);
-            const int got = swr_convert(d->resampler.get(), d->converted.get(), room, &in, piece);
-            if (got < 0)
-                d->fail(QStringLiteral("the audio cannot be converted (%1)")
-                            .arg(ffmpeg::errorText(got)));
-            d->toFifo(reinterpret_cast<void**>(d->converted.get()), got);
-        } else {
-            void* in = const_cast<qint16*>(buffer);
-            d->toFifo(&in, piece);
-        }
-        d->drainFifo();
+        d->take(buffer, piece);
         buffer += qint64(piece) * d->input.channels;
         frames -= piece;
     }
 }
 
-void EncodedSink::commit() {
-    if (d->committed)
+void EncodedSink::finish() {
+    if (d->finished)
         return;
     if (d->failed)
         d->fail(QStringLiteral("an earlier write failed"));
-    d->finish();
+    d->complete();
+    d->finished = true;
+}
+
+void EncodedSink::commit() {
+    if (d->committed)
+        return;
+    finish();
+    try {
+        d->file->commit();
+    } catch (const Error&) {
+        d->failed = true;
+        throw;
+    }
+    d->committed = true;
 }
 
 QString EncodedSink::path() const {
@@ -530,7 +447,7 @@ QString EncodedSink::path() const {
 }
 
 QString EncodedSink::temporaryPath() const {
-    return d->temporary;
+    return d->file->temporaryPath();
 }
 
 PcmFormat EncodedSink::encodedFormat() const {
@@ -539,18 +456,4 @@ PcmFormat EncodedSink::encodedFormat() const {
 
 qint64 EncodedSink::bitRate() const {
     return d->encoder->bit_rate;
-}
-
-const char* EncodedSink::encoderName(OutputCodec codec) {
-    switch (codec) {
-    case OutputCodec::Mp3Lame:
-        return "libmp3lame";
-    case OutputCodec::Mp3Shine:
-        return "libshine";
-    case OutputCodec::Wma:
-        return "wmav2";
-    case OutputCodec::Wav:
-        break;
-    }
-    return "pcm_s16le";
 }

@@ -9,22 +9,19 @@
 // What an EncodedSink writes.
 enum class OutputCodec {
     Mp3Lame,  // MP3, libmp3lame, constant bit rate, LAME's default quality
-    Mp3Shine, // MP3, libshine (fixed point, fast); 32, 44.1 or 48 kHz only
+    Mp3Shine, // MP3, libshine (fixed point, fast); 44.1 or 48 kHz only
     Wma,      // WMA version 2 (wmav2) in an ASF file
     Wav,      // 16-bit PCM in a WAV file
 };
 
-// Encodes PCM into a file through libavcodec and libavformat.
-//
-// The data goes to a hidden temporary file in the target folder; commit() finishes the file
-// and renames it into place, replacing an older file of that name only then. A sink destroyed
-// without commit() (an error, a cancel) removes the temporary file and leaves any existing
-// destination as it was.
+// Encodes PCM into a file through libavcodec and libavformat, written through OutputFile: the
+// file appears complete under its name at commit(), or not at all, and an older file of that
+// name stays as it was until then.
 //
 // write() takes interleaved 16-bit PCM in the format given to the constructor; the sink converts
 // it once to what the encoder wants (planar or float samples; for MP3 and WMA at most two
 // channels; for shine a supported sample rate). Not thread-safe: one thread writes, but it
-// need not be the thread that created the sink (the recorder pushes from its audio thread).
+// need not be the thread that created the sink.
 class EncodedSink final : public PcmSink {
 public:
     struct Options {
@@ -33,12 +30,11 @@ public:
         qint64 bitRate = 128000;
         // Tags for the container, with FFmpeg's generic keys: title, artist, album ...
         QMap<QString, QString> tags;
-        // Encode on threads of its own (two for WMA), apart from the thread that writes; the
-        // bytes are the same either way.
+        // WMA only: encode on two threads of its own; the bytes are the same either way.
         bool parallel = true;
     };
 
-    // Opens the encoder and creates the temporary file. Raises Error ("Cannot write <path>:
+    // Opens the encoder and creates the output file. Raises Error ("Cannot write <path>:
     // <why>") when the folder is missing or not writable or the encoder refuses the settings.
     EncodedSink(const QString& path, const Options& options, PcmFormat input);
     ~EncodedSink() override;
@@ -46,17 +42,17 @@ public:
     PcmFormat format() const override;
     // Raises Error naming the file and the reason, e.g. "No space left on device".
     void write(const qint16* buffer, qint64 frames) override;
-    // Flushes the encoder, completes the container and renames the file into place.
+    // Drains the encoder, completes the container and flushes the file to the disk.
+    void finish() override;
+    // Puts the file in place.
     void commit() override;
 
     QString path() const;
+    // The hidden temporary file while it has a name (see OutputFile); empty when unnamed.
     QString temporaryPath() const;
     // What the file will hold: the encoder's rate and channels, and its bit rate.
     PcmFormat encodedFormat() const;
     qint64 bitRate() const;
-
-    // The container/codec names FFmpeg uses for an output codec, e.g. "libmp3lame".
-    static const char* encoderName(OutputCodec codec);
 
 private:
     struct Impl;

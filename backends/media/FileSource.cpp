@@ -2,9 +2,11 @@
 
 #include "backends/media/Ffmpeg.h"
 #include "backends/media/InputFile.h"
+#include "backends/media/SampleConverter.h"
 #include "components/Error.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstring>
 #include <vector>
@@ -18,20 +20,16 @@ constexpr int kMaxBadPackets = 64;
 
 struct FileSource::Impl {
     QString path;
+    std::atomic<bool> interrupted{false};
     media::InputFile input;
     ffmpeg::CodecContext decoder;
     ffmpeg::Packet packet = ffmpeg::makePacket();
     ffmpeg::Frame frame = ffmpeg::makeFrame();
     PcmFormat out;
+    std::unique_ptr<SampleConverter> converter;
     qint64 expected = -1;
     bool lengthFromHeader = false;
-    qint64 sourceFrameSize = 0; // one codec frame, in output frames
-
-    // Created on the first frame that is not already interleaved 16-bit in the output format.
-    ffmpeg::Resampler resampler;
-    int resamplerFormat = -1;
-    int resamplerRate = 0;
-    AVChannelLayout resamplerLayout = {};
+    qint64 codecFrame = 0; // the largest codec frame seen, in output frames
 
     // Decoded frames not yet handed out, as interleaved samples [begin, end).
     std::vector<qint16> pending;
@@ -51,15 +49,13 @@ struct FileSource::Impl {
     qint64 position = 0;
     qint64 discardUntil = 0;
 
-    ~Impl() { av_channel_layout_uninit(&resamplerLayout); }
-
     qint64 pendingFrames() const { return (end - begin) / out.channels; }
 
-    qint16* reserve(qint64 frames) {
+    uint8_t* reserve(qint64 frames) {
         const size_t needed = size_t(end + frames * out.channels);
         if (pending.size() < needed)
             pending.resize(needed);
-        return pending.data() + end;
+        return reinterpret_cast<uint8_t*>(pending.data() + end);
     }
 
     void openDecoder() {
@@ -80,72 +76,29 @@ struct FileSource::Impl {
         }
     }
 
-    void ensureResampler(const AVFrame* f) {
-        AVChannelLayout layout = {};
-        if (f->ch_layout.order == AV_CHANNEL_ORDER_UNSPEC)
-            av_channel_layout_default(&layout, f->ch_layout.nb_channels);
-        else
-            av_channel_layout_copy(&layout, &f->ch_layout);
-        if (resampler && resamplerFormat == f->format && resamplerRate == f->sample_rate &&
-            av_channel_layout_compare(&resamplerLayout, &layout) == 0) {
-            av_channel_layout_uninit(&layout);
-            return;
-        }
-        AVChannelLayout outLayout = {};
-        av_channel_layout_default(&outLayout, out.channels);
-        SwrContext* swr = nullptr;
-        int ret = swr_alloc_set_opts2(&swr, &outLayout, AV_SAMPLE_FMT_S16, out.sampleRate, &layout,
-                                      AVSampleFormat(f->format), f->sample_rate, 0, nullptr);
-        av_channel_layout_uninit(&outLayout);
-        resampler.reset(swr);
-        if (ret >= 0)
-            ret = swr_init(swr);
-        if (ret < 0) {
-            av_channel_layout_uninit(&layout);
-            throw Error(readError(
-                path,
-                QStringLiteral("its audio cannot be converted (%1)").arg(ffmpeg::errorText(ret))));
-        }
-        resamplerFormat = f->format;
-        resamplerRate = f->sample_rate;
-        av_channel_layout_uninit(&resamplerLayout);
-        resamplerLayout = layout;
-    }
-
     // Appends the decoded frame to pending, converted to the output format.
     qint64 convert(const AVFrame* f) {
-        const bool direct = !resampler && f->format == AV_SAMPLE_FMT_S16 &&
-                            f->sample_rate == out.sampleRate &&
-                            f->ch_layout.nb_channels == out.channels;
-        if (direct) {
+        codecFrame =
+            std::max<qint64>(codecFrame, av_rescale(f->nb_samples, out.sampleRate, f->sample_rate));
+        if (converter->setInput(AVSampleFormat(f->format), f->sample_rate, f->ch_layout)) {
             std::memcpy(reserve(f->nb_samples), f->data[0],
                         size_t(f->nb_samples) * size_t(out.bytesPerFrame()));
             end += qint64(f->nb_samples) * out.channels;
             return f->nb_samples;
         }
-        ensureResampler(f);
-        const int room = swr_get_out_samples(resampler.get(), f->nb_samples);
-        auto* target = reinterpret_cast<uint8_t*>(reserve(room));
-        const int got = swr_convert(resampler.get(), &target, room,
-                                    const_cast<const uint8_t**>(f->extended_data), f->nb_samples);
-        if (got < 0)
-            throw Error(readError(
-                path,
-                QStringLiteral("its audio cannot be converted (%1)").arg(ffmpeg::errorText(got))));
+        const int room = converter->outputRoom(f->nb_samples);
+        uint8_t* target = reserve(room);
+        const int got = converter->convert(f->extended_data, f->nb_samples, &target, room);
         end += qint64(got) * out.channels;
         return got;
     }
 
-    void flushResampler() {
-        if (!resampler)
-            return;
-        const int room = swr_get_out_samples(resampler.get(), 0);
+    void drainConverter() {
+        const int room = converter->isActive() ? converter->outputRoom(0) : 0;
         if (room <= 0)
             return;
-        auto* target = reinterpret_cast<uint8_t*>(reserve(room));
-        const int got = swr_convert(resampler.get(), &target, room, nullptr, 0);
-        if (got > 0)
-            end += qint64(got) * out.channels;
+        uint8_t* target = reserve(room);
+        end += qint64(converter->drain(&target, room)) * out.channels;
     }
 
     void takeFrame() {
@@ -185,6 +138,8 @@ struct FileSource::Impl {
 
     void feedDecoder() {
         int ret = av_read_frame(input.format.get(), packet.get());
+        if (ret == AVERROR_EXIT && interrupted)
+            return;
         if (ret == AVERROR_EOF || ret == AVERROR_INVALIDDATA) {
             demuxEnded = true;
             avcodec_send_packet(decoder.get(), nullptr);
@@ -203,9 +158,9 @@ struct FileSource::Impl {
         av_packet_unref(packet.get());
     }
 
-    // Decodes until pending holds something; false at the end of the file.
+    // Decodes until pending holds something; false at the end of the file or when interrupted.
     bool decodeMore() {
-        while (!decoderEnded) {
+        while (!decoderEnded && !interrupted) {
             const int ret = avcodec_receive_frame(decoder.get(), frame.get());
             if (ret == 0) {
                 badPackets = 0;
@@ -217,7 +172,7 @@ struct FileSource::Impl {
                 feedDecoder();
             } else if (ret == AVERROR(EAGAIN) || ret == AVERROR_EOF) {
                 decoderEnded = true;
-                flushResampler();
+                drainConverter();
             } else {
                 noteBadData(ret);
             }
@@ -226,13 +181,14 @@ struct FileSource::Impl {
     }
 
     void checkEnd() {
-        if (endChecked || seeked)
+        if (endChecked || seeked || interrupted)
             return;
         endChecked = true;
         if (produced == 0)
             throw Error(readError(path, QStringLiteral("it contains no audio FFmpeg can decode")));
-        // Headers count the encoder's delay and padding too, up to about four frames.
-        const qint64 tolerance = std::max<qint64>(5 * sourceFrameSize, out.sampleRate / 20);
+        // Headers count the encoder's delay and padding too: up to about four codec frames,
+        // which at low rates (a 512-sample WMA frame at 8 kHz) is well over the 50 ms minimum.
+        const qint64 tolerance = std::max<qint64>(5 * codecFrame, out.sampleRate / 20);
         if (lengthFromHeader && expected > 0 && produced + tolerance < expected) {
             throw Error(readError(
                 path, QStringLiteral("the file is truncated or damaged (only %1 of %2 seconds can "
@@ -246,20 +202,25 @@ struct FileSource::Impl {
 FileSource::FileSource(const QString& path, std::optional<PcmFormat> wanted)
     : d(std::make_unique<Impl>()) {
     d->path = path;
-    d->input = media::openInputFile(path, true);
+    d->input = media::openInputFile(path, true, &d->interrupted);
     d->openDecoder();
     const AVCodecParameters* par = d->input.stream->codecpar;
     d->out = wanted.value_or(PcmFormat{par->sample_rate, par->ch_layout.nb_channels});
     if (!d->out.isValid())
         throw Error(readError(path, QStringLiteral("the requested output format is not valid")));
+    d->converter = std::make_unique<SampleConverter>(
+        SampleConverter::Format{AV_SAMPLE_FMT_S16, d->out.sampleRate, d->out.channels},
+        [path](const QString& why) {
+            return readError(path, QStringLiteral("its audio cannot be converted (%1)").arg(why));
+        });
 
     const double seconds = media::durationOf(d->input);
     if (seconds > 0)
         d->expected = std::llround(seconds * d->out.sampleRate);
     d->lengthFromHeader = d->input.format->duration_estimation_method == AVFMT_DURATION_FROM_STREAM;
     const int frameSize = par->frame_size > 0 ? par->frame_size : d->decoder->frame_size;
-    d->sourceFrameSize =
-        frameSize > 0 ? av_rescale(frameSize, d->out.sampleRate, par->sample_rate) : 0;
+    if (frameSize > 0)
+        d->codecFrame = av_rescale(frameSize, d->out.sampleRate, par->sample_rate);
 }
 
 FileSource::~FileSource() = default;
@@ -273,7 +234,7 @@ qint64 FileSource::expectedFrames() const {
 }
 
 qint64 FileSource::read(qint16* buffer, qint64 maxFrames) {
-    if (maxFrames <= 0)
+    if (maxFrames <= 0 || d->interrupted)
         return 0;
     qint64 done = 0;
     while (done < maxFrames) {
@@ -296,12 +257,14 @@ qint64 FileSource::read(qint16* buffer, qint64 maxFrames) {
     return done;
 }
 
-void FileSource::seek(double seconds) {
-    if (!(seconds > 0))
-        seconds = 0;
+void FileSource::interrupt() {
+    d->interrupted = true;
+}
+
+void FileSource::seek(qint64 frame) {
+    frame = std::max<qint64>(frame, 0);
     const AVStream* stream = d->input.stream;
-    int64_t target =
-        av_rescale_q(std::llround(seconds * AV_TIME_BASE), AV_TIME_BASE_Q, stream->time_base);
+    int64_t target = av_rescale_q(frame, {1, d->out.sampleRate}, stream->time_base);
     if (stream->start_time != AV_NOPTS_VALUE)
         target += stream->start_time;
     const int ret =
@@ -309,13 +272,13 @@ void FileSource::seek(double seconds) {
     if (ret < 0)
         throw Error(QStringLiteral("Cannot seek in %1: %2").arg(d->path, ffmpeg::errorText(ret)));
     avcodec_flush_buffers(d->decoder.get());
-    d->resampler.reset();
+    d->converter->reset();
     d->begin = d->end = 0;
     d->demuxEnded = d->decoderEnded = false;
     d->badPackets = 0;
     d->seeked = true;
     d->needPosition = true;
-    d->discardUntil = std::llround(seconds * d->out.sampleRate);
+    d->discardUntil = frame;
 }
 
 QString FileSource::path() const {

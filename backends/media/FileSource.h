@@ -10,13 +10,13 @@
 // PCM frames decoded from any file libavformat opens (WAV, MP3, WMA ...).
 //
 // By default the frames keep the file's sample rate and channel count; given a wanted format,
-// they are resampled and up- or down-mixed to it with libswresample (e.g. PcmFormat::cdAudio()
-// for burning). The constructor opens the file and its decoder, so a file that cannot be
-// decoded raises Error at once, naming the file and the reason.
+// they are resampled and up- or down-mixed to it (e.g. PcmFormat::cdAudio() for burning). The
+// constructor opens the file and its decoder, so a file that cannot be decoded (missing, not a
+// regular file, not audio, truncated) raises Error at once, naming the file and the reason.
 //
 // Users: the converters (read to the end), the burner (cdAudio, read on the fly), the players
 // (read in small pieces, seek()).
-class FileSource final : public PcmSource {
+class FileSource final : public PcmSource, public Seekable {
 public:
     explicit FileSource(const QString& path, std::optional<PcmFormat> wanted = std::nullopt);
     ~FileSource() override;
@@ -25,12 +25,12 @@ public:
     // From the file's header, at the output rate; -1 when the file states no length.
     qint64 expectedFrames() const override;
     // Raises Error on a read error or, at the end, when a file whose header states its length
-    // ends clearly early (truncated) or holds no decodable audio at all.
+    // ends clearly early (truncated: more than a few of the codec's frames missing) or holds no
+    // decodable audio at all.
     qint64 read(qint16* buffer, qint64 maxFrames) override;
-
-    // Moves to a position in seconds from the start; the next read() starts there. Raises Error
-    // when the file cannot seek. Reading past the end after a seek is not an error.
-    void seek(double seconds);
+    void interrupt() override;
+    Seekable* seekable() override { return this; }
+    void seek(qint64 frame) override;
 
     QString path() const;
     double durationSeconds() const; // 0 when the file does not say

@@ -4,9 +4,11 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace media {
@@ -22,16 +24,31 @@ quint64 le64(const char* p) {
     return quint64(le32(p)) | quint64(le32(p + 4)) << 32;
 }
 
-// The total size a RIFF/WAVE header announces, or -1 when it is a streaming placeholder.
-qint64 announcedRiffSize(QFile& file) {
+// How large a RIFF/WAVE file says it is: the RIFF size, or where its data chunk ends when that
+// is further; -1 for the placeholders of writers that cannot seek back (0 or a huge value).
+qint64 announcedWavSize(QFile& file) {
     char head[12];
-    if (file.read(head, 12) != 12 || std::memcmp(head, "RIFF", 4) != 0)
+    if (file.read(head, 12) != 12 || std::memcmp(head, "RIFF", 4) != 0 ||
+        std::memcmp(head + 8, "WAVE", 4) != 0)
         return -1;
-    const quint32 size = le32(head + 4);
-    // Writers that cannot seek back leave 0 or a huge value in place of the size.
-    if (size == 0 || size >= 0x7ffff000u)
+    const auto placeholder = [](quint32 size) { return size == 0 || size >= 0x7ffff000u; };
+    const quint32 riff = le32(head + 4);
+    if (placeholder(riff))
         return -1;
-    return qint64(size) + 8;
+    qint64 announced = qint64(riff) + 8;
+    for (qint64 pos = 12; pos + 8 <= announced;) {
+        char chunk[8];
+        if (!file.seek(pos) || file.read(chunk, 8) != 8)
+            break;
+        const quint32 size = le32(chunk + 4);
+        if (std::memcmp(chunk, "data", 4) == 0) {
+            if (!placeholder(size))
+                announced = std::max(announced, pos + 8 + qint64(size));
+            break;
+        }
+        pos += 8 + qint64(size) + (size & 1);
+    }
+    return announced;
 }
 
 // The file size an ASF header announces (File Properties object), or -1 when it has none or
@@ -75,7 +92,7 @@ void refuseTruncated(const QString& path, const char* formatName, qint64 actual)
     const QByteArray name(formatName);
     qint64 announced = -1;
     if (name == "wav")
-        announced = announcedRiffSize(file);
+        announced = announcedWavSize(file);
     else if (name == "asf")
         announced = announcedAsfSize(file);
     // One byte of slack: some writers drop the pad byte after an odd-sized last chunk.
@@ -96,29 +113,49 @@ QString writeError(const QString& path, const QString& reason) {
     return QStringLiteral("Cannot write %1: %2").arg(path, reason);
 }
 
-InputFile openInputFile(const QString& path, bool checkComplete) {
+InputFile openInputFile(const QString& path, bool checkComplete,
+                        const std::atomic<bool>* interrupt) {
     ffmpeg::initialise();
     if (path.isEmpty())
         throw Error(QStringLiteral("Cannot read the input: no file was given"));
-    const QFileInfo info(path);
-    if (!info.exists())
-        throw Error(readError(path, QStringLiteral("the file does not exist")));
-    if (info.isDir())
+    const QByteArray native = QFile::encodeName(path);
+    struct stat info {};
+    if (::stat(native.constData(), &info) != 0) {
+        const int err = errno;
+        throw Error(readError(path, err == ENOENT ? QStringLiteral("the file does not exist")
+                                                  : QString::fromLocal8Bit(std::strerror(err))));
+    }
+    // Opening a named pipe would wait for a writer, and a device never ends: refuse both.
+    if (S_ISDIR(info.st_mode))
         throw Error(readError(path, QStringLiteral("it is a folder, not a file")));
-    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC);
+    if (S_ISFIFO(info.st_mode))
+        throw Error(readError(path, QStringLiteral("it is a named pipe, not a file")));
+    if (S_ISCHR(info.st_mode) || S_ISBLK(info.st_mode))
+        throw Error(readError(path, QStringLiteral("it is a device, not a file")));
+    if (!S_ISREG(info.st_mode))
+        throw Error(readError(path, QStringLiteral("it is not a regular file")));
+    const int fd = ::open(native.constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (fd < 0)
         throw Error(readError(path, QString::fromLocal8Bit(std::strerror(errno))));
     ::close(fd);
 
     InputFile input;
-    input.sizeBytes = info.size();
+    input.sizeBytes = qint64(info.st_size);
     if (input.sizeBytes == 0)
         throw Error(readError(path, QStringLiteral("the file is empty")));
 
     const QString notAudio = QStringLiteral("it is not an audio file FFmpeg can decode");
     AVDictionary* options = nullptr;
     av_dict_set(&options, "protocol_whitelist", "file", 0);
-    AVFormatContext* raw = nullptr;
+    AVFormatContext* raw = avformat_alloc_context();
+    if (!raw)
+        throw Error(readError(path, QStringLiteral("out of memory")));
+    if (interrupt) {
+        raw->interrupt_callback.callback = [](void* flag) -> int {
+            return static_cast<const std::atomic<bool>*>(flag)->load() ? 1 : 0;
+        };
+        raw->interrupt_callback.opaque = const_cast<std::atomic<bool>*>(interrupt);
+    }
     ffmpeg::clearLastLog();
     int ret = avformat_open_input(&raw, ffmpeg::fileUrl(path).constData(), nullptr, &options);
     av_dict_free(&options);

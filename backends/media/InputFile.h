@@ -7,6 +7,7 @@
 
 #include <QMap>
 #include <QString>
+#include <atomic>
 
 namespace media {
 
@@ -21,9 +22,12 @@ struct InputFile {
 QString readError(const QString& path, const QString& reason);
 QString writeError(const QString& path, const QString& reason);
 
-// Opens path and picks its best audio stream. With checkComplete, a WAV or ASF file whose header
-// announces more bytes than the file has is refused as truncated. Raises Error.
-InputFile openInputFile(const QString& path, bool checkComplete);
+// Opens path and picks its best audio stream. Anything but a regular file (a named pipe, a
+// device) is refused at once. With checkComplete, a WAV or ASF file whose header announces more
+// bytes than the file has is refused as truncated. While *interrupt is true, reads of the
+// returned context fail at once (AVERROR_EXIT). Raises Error.
+InputFile openInputFile(const QString& path, bool checkComplete,
+                        const std::atomic<bool>* interrupt = nullptr);
 
 // Container and stream tags (title, artist, album ...), the container's taking precedence.
 QMap<QString, QString> tagsOf(const InputFile& input);

@@ -3,26 +3,22 @@
 #include "components/Error.h"
 
 namespace {
-// 32 frames: for wmav2 65536 samples, so priming costs one frame in 32; for MP3 under a second.
+// 32 frames: for wmav2 65536 samples, so priming costs one frame in 32.
 constexpr size_t kSegmentFrames = 32;
 } // namespace
 
 ParallelEncoder::ParallelEncoder(const std::function<ffmpeg::CodecContext()>& openEncoder,
-                                 bool independentFrames, int workers)
-    : m_independent(independentFrames) {
+                                 int workers)
+    : m_queue(size_t(workers)) {
     std::vector<ffmpeg::CodecContext> encoders;
-    for (int i = 0; i < (m_independent ? workers : 1); ++i)
+    for (int i = 0; i < workers; ++i)
         encoders.push_back(openEncoder());
     for (ffmpeg::CodecContext& encoder : encoders)
         m_workers.emplace_back([this, e = std::move(encoder)]() mutable { run(std::move(e)); });
 }
 
 ParallelEncoder::~ParallelEncoder() {
-    {
-        std::lock_guard lock(m_mutex);
-        m_stopping = true;
-    }
-    m_changed.notify_all();
+    m_queue.interrupt();
     for (std::thread& worker : m_workers)
         worker.join();
 }
@@ -35,33 +31,31 @@ void ParallelEncoder::add(const AVFrame* frame) {
     ffmpeg::Frame copy = ffmpeg::makeFrame();
     if (av_frame_ref(copy.get(), frame) < 0)
         throw Error(QStringLiteral("Out of memory while encoding"));
-    if (m_independent) {
-        if (m_filling.frames.empty())
-            m_filling.primer = std::move(m_lastFrame);
-        m_lastFrame = ffmpeg::makeFrame();
-        av_frame_ref(m_lastFrame.get(), copy.get());
-    }
+    if (m_filling.frames.empty())
+        m_filling.primer = std::move(m_lastFrame);
+    m_lastFrame = ffmpeg::makeFrame();
+    av_frame_ref(m_lastFrame.get(), copy.get());
     m_filling.frames.push_back(std::move(copy));
     if (m_filling.frames.size() == kSegmentFrames)
         submit();
 }
 
 void ParallelEncoder::finish() {
-    m_filling.last = true;
-    submit();
+    if (!m_filling.frames.empty())
+        submit();
+}
+
+void ParallelEncoder::checkFailure() {
+    std::lock_guard lock(m_mutex);
+    if (!m_failure.isEmpty())
+        throw Error(m_failure);
 }
 
 void ParallelEncoder::submit() {
-    std::unique_lock lock(m_mutex);
-    // Bounded: no more segments waiting than there are workers.
-    m_changed.wait(lock, [&] { return m_queue.size() < m_workers.size() || !m_failure.isEmpty(); });
-    if (!m_failure.isEmpty())
-        throw Error(m_failure);
+    checkFailure();
     m_filling.index = m_submitted++;
-    m_queue.push_back(std::move(m_filling));
+    m_queue.push(std::move(m_filling));
     m_filling = Segment();
-    lock.unlock();
-    m_changed.notify_all();
 }
 
 bool ParallelEncoder::takePacket(AVPacket* packet, bool wait) {
@@ -106,13 +100,10 @@ QString ParallelEncoder::encode(AVCodecContext* encoder, Segment& segment) {
         return ret == AVERROR(EAGAIN) || ret == AVERROR_EOF ? 0 : ret;
     };
     // A primed encoder turns each frame into exactly one packet at once; the primer's is
-    // dropped.
+    // dropped, and nothing is held back to drain.
     int ret = segment.primer ? send(segment.primer.get(), false) : 0;
     for (size_t i = 0; ret >= 0 && i < segment.frames.size(); ++i)
         ret = send(segment.frames[i].get(), true);
-    // Independent encoders hold nothing back; a pipelined one is drained at the end.
-    if (ret >= 0 && segment.last && !m_independent)
-        ret = send(nullptr, true);
     if (ret >= 0)
         return {};
     return QStringLiteral("the %1 encoder failed (%2)")
@@ -120,18 +111,8 @@ QString ParallelEncoder::encode(AVCodecContext* encoder, Segment& segment) {
 }
 
 void ParallelEncoder::run(ffmpeg::CodecContext encoder) {
-    for (;;) {
-        Segment segment;
-        {
-            std::unique_lock lock(m_mutex);
-            m_changed.wait(lock, [&] { return m_stopping || !m_queue.empty(); });
-            if (m_stopping)
-                return;
-            segment = std::move(m_queue.front());
-            m_queue.pop_front();
-        }
-        m_changed.notify_all();
-
+    Segment segment;
+    while (m_queue.pop(segment) == BoundedQueue<Segment>::Status::Item) {
         QString failure;
         try {
             failure = encode(encoder.get(), segment);
@@ -140,7 +121,6 @@ void ParallelEncoder::run(ffmpeg::CodecContext encoder) {
         }
         segment.frames.clear();
         segment.primer.reset();
-
         {
             std::lock_guard lock(m_mutex);
             if (!failure.isEmpty() && m_failure.isEmpty())
@@ -149,5 +129,6 @@ void ParallelEncoder::run(ffmpeg::CodecContext encoder) {
             m_done.emplace(index, std::move(segment));
         }
         m_changed.notify_all();
+        segment = Segment();
     }
 }

@@ -2,10 +2,12 @@
 
 #include "backends/media/PcmFormat.h"
 
+class Seekable;
+
 // Anything that delivers PCM frames in order: a decoded file, a CD track being ripped, a
 // sound-card capture. Pull interface: the consumer asks for frames into its own buffer.
 // A source is used from one thread at a time, but that thread may differ from the one that
-// created it (the transcoder reads on a helper thread).
+// created it (a job reads on its worker thread); only interrupt() may come from another.
 class PcmSource {
 public:
     virtual ~PcmSource() = default;
@@ -20,4 +22,24 @@ public:
     // many it wrote. Returns fewer only at the end; 0 means the source is exhausted.
     // Raises Error when the data cannot be read or decoded.
     virtual qint64 read(qint16* buffer, qint64 maxFrames) = 0;
+
+    // From any thread, at any time, without blocking: a read() waiting for data (a drive
+    // re-reading a bad sector, a capture device) returns soon, and every later read() returns
+    // 0 as at the end. Sources whose reads never wait long may leave it as it is.
+    virtual void interrupt() {}
+
+    // The source's seeking, or nullptr when it cannot seek.
+    virtual Seekable* seekable() { return nullptr; }
+};
+
+// What a source that can move to another position offers (a file, a CD track).
+class Seekable {
+public:
+    // Moves to a frame counted from the start in the source's format; the next read() starts
+    // there. Raises Error when the source cannot get there. Reading after a seek never counts
+    // as a truncated source.
+    virtual void seek(qint64 frame) = 0;
+
+protected:
+    ~Seekable() = default;
 };

@@ -1,53 +1,21 @@
 // melvane-cli as a user runs it: the built program as a child process, on WAV files this test
-// writes through the transcoding core.
-#include "backends/media/EncodedSink.h"
+// writes through the media core; and the convert command in-process where timing matters.
+#include "app/cli/ConvertCommand.h"
+#include "backends/media/Codecs.h"
 #include "backends/media/MediaProbe.h"
-#include "backends/media/PcmSource.h"
+#include "tests/media/MediaTestSupport.h"
 
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
+#include <QDeadlineTimer>
 #include <QProcess>
+#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
-#include <cmath>
+#include <QThread>
 #include <csignal>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
-
-// A 440 Hz sine on every channel, at half scale.
-class Sine final : public PcmSource {
-public:
-    Sine(PcmFormat format, double seconds)
-        : m_format(format), m_total(std::llround(seconds * format.sampleRate)) {}
-    PcmFormat format() const override { return m_format; }
-    qint64 expectedFrames() const override { return m_total; }
-    qint64 read(qint16* buffer, qint64 maxFrames) override {
-        const qint64 n = std::min(maxFrames, m_total - m_done);
-        for (qint64 i = 0; i < n; ++i) {
-            const double t = double(m_done + i) / m_format.sampleRate;
-            const auto value = qint16(std::lround(16383.0 * std::sin(2.0 * M_PI * 440.0 * t)));
-            for (int c = 0; c < m_format.channels; ++c)
-                buffer[i * m_format.channels + c] = value;
-        }
-        m_done += n;
-        return n;
-    }
-
-private:
-    PcmFormat m_format;
-    qint64 m_total;
-    qint64 m_done = 0;
-};
-
-void writeSineWav(const QString& path, double seconds) {
-    Sine sine(PcmFormat::cdAudio(), seconds);
-    EncodedSink sink(path, {OutputCodec::Wav, 0, {}}, sine.format());
-    std::vector<qint16> buffer(4096 * 2);
-    while (const qint64 frames = sine.read(buffer.data(), 4096))
-        sink.write(buffer.data(), frames);
-    sink.commit();
-}
 
 struct Run {
     int exitCode = -1;
@@ -55,8 +23,30 @@ struct Run {
     QString err;
 };
 
-QStringList entries(const QString& folder) {
-    return QDir(folder).entryList(QDir::Files | QDir::Hidden | QDir::NoDotAndDotDot, QDir::Name);
+Run finish(QProcess& process) {
+    Run result;
+    if (!process.waitForFinished(60000)) {
+        process.kill();
+        process.waitForFinished();
+        return result;
+    }
+    result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+    result.out = QString::fromLocal8Bit(process.readAllStandardOutput());
+    result.err = QString::fromLocal8Bit(process.readAllStandardError());
+    return result;
+}
+
+Run run(const QStringList& arguments) {
+    QProcess process;
+    process.start(QStringLiteral(MELVANE_CLI), arguments);
+    return finish(process);
+}
+
+// A shell line, with the program as $0 and the arguments as $1 ...
+Run shell(const QString& line, const QStringList& arguments = {}) {
+    QProcess process;
+    process.start("bash", QStringList{"-c", line, QStringLiteral(MELVANE_CLI)} + arguments);
+    return finish(process);
 }
 
 // The size column of the list: bytes / 1024 / 1024 with two decimals and " mb".
@@ -75,6 +65,8 @@ private:
     QTemporaryDir m_dir;
     QString m_tone;   // 3 s
     QString m_second; // 1 s
+    QString m_long;   // 120 s
+    QString m_wma;    // 3 s
 
     QString path(const QString& name) const { return m_dir.filePath(name); }
 
@@ -85,19 +77,17 @@ private:
         return folder;
     }
 
-    static Run run(const QStringList& arguments) {
-        QProcess process;
-        process.start(QStringLiteral(MELVANE_CLI), arguments);
-        Run result;
-        if (!process.waitForFinished(60000)) {
-            process.kill();
-            process.waitForFinished();
-            return result;
-        }
-        result.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-        result.out = QString::fromLocal8Bit(process.readAllStandardOutput());
-        result.err = QString::fromLocal8Bit(process.readAllStandardError());
-        return result;
+    // Starts a conversion of the long file and waits until a quarter is done.
+    static bool startLong(QProcess& process, const QStringList& arguments,
+                          const QString& program = QStringLiteral(MELVANE_CLI)) {
+        process.start(program, arguments);
+        QString seen;
+        const auto reachedQuarter = [&] {
+            seen += QString::fromLocal8Bit(process.readAllStandardOutput());
+            return seen.contains("25%");
+        };
+        [&] { QTRY_VERIFY_WITH_TIMEOUT(reachedQuarter(), 30000); }();
+        return !QTest::currentTestFailed() && !seen.contains("done");
     }
 
 private Q_SLOTS:
@@ -105,9 +95,14 @@ private Q_SLOTS:
         QVERIFY(m_dir.isValid());
         m_tone = path(QStringLiteral("tone.wav"));
         m_second = path(QStringLiteral("second.wav"));
-        writeSineWav(m_tone, 3.0);
-        writeSineWav(m_second, 1.0);
+        m_long = path(QStringLiteral("long.wav"));
+        writeSine(m_tone, OutputCodec::Wav, PcmFormat::cdAudio(), 3.0);
+        writeSine(m_second, OutputCodec::Wav, PcmFormat::cdAudio(), 1.0);
+        writeSine(m_long, OutputCodec::Wav, PcmFormat::cdAudio(), 120.0);
+        m_wma = path(QStringLiteral("tone.wma"));
+        writeSine(m_wma, OutputCodec::Wma, PcmFormat::cdAudio(), 3.0);
         freshFolder(QStringLiteral("usage"));
+        writeBytes(path("a-file"), "x");
     }
 
     void roundTrip_data() {
@@ -136,7 +131,7 @@ private Q_SLOTS:
                     QStringList{m_tone, m_second});
         QCOMPARE(r.exitCode, 0);
         QVERIFY2(r.err.isEmpty(), qPrintable(r.err));
-        QCOMPARE(entries(encoded), QStringList({"second." + target, "tone." + target}));
+        QCOMPARE(folderEntries(encoded), QStringList({"second." + target, "tone." + target}));
         const QString toneOut = encoded + "/tone." + target;
         // Piped output gets plain progress lines and one done line per file.
         QVERIFY2(r.out.contains(m_tone + " -> " + toneOut + ": 50%\n"), qPrintable(r.out));
@@ -148,51 +143,50 @@ private Q_SLOTS:
         const MediaFacts facts = probeMediaFile(toneOut);
         QCOMPARE(facts.codecName, codec);
         QCOMPARE(facts.bitRate, bitRate);
-        QCOMPARE(facts.sampleRate, 44100);
-        QCOMPARE(facts.channels, 2);
+        QCOMPARE(std::pair(facts.sampleRate, facts.channels), std::pair(44100, 2));
         QFile file(toneOut);
         QVERIFY(file.open(QIODevice::ReadOnly));
         QCOMPARE(file.readAll().contains("LAME"), lameTag);
-        file.close();
 
         const QString decoded = freshFolder(QStringLiteral("decoded"));
         r = run({"convert", "--to", "wav", "--out", decoded, toneOut});
         QCOMPARE(r.exitCode, 0);
-        QCOMPARE(entries(decoded), QStringList{"tone.wav"});
         const QString back = decoded + "/tone.wav";
         QCOMPARE(probeMediaFile(back).codecName, QStringLiteral("pcm_s16le"));
 
-        const QString TYPE = target.toUpper();
         r = run({"info", m_tone, toneOut, back});
         QCOMPARE(r.exitCode, 0);
         QCOMPARE(r.out.split(u'\n'),
                  QStringList({m_tone + "\tWAV\t00:03\t0.50 mb",
-                              toneOut + "\t" + TYPE + "\t00:03\t" + sizeText(toneOut),
+                              toneOut + "\t" + target.toUpper() + "\t00:03\t" + sizeText(toneOut),
                               back + "\tWAV\t00:03\t" + sizeText(back), ""}));
     }
 
-    // A file that fails is named with its reason at the end; the others are still converted
-    // and the failed ones leave nothing behind.
+    // A file that fails is named with its reason at the end, at once even for a named pipe or
+    // a device; the others are still converted and the failed ones leave nothing behind.
     void failedFilesAreNamedAndOthersConverted() {
         const QString out = freshFolder(QStringLiteral("mixed"));
         const QString missing = path(QStringLiteral("missing.wav"));
         const QString notWav = path(QStringLiteral("tone.mp3"));
         const QString garbage = path(QStringLiteral("garbage.wav"));
-        QFile g(garbage);
-        QVERIFY(g.open(QIODevice::WriteOnly));
-        g.write(QByteArray(5000, 'x'));
-        g.close();
+        const QString pipe = path(QStringLiteral("pipe.wav"));
+        const QString zero = path(QStringLiteral("zero.wav"));
+        writeBytes(garbage, QByteArray(5000, 'x'));
+        QCOMPARE(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+        QVERIFY(QFile::link("/dev/zero", zero));
 
-        const Run r = run(
-            {"convert", "--to", "mp3", "--out", out, m_tone, missing, notWav, garbage, m_second});
+        const Run r = run({"convert", "--to", "mp3", "--out", out, m_tone, missing, notWav, garbage,
+                           pipe, zero, m_second});
         QCOMPARE(r.exitCode, 1);
-        QCOMPARE(entries(out), QStringList({"second.mp3", "tone.mp3"}));
-        QVERIFY2(r.err.contains("3 of 5 file(s) failed"), qPrintable(r.err));
-        QVERIFY2(r.err.contains("  " + missing + ": ") && r.err.contains("does not exist"),
-                 qPrintable(r.err));
-        QVERIFY2(r.err.contains("  " + notWav + ": ") && r.err.contains("only WAV files"),
-                 qPrintable(r.err));
-        QVERIFY(r.err.contains("  " + garbage + ": "));
+        QCOMPARE(folderEntries(out), QStringList({"second.mp3", "tone.mp3"}));
+        QVERIFY2(r.err.contains("5 of 7 file(s) failed"), qPrintable(r.err));
+        for (const auto& [file, reason] : {std::pair(missing, "does not exist"),
+                                           {notWav, "only WAV files"},
+                                           {garbage, "not an audio file"},
+                                           {pipe, "named pipe"},
+                                           {zero, "device"}})
+            QVERIFY2(r.err.contains("  " + file + ": ") && r.err.contains(reason),
+                     qPrintable(r.err));
         QVERIFY(!r.err.contains("  " + m_tone + ": "));
         QVERIFY(r.out.contains(missing + " -> " + out + "/missing.mp3: failed"));
 
@@ -202,36 +196,49 @@ private Q_SLOTS:
         const QString decoded = freshFolder(QStringLiteral("mixed-decoded"));
         const Run d = run({"convert", "--to", "wav", "--out", decoded, upper, m_tone});
         QCOMPARE(d.exitCode, 1);
-        QVERIFY2(d.err.contains(upper) && d.err.contains(m_tone) &&
-                     d.err.contains("only MP3 and WMA"),
-                 qPrintable(d.err));
-        QCOMPARE(entries(decoded), QStringList());
+        QVERIFY2(d.err.contains(upper) && d.err.contains("only MP3 and WMA"), qPrintable(d.err));
+        QVERIFY(folderEntries(decoded).isEmpty());
     }
 
     // Outputs keep the whole file name (the panel's 50-character cut is not the command
     // line's), and a second source of the same name does not replace what the run has just
     // written.
     void outputNames() {
-        const QString longName = QString(57, u'n') + QStringLiteral(".wav"); // 61 characters
-        const QString longSource = path(longName);
+        const QString longSource = path(QString(57, u'n') + QStringLiteral(".wav"));
         QVERIFY(QFile::copy(m_second, longSource));
-        const QString other = freshFolder(QStringLiteral("other"));
-        const QString twin = other + "/tone.wav";
+        const QString twin = freshFolder(QStringLiteral("other")) + "/tone.wav";
         QVERIFY(QFile::copy(m_second, twin));
 
         const QString out = freshFolder(QStringLiteral("names"));
         const Run r = run({"convert", "--to", "wma", "--out", out, longSource, m_tone, twin});
         QCOMPARE(r.exitCode, 1);
-        QCOMPARE(entries(out), QStringList({QString(57, u'n') + ".wma", "tone.wma"}));
+        QCOMPARE(folderEntries(out), QStringList({QString(57, u'n') + ".wma", "tone.wma"}));
         QVERIFY2(r.err.contains("  " + twin + ": ") && r.err.contains(m_tone), qPrintable(r.err));
         // The first tone.wma is the three-second one, not the twin's one second.
         QVERIFY(probeMediaFile(out + "/tone.wma").duration > 2.5);
     }
 
+    // A name that is not UTF-8 is still the file it names, for convert and for info, beside
+    // names that are.
+    void namesThatAreNotUtf8() {
+        const QString out = freshFolder(QStringLiteral("latin1"));
+        const Run r = shell(R"sh(f="$3/$(printf 'caf\351.wav')"; cp "$1" "$f" &&
+            "$0" convert --to mp3 --out "$2" "$f" "$1" && "$0" info "$f"
+            status=$?; rm -f "$f"; exit $status)sh",
+                            {m_second, out, freshFolder(QStringLiteral("latin1-source"))});
+        QCOMPARE(r.exitCode, 0);
+        QCOMPARE(folderEntries(out),
+                 QStringList({QString::fromUtf8("caf\uFFFD.mp3"), "second.mp3"}));
+        QVERIFY2(r.out.endsWith(QString::fromUtf8("caf\uFFFD.wav\tWAV\t00:01\t") +
+                                sizeText(m_second) + "\n"),
+                 qPrintable(r.out));
+    }
+
     void usageErrors_data() {
         QTest::addColumn<QStringList>("arguments");
-        QTest::addColumn<QString>("mentions");
+        QTest::addColumn<QString>("message");
         const QString out = path(QStringLiteral("usage"));
+        const QStringList mp3{"convert", "--to", "mp3"};
         QTest::newRow("no command") << QStringList{} << "convert";
         QTest::newRow("unknown command") << QStringList{"play", "a.wav"} << "play";
         QTest::newRow("no target") << QStringList{"convert", "--out", out, "a.wav"} << "--to";
@@ -239,24 +246,28 @@ private Q_SLOTS:
             << QStringList{"convert", "--to", "flac", "--out", out, "a.wav"} << "flac";
         QTest::newRow("upper-case target")
             << QStringList{"convert", "--to", "MP3", "--out", out, "a.wav"} << "MP3";
-        QTest::newRow("no output folder")
-            << QStringList{"convert", "--to", "mp3", "a.wav"} << "--out";
+        QTest::newRow("no output folder") << mp3 + QStringList{"a.wav"} << "--out";
         QTest::newRow("missing output folder")
-            << QStringList{"convert", "--to", "mp3", "--out", "/nonexistent/folder", "a.wav"}
-            << "/nonexistent/folder";
-        QTest::newRow("no files") << QStringList{"convert", "--to", "mp3", "--out", out}
-                                  << "no files";
+            << mp3 + QStringList{"--out", "/nonexistent/folder", "a.wav"}
+            << "the output folder /nonexistent/folder does not exist";
+        QTest::newRow("output folder is a file")
+            << mp3 + QStringList{"--out", path("a-file"), "a.wav"}
+            << "--out names " + path("a-file") + ", which is not a folder";
+        QTest::newRow("empty output folder")
+            << mp3 + QStringList{"--out", "", "a.wav"} << "--out is empty";
+        QTest::newRow("no files") << mp3 + QStringList{"--out", out} << "no files";
         QTest::newRow("bad bit rate")
-            << QStringList{"convert", "--to", "mp3", "--bitrate", "fast", "--out", out, "a.wav"}
-            << "fast";
+            << mp3 + QStringList{"--bitrate", "fast", "--out", out, "a.wav"} << "fast";
         QTest::newRow("zero bit rate")
             << QStringList{"convert", "--to", "wma", "--bitrate", "0", "--out", out, "a.wav"}
             << "--bitrate";
         QTest::newRow("unknown encoder")
-            << QStringList{"convert", "--to", "mp3", "--encoder", "blade", "--out", out, "a.wav"}
-            << "blade";
+            << mp3 + QStringList{"--encoder", "blade", "--out", out, "a.wav"} << "blade";
         QTest::newRow("unknown option")
-            << QStringList{"convert", "--to", "mp3", "--speed", "--out", out, "a.wav"} << "speed";
+            << mp3 + QStringList{"--speed", "--out", out, "a.wav"} << "Unknown option 'speed'";
+        QTest::newRow("file name like an option")
+            << mp3 + QStringList{"--out", out, "-dash.wav"}
+            << "'-dash.wav' is not an option; a file whose name starts with '-' goes after '--'";
         QTest::newRow("info without files") << QStringList{"info"} << "no files";
         QTest::newRow("info unknown option") << QStringList{"info", "--long", "a.wav"} << "long";
     }
@@ -264,84 +275,131 @@ private Q_SLOTS:
     // Usage errors exit 2 with the reason on standard error, before any file is touched.
     void usageErrors() {
         QFETCH(QStringList, arguments);
-        QFETCH(QString, mentions);
+        QFETCH(QString, message);
         const Run r = run(arguments);
         QCOMPARE(r.exitCode, 2);
-        QVERIFY2(r.err.contains(mentions), qPrintable(r.err));
+        QVERIFY2(r.err.contains(message), qPrintable(r.err));
         QCOMPARE(r.out, QString());
-        QCOMPARE(entries(path(QStringLiteral("usage"))), QStringList());
+        QVERIFY(folderEntries(path(QStringLiteral("usage"))).isEmpty());
     }
 
     void help() {
         Run r = run({"--help"});
         QCOMPARE(r.exitCode, 0);
-        QVERIFY(r.out.contains("convert") && r.out.contains("info"));
-        QVERIFY(r.out.startsWith("Usage: melvane-cli"));
-
+        QVERIFY(r.out.startsWith("Usage: melvane-cli") && r.out.contains("info"));
         r = run({"convert", "--help"});
         QCOMPARE(r.exitCode, 0);
         QVERIFY2(r.out.startsWith("Usage: melvane-cli convert"), qPrintable(r.out));
         for (const char* option : {"--to", "--bitrate", "--encoder", "--out"})
             QVERIFY2(r.out.contains(QLatin1String(option)), option);
-        QCOMPARE(r.err, QString());
-
         r = run({"info", "-h"});
         QCOMPARE(r.exitCode, 0);
         QVERIFY(r.out.startsWith("Usage: melvane-cli info"));
         QCOMPARE(run({"help", "info"}).out, r.out);
     }
 
-    // An unreadable file is reported on standard error; the others are still described.
-    void infoReportsUnreadableFiles() {
+    // An unreadable file is reported on standard error and the others still described; a list
+    // that cannot be written is an error too.
+    void infoReportsWhatFails() {
         const QString missing = path(QStringLiteral("gone.mp3"));
         const QString upper = path(QStringLiteral("LOUD.WAV"));
         QVERIFY(QFile::copy(m_second, upper));
-        const Run r = run({"info", missing, m_second, upper});
+        Run r = run({"info", missing, m_second, upper});
         QCOMPARE(r.exitCode, 1);
         QCOMPARE(r.out, m_second + "\tWAV\t00:01\t" + sizeText(m_second) + "\n");
         QVERIFY2(r.err.contains(missing) && r.err.contains("does not exist"), qPrintable(r.err));
         QVERIFY2(r.err.contains(upper) && r.err.contains("type"), qPrintable(r.err));
+
+        r = shell(R"("$0" info "$1" >/dev/full)", {m_second});
+        QCOMPARE(r.exitCode, 1);
+        QVERIFY2(r.err.contains("cannot write the file list: No space left on device"),
+                 qPrintable(r.err));
     }
 
     // A reader that stops listening (`| head -c 1`) does not stop the batch half-way.
     void closedOutputDoesNotStopTheBatch() {
         const QString out = freshFolder(QStringLiteral("closed"));
-        QProcess shell;
-        shell.start(QStringLiteral("bash"),
-                    {"-c", R"("$0" "$@" | head -c 1 >/dev/null; exit "${PIPESTATUS[0]}")",
-                     QStringLiteral(MELVANE_CLI), "convert", "--to", "mp3", "--out", out, m_tone,
-                     m_second});
-        QVERIFY(shell.waitForFinished(30000));
-        QCOMPARE(shell.exitCode(), 0);
-        QCOMPARE(entries(out), QStringList({"second.mp3", "tone.mp3"}));
+        const Run r = shell(R"("$0" "$@" | head -c 1 >/dev/null; exit "${PIPESTATUS[0]}")",
+                            {"convert", "--to", "mp3", "--out", out, m_tone, m_second});
+        QCOMPARE(r.exitCode, 0);
+        QCOMPARE(folderEntries(out), QStringList({"second.mp3", "tone.mp3"}));
     }
 
-    // Stopped from the shell, the running file's temporary output goes and no later file starts.
-    void interruptLeavesNoPartialFile() {
-        const QString longSource = path(QStringLiteral("long.wav"));
-        writeSineWav(longSource, 120.0);
+    void signalsLeaveNothing_data() {
+        QTest::addColumn<int>("signal");
+        QTest::newRow("TERM") << SIGTERM;
+        QTest::newRow("QUIT") << SIGQUIT;
+        QTest::newRow("USR1") << SIGUSR1;
+        QTest::newRow("ALRM") << SIGALRM;
+        QTest::newRow("KILL") << SIGKILL;
+    }
+
+    // Stopped from the shell, even without a chance to clean up, the running file leaves no
+    // output, complete or partial, and no later file starts.
+    void signalsLeaveNothing() {
+        QFETCH(int, signal);
         const QString out = freshFolder(QStringLiteral("interrupted"));
         QProcess process;
-        process.start(QStringLiteral(MELVANE_CLI),
-                      {"convert", "--to", "mp3", "--out", out, longSource, m_tone});
-        QVERIFY(process.waitForStarted());
-        QString seen;
-        const auto reachedQuarter = [&] {
-            seen += QString::fromLocal8Bit(process.readAllStandardOutput());
-            return seen.contains("25%");
-        };
-        QTRY_VERIFY_WITH_TIMEOUT(reachedQuarter(), 30000);
-        QVERIFY2(!seen.contains("done"), qPrintable(seen));
-        // The job is running, so its temporary file is there now.
-        QCOMPARE(entries(out).size(), 1);
-        ::kill(pid_t(process.processId()), SIGTERM);
-        QVERIFY(process.waitForFinished(30000));
-        QCOMPARE(process.exitStatus(), QProcess::NormalExit);
-        QCOMPARE(process.exitCode(), 128 + SIGTERM);
-        QCOMPARE(entries(out), QStringList());
-        const QString err = QString::fromLocal8Bit(process.readAllStandardError());
-        QVERIFY2(err.contains("interrupted; 2 of 2"), qPrintable(err));
-        QFile::remove(longSource);
+        QVERIFY(startLong(process, {"convert", "--to", "mp3", "--out", out, m_long, m_tone}));
+        ::kill(pid_t(process.processId()), signal);
+        const Run r = finish(process);
+        QCOMPARE(folderEntries(out), QStringList());
+        if (signal == SIGKILL)
+            return;
+        QCOMPARE(r.exitCode, 128 + signal);
+        QVERIFY2(r.err.contains("interrupted; 2 of 2"), qPrintable(r.err));
+    }
+
+    // A full disk, a file size limit, a folder made read-only half-way: the file fails with
+    // the reason and leaves nothing.
+    void writeFailuresLeaveNothing() {
+        const QString out = freshFolder(QStringLiteral("limited"));
+        Run r = shell(R"(ulimit -f 200; exec "$0" "$@")",
+                      {"convert", "--to", "wav", "--out", out, m_wma});
+        QCOMPARE(r.exitCode, 1);
+        QVERIFY2(r.err.contains("File too large"), qPrintable(r.err));
+        QVERIFY(folderEntries(out).isEmpty());
+
+        // Root writes into read-only folders: run as nobody then.
+        const QString locked = freshFolder(QStringLiteral("locked"));
+        QVERIFY(QFile::setPermissions(locked, QFileDevice::Permissions(0x7777)));
+        QVERIFY(QFile::setPermissions(m_dir.path(), QFileDevice::Permissions(0x7755)));
+        const QStringList convert{"convert", "--to", "mp3", "--out", locked, m_long};
+        QProcess process;
+        if (::geteuid() == 0)
+            QVERIFY(startLong(process,
+                              QStringList{"--reuid=65534", "--regid=65534", "--clear-groups",
+                                          QStringLiteral(MELVANE_CLI)} +
+                                  convert,
+                              "setpriv"));
+        else
+            QVERIFY(startLong(process, convert));
+        QVERIFY(QFile::setPermissions(locked, QFileDevice::ReadOwner | QFileDevice::ExeOwner |
+                                                  QFileDevice::ReadOther | QFileDevice::ExeOther));
+        r = finish(process);
+        QCOMPARE(r.exitCode, 1);
+        QVERIFY2(r.err.contains("Permission denied"), qPrintable(r.err));
+        QVERIFY(folderEntries(locked).isEmpty());
+        QVERIFY(QFile::setPermissions(locked, QFileDevice::Permissions(0x7700)));
+    }
+
+    // A signal that comes as the file is put in place finds the work done: no "not converted".
+    void interruptAsTheFileCompletes() {
+        const QString out = freshFolder(QStringLiteral("photo-finish"));
+        ConvertCodecs codecs{std::make_unique<Mp3Encoder>(), std::make_unique<Mp3Decoder>(),
+                             std::make_unique<WmaEncoder>(), std::make_unique<WmaDecoder>()};
+        ProgressPrinter printer(ProgressPrinter::Style::Lines, stdout, 80);
+        ConvertCommand command({ConvertRequest::Target::Mp3, 128, 0, out, {m_second}, {}},
+                               std::move(codecs), printer);
+        QSignalSpy finished(&command, &ConvertCommand::finished);
+        command.start();
+        for (QDeadlineTimer deadline(10000);
+             folderEntries(out).isEmpty() && !deadline.hasExpired();)
+            QThread::yieldCurrentThread();
+        command.interrupt(SIGINT);
+        QVERIFY(finished.wait(5000));
+        QCOMPARE(finished.at(0).at(0).toInt(), 0);
+        QCOMPARE(folderEntries(out), QStringList{"second.mp3"});
     }
 };
 

@@ -3,7 +3,8 @@
 #include "components/FilgraphManager.h"
 #include "tests/fakes/CallLog.h"
 
-// The player's graph: keeps what was rendered and whether it runs; plays nothing.
+// The player's graph: keeps what was rendered and whether it runs; plays nothing. A test raises
+// Failed itself (Q_EMIT fake.Failed(...)).
 class FakeFilgraphManager final : public FilgraphManager, public CallRecorder {
 public:
     enum class State { Stopped, Paused, Running };

@@ -1,0 +1,349 @@
+#include "backends/media/MediaJob.h"
+
+#include "backends/media/BoundedQueue.h"
+#include "components/Error.h"
+
+#include <QMetaObject>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <exception>
+#include <list>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace {
+
+// Pieces in flight between the reading and the writing thread: enough to even out their pace.
+constexpr size_t kPiecesAhead = 6;
+
+// Pieces circulate between the two threads, so a long job allocates none after the first few.
+struct Piece {
+    std::vector<qint16> samples;
+    qint64 frames = 0;
+};
+
+QString formatMismatch(const PcmFormat& source, const PcmFormat& sink) {
+    return QStringLiteral("Cannot convert: the source delivers %1 Hz, %2 channel(s), but the "
+                          "output expects %3 Hz, %4 channel(s)")
+        .arg(source.sampleRate)
+        .arg(source.channels)
+        .arg(sink.sampleRate)
+        .arg(sink.channels);
+}
+
+QString currentExceptionText() {
+    try {
+        throw;
+    } catch (const std::exception& e) {
+        return QString::fromUtf8(e.what());
+    } catch (...) {
+        return QStringLiteral("Cannot process the audio: unexpected internal error");
+    }
+}
+
+// Every worker thread of the process, so that shutdown can wait for them.
+class Workers {
+public:
+    template <class Work> void start(Work work) {
+        std::lock_guard lock(m_mutex);
+        reap();
+        auto entry = m_entries.emplace(m_entries.end());
+        entry->thread = std::thread([this, entry, work = std::move(work)]() mutable {
+            work();
+            std::lock_guard lock(m_mutex);
+            entry->done = true;
+            m_changed.notify_all();
+        });
+    }
+
+    bool waitForAll(int msecs) {
+        std::unique_lock lock(m_mutex);
+        const bool all = m_changed.wait_for(lock, std::chrono::milliseconds(msecs), [&] {
+            for (const Entry& entry : m_entries) {
+                if (!entry.done)
+                    return false;
+            }
+            return true;
+        });
+        reap();
+        // Left to the end of the process; each still marks itself done when it returns.
+        for (Entry& entry : m_entries) {
+            if (entry.thread.joinable())
+                entry.thread.detach();
+        }
+        return all;
+    }
+
+private:
+    struct Entry {
+        std::thread thread;
+        bool done = false;
+    };
+
+    // With the lock held: joins the threads that are done (they only return after that).
+    void reap() {
+        for (auto it = m_entries.begin(); it != m_entries.end();) {
+            if (it->done) {
+                if (it->thread.joinable())
+                    it->thread.join();
+                it = m_entries.erase(it);
+            } else {
+                ++it;
+            }
+        }
+    }
+
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::list<Entry> m_entries;
+};
+
+// Never destroyed: a worker left running at the end of the process must find it intact.
+Workers& workers() {
+    static auto* instance = new Workers;
+    return *instance;
+}
+
+} // namespace
+
+// What a job and its worker share. The job's side may go away first; the worker keeps this.
+struct MediaJob::Run : std::enable_shared_from_this<Run> {
+    Options options;
+    std::mutex mutex;
+    // Guarded by mutex:
+    MediaJob* owner = nullptr; // null once nobody listens any more
+    bool settled = false;      // the outcome is known and posted
+    bool stopRequested = false;
+    PcmSource* source = nullptr;
+    PcmSink* sink = nullptr;
+    BoundedQueue<Piece>* queue = nullptr;
+    // Read by the worker without the lock:
+    std::atomic<bool> cancelled{false};
+    int lastStep = -1; // the worker's
+
+    // With the lock held: interrupt whatever may be waiting.
+    void interrupt() {
+        if (source)
+            source->interrupt();
+        if (sink)
+            sink->interrupt();
+        if (queue)
+            queue->interrupt();
+    }
+
+    // With the lock held: delivers action on the job's thread, if the job is still this run's.
+    template <class Action> void post(Action action, bool last) {
+        if (!owner)
+            return;
+        MediaJob* job = owner;
+        QMetaObject::invokeMethod(
+            job,
+            [job, self = shared_from_this(), action = std::move(action), last] {
+                if (job->m_run != self)
+                    return;
+                if (last)
+                    job->m_run.reset(); // before the signal: its handler may start the next job
+                action(job);
+            },
+            Qt::QueuedConnection);
+    }
+
+    void reportProgress(qint64 done, qint64 expected) {
+        int step = -1;
+        const int steps = options.progressSteps;
+        if (steps > 0 && expected > 0) {
+            step = int(std::min<qint64>(steps - 1, done * steps / expected));
+            if (step <= lastStep)
+                return;
+            lastStep = step;
+        }
+        std::lock_guard lock(mutex);
+        post([step, done, expected](MediaJob* job) { Q_EMIT job->progress(step, done, expected); },
+             false);
+    }
+
+    void setParts(PcmSource* s, PcmSink* k, BoundedQueue<Piece>* q) {
+        std::lock_guard lock(mutex);
+        source = s;
+        sink = k;
+        queue = q;
+        // A cancel or stop that came before the worker got here.
+        if (cancelled)
+            interrupt();
+        else if (stopRequested && source)
+            source->interrupt();
+    }
+
+    void work(std::unique_ptr<PcmSource> source, std::unique_ptr<PcmSink> sink);
+    void pumpDirect(PcmSource& source, PcmSink& sink);
+    void pumpAhead(BoundedQueue<Piece>& queue, BoundedQueue<Piece>& spare, PcmSink& sink,
+                   qint64 expected);
+};
+
+void MediaJob::Run::pumpDirect(PcmSource& source, PcmSink& sink) {
+    const qint64 expected = source.expectedFrames();
+    std::vector<qint16> buffer(size_t(options.pieceFrames * source.format().channels));
+    qint64 done = 0;
+    while (!cancelled) {
+        const qint64 frames = source.read(buffer.data(), options.pieceFrames);
+        if (frames == 0 || cancelled)
+            break;
+        sink.write(buffer.data(), frames);
+        done += frames;
+        reportProgress(done, expected);
+    }
+}
+
+void MediaJob::Run::pumpAhead(BoundedQueue<Piece>& queue, BoundedQueue<Piece>& spare, PcmSink& sink,
+                              qint64 expected) {
+    using Status = BoundedQueue<Piece>::Status;
+    qint64 done = 0;
+    Piece piece;
+    for (;;) {
+        const Status status = queue.pop(piece);
+        if (status == Status::Failed)
+            throw Error(queue.failure());
+        if (status != Status::Item || cancelled)
+            return;
+        sink.write(piece.samples.data(), piece.frames);
+        done += piece.frames;
+        spare.tryPush(piece);
+        reportProgress(done, expected);
+    }
+}
+
+void MediaJob::Run::work(std::unique_ptr<PcmSource> source, std::unique_ptr<PcmSink> sink) {
+    BoundedQueue<Piece> queue(kPiecesAhead);
+    BoundedQueue<Piece> spare(kPiecesAhead + 2);
+    std::thread reader;
+    if (options.readAhead) {
+        reader = std::thread([this, &queue, &spare, &source] {
+            const size_t samples = size_t(options.pieceFrames * source->format().channels);
+            try {
+                while (!cancelled) {
+                    Piece piece;
+                    if (spare.tryPop(piece) != BoundedQueue<Piece>::Status::Item)
+                        piece.samples.resize(samples);
+                    piece.frames = source->read(piece.samples.data(), options.pieceFrames);
+                    if (piece.frames == 0)
+                        break;
+                    if (!queue.push(std::move(piece)))
+                        return;
+                }
+                queue.close();
+            } catch (...) {
+                queue.fail(currentExceptionText());
+            }
+        });
+    }
+    setParts(source.get(), sink.get(), &queue);
+
+    QString failure;
+    try {
+        if (options.readAhead)
+            pumpAhead(queue, spare, *sink, source->expectedFrames());
+        else
+            pumpDirect(*source, *sink);
+        if (!cancelled) {
+            sink->finish();
+            // The last moment a cancel counts: after the commit the file is in place.
+            std::lock_guard lock(mutex);
+            if (!cancelled) {
+                sink->commit();
+                settled = true;
+                post([](MediaJob* job) { Q_EMIT job->finished(); }, true);
+            }
+        }
+    } catch (...) {
+        failure = currentExceptionText();
+    }
+
+    // The sink goes first, so a failed or cancelled output is gone before anyone hears of it
+    // and even while the reader is still stuck in a slow read.
+    setParts(source.get(), nullptr, &queue);
+    sink.reset();
+    queue.interrupt();
+    if (reader.joinable())
+        reader.join();
+    setParts(nullptr, nullptr, nullptr);
+    source.reset();
+
+    std::lock_guard lock(mutex);
+    if (!settled && !cancelled) {
+        settled = true;
+        post([failure](MediaJob* job) { Q_EMIT job->failed(failure); }, true);
+    }
+}
+
+MediaJob::MediaJob(QObject* parent) : QObject(parent) {}
+
+MediaJob::~MediaJob() {
+    if (!m_run)
+        return;
+    std::lock_guard lock(m_run->mutex);
+    m_run->owner = nullptr;
+    if (!m_run->settled) {
+        m_run->cancelled = true;
+        m_run->interrupt();
+    }
+}
+
+void MediaJob::start(std::unique_ptr<PcmSource> source, std::unique_ptr<PcmSink> sink) {
+    start(std::move(source), std::move(sink), Options());
+}
+
+void MediaJob::start(std::unique_ptr<PcmSource> source, std::unique_ptr<PcmSink> sink,
+                     const Options& options) {
+    if (m_run)
+        throw Error(QStringLiteral("Cannot start: the previous job is still running"));
+    if (!(source->format() == sink->format()))
+        throw Error(formatMismatch(source->format(), sink->format()));
+    auto run = std::make_shared<Run>();
+    run->options = options;
+    run->options.pieceFrames = std::max<qint64>(1, options.pieceFrames);
+    run->owner = this;
+    m_run = run;
+    workers().start([run, source = std::move(source), sink = std::move(sink)]() mutable {
+        run->work(std::move(source), std::move(sink));
+    });
+}
+
+bool MediaJob::cancel() {
+    if (!m_run)
+        return true;
+    std::unique_lock lock(m_run->mutex);
+    if (m_run->settled)
+        return false;
+    m_run->cancelled = true;
+    m_run->owner = nullptr;
+    m_run->interrupt();
+    lock.unlock();
+    m_run.reset();
+    return true;
+}
+
+void MediaJob::stop() {
+    if (!m_run)
+        return;
+    std::lock_guard lock(m_run->mutex);
+    m_run->stopRequested = true;
+    if (m_run->source)
+        m_run->source->interrupt();
+}
+
+bool MediaJob::waitForAll(int msecs) {
+    return workers().waitForAll(msecs);
+}
+
+void copyPcm(PcmSource& source, PcmSink& sink) {
+    const PcmFormat format = source.format();
+    if (!(format == sink.format()))
+        throw Error(formatMismatch(format, sink.format()));
+    constexpr qint64 kFrames = 16384;
+    std::vector<qint16> buffer(size_t(kFrames * format.channels));
+    while (const qint64 frames = source.read(buffer.data(), kFrames))
+        sink.write(buffer.data(), frames);
+    sink.commit();
+}

@@ -1,0 +1,309 @@
+// The media job, the output-file helper and the pipe between threads, on real FFmpeg and real
+// threads.
+
+#include "backends/media/OutputFile.h"
+#include "backends/media/PcmPipe.h"
+#include "tests/media/MediaTestSupport.h"
+
+#include <QDeadlineTimer>
+#include <QElapsedTimer>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QThread>
+#include <condition_variable>
+#include <csignal>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr PcmFormat kStereo44{44100, 2};
+const QString kDiscError = QStringLiteral("Cannot read track 3: the disc stopped answering");
+
+// Silence read slowly, as from a drive re-reading a bad sector; raises kDiscError after
+// failAfter frames. interrupt() cuts a wait short only when the source is interruptible.
+struct SlowSource final : PcmSource {
+    SlowSource(int delayMs, bool interruptible, qint64 failAfter = -1)
+        : delay(delayMs), canInterrupt(interruptible), left(failAfter) {}
+    PcmFormat format() const override { return kStereo44; }
+    qint64 expectedFrames() const override { return 441000; }
+    qint64 read(qint16* buffer, qint64 maxFrames) override {
+        ++*reads;
+        std::unique_lock lock(mutex);
+        woken.wait_for(lock, std::chrono::milliseconds(delay), [&] { return interrupted; });
+        if (interrupted)
+            return 0;
+        if (left == 0)
+            throw Error(kDiscError);
+        const qint64 n = left < 0 ? maxFrames : std::min(maxFrames, left);
+        std::fill_n(buffer, n * 2, qint16(0));
+        left -= left < 0 ? 0 : n;
+        return n;
+    }
+    void interrupt() override {
+        std::lock_guard lock(mutex);
+        interrupted = canInterrupt;
+        woken.notify_all();
+    }
+    int delay;
+    bool canInterrupt;
+    qint64 left;
+    std::mutex mutex;
+    std::condition_variable woken;
+    bool interrupted = false;
+    std::shared_ptr<std::atomic<int>> reads = std::make_shared<std::atomic<int>>(0);
+};
+
+// Raw PCM into an OutputFile with a hidden temporary name, whose presence the tests can see.
+struct RawSink final : PcmSink {
+    explicit RawSink(const QString& path) : file(path, OutputFile::Temporary::Named) {}
+    PcmFormat format() const override { return kStereo44; }
+    void write(const qint16* buffer, qint64 frames) override { file.write(buffer, frames * 4); }
+    void finish() override { file.finish(); }
+    void commit() override { file.commit(); }
+    OutputFile file;
+};
+
+std::unique_ptr<EncodedSink> mp3Sink(const QString& path) {
+    return std::make_unique<EncodedSink>(
+        path, EncodedSink::Options{OutputCodec::Mp3Lame, 128000, {}}, kStereo44);
+}
+
+// Lowers this process's file size limit for a scope: writes beyond it fail with EFBIG as on a
+// full disk (root is stopped reliably by neither a full tmpfs nor permission bits).
+struct FileSizeLimit {
+    rlimit saved{};
+    explicit FileSizeLimit(rlim_t bytes) {
+        getrlimit(RLIMIT_FSIZE, &saved);
+        const rlimit lowered{bytes, saved.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &lowered);
+    }
+    ~FileSizeLimit() { setrlimit(RLIMIT_FSIZE, &saved); }
+};
+
+struct JobSpies {
+    explicit JobSpies(MediaJob& job)
+        : progress(&job, &MediaJob::progress), finished(&job, &MediaJob::finished),
+          failed(&job, &MediaJob::failed) {}
+    bool silent() const { return progress.isEmpty() && finished.isEmpty() && failed.isEmpty(); }
+    QSignalSpy progress, finished, failed;
+};
+
+} // namespace
+
+class TestMediaJobs : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void outputFile_data();
+    void outputFile();
+    void jobReportsInOrder();
+    void cancelNeverWaits();
+    void stopCommitsWhatWasRead();
+    void cancelTooLateStillFinishes();
+    void pipeStates();
+};
+
+void TestMediaJobs::outputFile_data() {
+    QTest::addColumn<OutputFile::Temporary>("temporary");
+    QTest::newRow("unnamed") << OutputFile::Temporary::Unnamed;
+    QTest::newRow("named") << OutputFile::Temporary::Named;
+}
+
+// Complete under its name or not at all: nothing left by a discard, a vanished folder or a full
+// disk; an older file replaced only by the commit; temporaries of dead processes cleared away.
+void TestMediaJobs::outputFile() {
+    QFETCH(OutputFile::Temporary, temporary);
+    QTemporaryDir out;
+    const QString target = out.filePath("kept.mp3");
+    writeBytes(target, "older file");
+    const auto before = fileState(target);
+    const pid_t gone = ::fork();
+    if (gone == 0)
+        ::_exit(0);
+    ::waitpid(gone, nullptr, 0);
+    const QString stale = QStringLiteral(".melvane-%1-0000abcd.part").arg(gone);
+    const QString live = QStringLiteral(".melvane-%1-0000abcd.part").arg(::getpid());
+    writeBytes(out.filePath(stale), "left by a killed job");
+    writeBytes(out.filePath(live), "still being written");
+    {
+        OutputFile file(target, temporary);
+        file.write("new", 3);
+        QCOMPARE(file.temporaryPath().isEmpty(), temporary == OutputFile::Temporary::Unnamed);
+    }
+    QCOMPARE(folderEntries(out.path()), QStringList({live, "kept.mp3"}));
+    QCOMPARE(fileState(target), before);
+    {
+        OutputFile file(target, temporary);
+        file.write("new", 3);
+        file.finish();
+        QCOMPARE(fileState(target), before);
+        file.commit();
+    }
+    QCOMPARE(folderEntries(out.path()), QStringList({live, "kept.mp3"}));
+    QCOMPARE(QFile(target).size(), 3);
+
+    QVERIFY(QDir(out.path()).mkdir("gone"));
+    QString message = errorOf([&] {
+        OutputFile file(out.filePath("gone/late.mp3"), temporary);
+        file.write("data", 4);
+        QVERIFY(QDir(out.filePath("gone")).removeRecursively());
+        file.commit();
+    });
+    QCOMPARE(message,
+             "Cannot write " + out.filePath("gone/late.mp3") + ": No such file or directory");
+
+    // Past the file size limit a write fails (SIGXFSZ must not end the program).
+    message = errorOf([&] {
+        FileSizeLimit limit(64 * 1024);
+        OutputFile file(out.filePath("big.wav"), temporary);
+        const QByteArray block(100 * 1024, 'x');
+        file.write(block.constData(), block.size());
+    });
+    QCOMPARE(message, "Cannot write " + out.filePath("big.wav") + ": File too large");
+    QCOMPARE(folderEntries(out.path()), QStringList({live, "kept.mp3"}));
+}
+
+// Progress rises in steps and stays below the whole; finished() comes with the file in place,
+// failed() after the temporary file is gone; mismatched formats are refused at once.
+void TestMediaJobs::jobReportsInOrder() {
+    QTemporaryDir out;
+    MediaJob job;
+    JobSpies spies(job);
+    QStringList seen;
+    const auto look = [&] { seen << folderEntries(out.path()).join(','); };
+    connect(&job, &MediaJob::finished, this, look);
+    connect(&job, &MediaJob::failed, this, look);
+    job.start(std::make_unique<SineSource>(kStereo44, 5.0), mp3Sink(out.filePath("job.mp3")));
+    QVERIFY(job.isRunning());
+    QVERIFY(spies.finished.wait(10000));
+    QVERIFY(!job.isRunning());
+    QVERIFY(spies.progress.count() > 3);
+    for (int i = 0; i < spies.progress.count(); ++i) {
+        const int step = spies.progress.at(i).at(0).toInt();
+        QVERIFY(step < 100 && (i == 0 || step > spies.progress.at(i - 1).at(0).toInt()));
+    }
+    QCOMPARE(spies.progress.last().at(1).toLongLong(), 220500);
+
+    job.start(std::make_unique<SlowSource>(0, false, 50000), mp3Sink(out.filePath("bad.mp3")));
+    QVERIFY(spies.failed.wait(10000));
+    QCOMPARE(spies.failed.at(0).at(0).toString(), kDiscError);
+    QCOMPARE(seen, QStringList({"job.mp3", "job.mp3"}));
+    QCOMPARE(spies.finished.count(), 1);
+
+    QVERIFY(errorOf([&] {
+                job.start(std::make_unique<SineSource>(PcmFormat{44100, 1}, 1.0),
+                          mp3Sink(out.filePath("mono.mp3")));
+            }).contains("1 channel(s)"));
+    QVERIFY(!job.isRunning());
+}
+
+// A read that takes 1.5 s does not hold up the user: cancel() and destroying the job return at
+// once, nothing is reported, and the output goes while the read still hangs.
+void TestMediaJobs::cancelNeverWaits() {
+    QTemporaryDir out;
+    for (const bool readAhead : {true, false}) {
+        auto job = std::make_unique<MediaJob>();
+        JobSpies spies(*job);
+        auto source = std::make_unique<SlowSource>(1500, false);
+        const auto reads = source->reads;
+        MediaJob::Options options;
+        options.readAhead = readAhead;
+        job->start(std::move(source), std::make_unique<RawSink>(out.filePath("slow.raw")), options);
+        QTRY_VERIFY(*reads >= 1);
+        QCOMPARE(folderEntries(out.path()).size(), 1); // the temporary file
+        QElapsedTimer clock;
+        clock.start();
+        if (readAhead)
+            QVERIFY(job->cancel());
+        else
+            job.reset();
+        QCOMPARE_LT(clock.elapsed(), 100);
+        QVERIFY(!MediaJob::waitForAll(10)); // the read still hangs
+        QTRY_VERIFY_WITH_TIMEOUT(folderEntries(out.path()).isEmpty(), 3000);
+        QVERIFY(MediaJob::waitForAll(5000));
+        QCoreApplication::processEvents();
+        QVERIFY(spies.silent());
+    }
+}
+
+// The recorder's Stop: the source ends early and what it delivered is committed, complete.
+void TestMediaJobs::stopCommitsWhatWasRead() {
+    QTemporaryDir out;
+    const auto pipe = std::make_shared<PcmPipe>(kStereo44, 44100);
+    MediaJob job;
+    JobSpies spies(job);
+    QStringList atFinish;
+    connect(&job, &MediaJob::finished, this, [&] { atFinish = folderEntries(out.path()); });
+    job.start(
+        std::make_unique<PipeSource>(pipe),
+        std::make_unique<EncodedSink>(out.filePath("take.wav"), EncodedSink::Options{}, kStereo44));
+    SineSource capture(kStereo44, 1.0);
+    const DecodedAudio captured = readAll(capture);
+    QVERIFY(pipe->write(captured.samples.data(), captured.frames()));
+    job.stop();
+    QVERIFY(spies.finished.wait(5000));
+    QCOMPARE(atFinish, QStringList{"take.wav"});
+    QVERIFY(decodeFile(out.filePath("take.wav")).samples == captured.samples);
+    QVERIFY(spies.progress.at(0).at(0).toInt() == -1); // no length known: every piece counts
+}
+
+// A cancel that comes after the file was put in place cannot undo it: the job says so, and its
+// finished() still arrives.
+void TestMediaJobs::cancelTooLateStillFinishes() {
+    QTemporaryDir out;
+    MediaJob job;
+    JobSpies spies(job);
+    job.start(std::make_unique<SineSource>(kStereo44, 0.5), mp3Sink(out.filePath("quick.mp3")));
+    for (QDeadlineTimer deadline(10000);
+         !QFileInfo::exists(out.filePath("quick.mp3")) && !deadline.hasExpired();)
+        QThread::yieldCurrentThread();
+    QVERIFY(!job.cancel());
+    QVERIFY(spies.finished.count() == 1 || spies.finished.wait(5000));
+    QVERIFY(spies.failed.isEmpty());
+}
+
+// The pipe: a blocking reader gets whole requests, a non-waiting one what is there; the end,
+// an interrupt and a writer that gave up each reach the reader.
+void TestMediaJobs::pipeStates() {
+    PcmPipe pipe(kStereo44, 4096, 1024);
+    std::vector<qint16> ramp(10000 * 2);
+    for (size_t i = 0; i < ramp.size(); ++i)
+        ramp[i] = qint16(i);
+    std::thread writer([&] {
+        pipe.write(ramp.data(), 10000);
+        pipe.close();
+    });
+    QTRY_COMPARE(pipe.queuedBytes(), pipe.capacityBytes()); // full: the writer waits
+    std::vector<qint16> got(ramp.size() + 100);
+    auto* bytes = reinterpret_cast<char*>(got.data());
+    const qint64 first = pipe.readAvailable(bytes, 40000);
+    QCOMPARE_GE(first, 4096 * 4);
+    QCOMPARE(pipe.read(bytes + first, 40000 - first), 40000 - first);
+    QCOMPARE(pipe.read(bytes + 40000, 400), 0);
+    QVERIFY(pipe.atEnd());
+    writer.join();
+    got.resize(ramp.size());
+    QVERIFY(got == ramp);
+
+    auto stopped = std::make_shared<PcmPipe>(kStereo44, 4096);
+    std::thread reader([&] {
+        char buffer[64];
+        QCOMPARE(stopped->read(buffer, 64), -1);
+    });
+    stopped->interrupt();
+    reader.join();
+    QCOMPARE(stopped->failure(), QStringLiteral("the audio stream was stopped"));
+
+    auto broken = std::make_shared<PcmPipe>(kStereo44, 4096);
+    std::make_unique<PipeSink>(broken)->write(ramp.data(), 10);
+    char buffer[64];
+    QCOMPARE(broken->read(buffer, 64), -1); // at once: what was queued is of no use now
+    QCOMPARE(broken->failure(), QStringLiteral("the audio stream ended early"));
+    QVERIFY(errorOf([&] { PipeSource(broken).read(ramp.data(), 1); }).contains("ended early"));
+}
+
+QTEST_GUILESS_MAIN(TestMediaJobs)
+#include "test_media_jobs.moc"
