@@ -107,7 +107,7 @@ void Form1::Form_Load() {
     m_components.skin->ApplySkin(this);
     filterGraph.reset();
     filterGraph = m_components.makeFilterGraph();
-    connect(filterGraph.get(), &FilgraphManager::Failed, this, &ErrorBoundary::report);
+    m_fileMode->setFilterGraph(filterGraph.get());
     VolumeControl1->setDeviceToControl(0);
     m_components.mEnc->setEncoderSwitch(1);
     m_components.waEnc->setBitrate(128000.0);
@@ -130,6 +130,7 @@ void Form1::Form_Unload() {
     // The recorder window is left open on purpose; closing the main window ends the program.
     if (filterGraph) {
         filterGraph->Stop();
+        m_fileMode->setFilterGraph(nullptr);
         filterGraph.reset();
     }
     VolumeControl1->setEnabled(false);

@@ -5,6 +5,7 @@
 #include "app/cli/InfoCommand.h"
 #include "app/cli/Interrupts.h"
 #include "app/cli/MixerCommand.h"
+#include "app/cli/PlayCommand.h"
 #include "app/cli/ProgressPrinter.h"
 #include "app/cli/TocCommand.h"
 #include "backends/media/Codecs.h"
@@ -35,6 +36,7 @@ const char* const kToolHelp =
     "  drives    list the CD drives\n"
     "  toc       show the tracks of the disc in a CD drive\n"
     "  mixer     show or set the volume and mute of a mixer line\n"
+    "  play      play a file through the player's equaliser\n"
     "\n"
     "Options:\n"
     "  -h, --help      show this help\n"
@@ -258,11 +260,8 @@ int main(int argc, char** argv) {
         const char* name;
         int (*run)(const QStringList&);
     } commands[] = {
-        {"convert", runConvert},
-        {"info", runInfoCommand},
-        {"drives", runDrivesCommand},
-        {"toc", runTocCommand},
-        {"mixer", runMixerCommand},
+        {"convert", runConvert}, {"info", runInfoCommand},   {"drives", runDrivesCommand},
+        {"toc", runTocCommand},  {"mixer", runMixerCommand}, {"play", runPlayCommand},
     };
     for (const auto& command : commands) {
         if (first != QLatin1String(command.name))

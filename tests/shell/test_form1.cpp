@@ -241,11 +241,15 @@ private Q_SLOTS:
         Form1Fixture f;
         f.load();
         f.form->Command8_Click();
+        // The convert panel's player plays through the graph while it lives.
+        auto* play = f.form->fileModePanel()->findChild<QPushButton*>("playButton");
+        QVERIFY(play->isEnabled());
         f.log.clear();
         QVERIFY(f.form->close());
         QVERIFY(f.form->close());
         QCOMPARE(f.log.calls,
                  QStringList({"FilgraphManager.Stop()", "VolumeControl1.Enabled(false)"}));
+        QVERIFY(!play->isEnabled());
     }
 
     void operationsForPanelsAndDialogs() {
