@@ -153,18 +153,6 @@ bool AlsaMixer::hasCaptureSwitch(const QString& element) const {
     return e && snd_mixer_selem_has_capture_switch(e);
 }
 
-bool AlsaMixer::captureSwitch(const QString& element) const {
-    snd_mixer_elem_t* e = find(element);
-    if (!e || !snd_mixer_selem_has_capture_switch(e))
-        return false;
-    for (auto c : channels(e, snd_mixer_selem_has_capture_channel)) {
-        int on = 0;
-        if (snd_mixer_selem_get_capture_switch(e, c, &on) >= 0 && on)
-            return true;
-    }
-    return false;
-}
-
 bool AlsaMixer::setCaptureSwitch(const QString& element, bool on) {
     freshen();
     snd_mixer_elem_t* e = find(element);

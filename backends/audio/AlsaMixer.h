@@ -46,7 +46,6 @@ public:
 
     bool hasCaptureVolume(const QString& element) const;
     bool hasCaptureSwitch(const QString& element) const;
-    bool captureSwitch(const QString& element) const;
     bool setCaptureSwitch(const QString& element, bool on);
 
     // Enumerated elements that choose the capture input ("Capture Source", "Input Source").

@@ -25,19 +25,6 @@ constexpr std::array<LineName, 7> lineNames{{{Mixer::DstSpeakers, "Master"},
                                              {Mixer::SrcWaveOut, "PCM"},
                                              {Mixer::SrcAuxiliary, "Aux"}}};
 
-struct ControlRef {
-    QString element;
-    bool mute = false;
-};
-
-bool decode(quint32 controlId, ControlRef& ref) {
-    if (controlId == 0 || (controlId - 1) / 2 >= lineNames.size())
-        return false;
-    ref.element = QLatin1String(lineNames[(controlId - 1) / 2].element);
-    ref.mute = (controlId - 1) % 2 == 1;
-    return true;
-}
-
 qint32 bound(long value) {
     return qint32(std::clamp<long>(value, std::numeric_limits<qint32>::min(),
                                    std::numeric_limits<qint32>::max()));
@@ -46,6 +33,14 @@ qint32 bound(long value) {
 } // namespace
 
 MixerDevices::MixerDevices(QObject* parent) : Mixer(parent) {}
+
+bool MixerDevices::decode(quint32 controlId, ControlRef& ref) {
+    if (controlId == 0 || (controlId - 1) / 2 >= lineNames.size())
+        return false;
+    ref.element = QLatin1String(lineNames[(controlId - 1) / 2].element);
+    ref.mute = (controlId - 1) % 2 == 1;
+    return true;
+}
 
 MixerDevices::~MixerDevices() = default;
 
@@ -121,13 +116,18 @@ quint32 MixerDevices::mixerGetLineControls(Handle handle, quint32 lineId, quint3
     return InvalidControl;
 }
 
-quint32 MixerDevices::mixerGetControlDetails(Handle handle, quint32 controlId, quint32& value) {
-    AlsaMixer* alsa = mixer(handle);
-    ControlRef ref;
+quint32 MixerDevices::find(Handle handle, quint32 controlId, AlsaMixer*& alsa, ControlRef& ref) {
+    alsa = mixer(handle);
     if (!alsa)
         return InvalidHandle;
-    if (!decode(controlId, ref))
-        return InvalidControl;
+    return decode(controlId, ref) ? NoError : InvalidControl;
+}
+
+quint32 MixerDevices::mixerGetControlDetails(Handle handle, quint32 controlId, quint32& value) {
+    AlsaMixer* alsa = nullptr;
+    ControlRef ref;
+    if (const quint32 rc = find(handle, controlId, alsa, ref); rc != NoError)
+        return rc;
     alsa->handleEvents();
     if (ref.mute) {
         if (!alsa->hasPlaybackSwitch(ref.element))
@@ -142,12 +142,10 @@ quint32 MixerDevices::mixerGetControlDetails(Handle handle, quint32 controlId, q
 }
 
 quint32 MixerDevices::mixerSetControlDetails(Handle handle, quint32 controlId, quint32 value) {
-    AlsaMixer* alsa = mixer(handle);
+    AlsaMixer* alsa = nullptr;
     ControlRef ref;
-    if (!alsa)
-        return InvalidHandle;
-    if (!decode(controlId, ref))
-        return InvalidControl;
+    if (const quint32 rc = find(handle, controlId, alsa, ref); rc != NoError)
+        return rc;
     const bool done = ref.mute ? alsa->setPlaybackSwitch(ref.element, value == 0)
                                : alsa->setPlaybackVolume(ref.element, long(value));
     return done ? NoError : Failed;

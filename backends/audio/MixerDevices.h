@@ -31,7 +31,14 @@ private:
         std::unique_ptr<AlsaMixer> mixer;
         std::vector<std::unique_ptr<QSocketNotifier>> notifiers;
     };
+    // A control: the element of its line, and whether it is the line's mute.
+    struct ControlRef {
+        QString element;
+        bool mute = false;
+    };
+    static bool decode(quint32 controlId, ControlRef& ref);
     AlsaMixer* mixer(Handle handle);
+    quint32 find(Handle handle, quint32 controlId, AlsaMixer*& alsa, ControlRef& ref);
 
     std::map<Handle, Open> m_open;
     Handle m_nextHandle = 1;
