@@ -1,5 +1,6 @@
 // The one place that creates the real backends and hands them to the main window.
 #include "backends/audio/FilterGraph.h"
+#include "backends/audio/MixerDevices.h"
 #include "backends/media/Codecs.h"
 #include "backends/media/MediaJob.h"
 #include "backends/qt/QtBackends.h"
@@ -27,6 +28,7 @@ Form1Components realComponents() {
     c.waDec = std::make_unique<WmaDecoder>();
     c.wmaFile1 = std::make_unique<WmaFileReader>();
     c.x = std::make_unique<MediaInfo>();
+    c.mixer = std::make_unique<MixerDevices>();
     c.makeFolderBrowser = [] { return std::make_unique<FolderDialog>(); };
     c.makeFilterGraph = [] { return std::make_unique<FilterGraph>(); };
     c.applicationFolder = QCoreApplication::applicationDirPath();

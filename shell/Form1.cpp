@@ -8,10 +8,12 @@
 #include "shell/common/ErrorBoundary.h"
 #include "ui_Form1.h"
 #include "volume/VolumeControl.h"
+#include "volume/VolumeMixer.h"
 
 #include <QCloseEvent>
 #include <QDir>
 #include <QMenu>
+#include <QMenuBar>
 
 using ErrorBoundary::guarded;
 using ErrorBoundary::handler;
@@ -32,8 +34,11 @@ Form1::Form1(Form1Components components, QWidget* parent)
         m_ui->panelHost->addWidget(panel);
         panel->hide();
     }
-    VolumeControl1 = new VolumeControl(m_ui->centralwidget);
-    VolumeControl1->hide();
+    // The speaker sits in the menu bar's corner, in every mode; it is enabled in convert mode.
+    m_volumeMixer = std::make_unique<VolumeMixer>(*c.mixer);
+    VolumeControl1 = new VolumeControl(*m_volumeMixer, m_ui->menubar);
+    VolumeControl1->ReadProperties({});
+    m_ui->menubar->setCornerWidget(VolumeControl1, Qt::TopRightCorner);
     mergePanelMenus();
     connectHandlers();
 }
@@ -41,6 +46,8 @@ Form1::Form1(Form1Components components, QWidget* parent)
 Form1::~Form1() {
     ErrorBoundary::setMessageBox(nullptr);
     delete m_recorder.data();
+    // It closes the mixer module on its way out, which must still be there.
+    delete VolumeControl1;
 }
 
 void Form1::mergePanelMenus() {
@@ -100,7 +107,7 @@ void Form1::Form_Load() {
     m_components.skin->ApplySkin(this);
     filterGraph.reset();
     filterGraph = m_components.makeFilterGraph();
-    connect(filterGraph.get(), &FilgraphManager::Failed, this, &ErrorBoundary::report);
+    m_fileMode->setFilterGraph(filterGraph.get());
     VolumeControl1->setDeviceToControl(0);
     m_components.mEnc->setEncoderSwitch(1);
     m_components.waEnc->setBitrate(128000.0);
@@ -123,6 +130,7 @@ void Form1::Form_Unload() {
     // The recorder window is left open on purpose; closing the main window ends the program.
     if (filterGraph) {
         filterGraph->Stop();
+        m_fileMode->setFilterGraph(nullptr);
         filterGraph.reset();
     }
     VolumeControl1->setEnabled(false);

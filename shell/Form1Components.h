@@ -7,6 +7,7 @@
 #include "components/MDec.h"
 #include "components/MEnc.h"
 #include "components/MessageBox.h"
+#include "components/Mixer.h"
 #include "components/SettingsStore.h"
 #include "components/Skin.h"
 #include "components/WAEnc.h"
@@ -31,6 +32,7 @@ struct Form1Components {
     std::unique_ptr<WaDec> waDec;
     std::unique_ptr<WMAFile> wmaFile1;
     std::unique_ptr<HarnMediaUtils> x; // duration and size of the files in the convert list
+    std::unique_ptr<Mixer> mixer;      // the machine's mixers, for the volume control
 
     // Made during start-up, not before: the folder picker and the player's filter graph.
     std::function<std::unique_ptr<FolderBrowse>()> makeFolderBrowser;

@@ -240,7 +240,7 @@ private Q_SLOTS:
         const QString out = path(QStringLiteral("usage"));
         const QStringList mp3{"convert", "--to", "mp3"};
         QTest::newRow("no command") << QStringList{} << "convert";
-        QTest::newRow("unknown command") << QStringList{"play", "a.wav"} << "play";
+        QTest::newRow("unknown command") << QStringList{"record", "a.wav"} << "record";
         QTest::newRow("no target") << QStringList{"convert", "--out", out, "a.wav"} << "--to";
         QTest::newRow("unknown target")
             << QStringList{"convert", "--to", "flac", "--out", out, "a.wav"} << "flac";
@@ -270,6 +270,11 @@ private Q_SLOTS:
             << "'-dash.wav' is not an option; a file whose name starts with '-' goes after '--'";
         QTest::newRow("info without files") << QStringList{"info"} << "no files";
         QTest::newRow("info unknown option") << QStringList{"info", "--long", "a.wav"} << "long";
+        QTest::newRow("mixer line") << QStringList{"mixer", "--line", "9"} << "--line '9'";
+        QTest::newRow("mixer volume") << QStringList{"mixer", "--volume", "loud"} << "loud";
+        QTest::newRow("mixer mute") << QStringList{"mixer", "--mute", "yes"} << "yes";
+        QTest::newRow("play without file") << QStringList{"play"} << "no file to play";
+        QTest::newRow("play gain") << QStringList{"play", "--eq", "0,0,99", "a.wav"} << "'99'";
         const QString take = path(QStringLiteral("usage/take.mp3"));
         QTest::newRow("record without a file") << QStringList{"record"} << "no output file";
         QTest::newRow("record to flac") << QStringList{"record", "--to", "flac", take} << "flac";
@@ -289,6 +294,32 @@ private Q_SLOTS:
         QVERIFY2(r.err.contains(message), qPrintable(r.err));
         QCOMPARE(r.out, QString());
         QVERIFY(folderEntries(path(QStringLiteral("usage"))).isEmpty());
+    }
+
+    // The mixer and the player on the test audio server: a line set and read back; a file
+    // played to its end through a cut band, and one stopped by Ctrl-C.
+    void mixerAndPlayer() {
+        QVERIFY2(qEnvironmentVariableIsSet("PULSE_SERVER"),
+                 "run through scripts/test, which starts the test audio server");
+        Run r = run({"mixer", "--volume", "37", "--mute", "on"});
+        QCOMPARE(r.exitCode, 0);
+        QCOMPARE(r.out, QStringLiteral("Master Volume: 37%\nMaster Mute: on\n"));
+        r = run({"mixer", "--mute", "off"});
+        QCOMPARE(r.out, QStringLiteral("Master Volume: 37%\nMaster Mute: off\n"));
+        r = run({"mixer", "--line", "5"}); // a sound server's mixer has line 0 alone
+        QCOMPARE(r.exitCode, 1);
+        QVERIFY2(r.err.contains("no line 5"), qPrintable(r.err));
+
+        r = run({"play", "--eq", "0,0,0,0,0,0,0,0,-12", m_tone});
+        QCOMPARE(r.exitCode, 0);
+        QVERIFY2(r.out.startsWith("00:0") && r.out.endsWith("00:03 / 00:03\n"), qPrintable(r.out));
+        QProcess playing;
+        playing.start(QStringLiteral(MELVANE_CLI), {"play", m_long});
+        QVERIFY(playing.waitForReadyRead(10000)); // the first position line
+        ::kill(pid_t(playing.processId()), SIGINT);
+        r = finish(playing);
+        QCOMPARE(r.exitCode, 0);
+        QCOMPARE(r.err, QString());
     }
 
     void help() {

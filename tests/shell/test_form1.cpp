@@ -28,6 +28,7 @@ struct Form1Fixture : QObject {
     FakeCommonDialog* comd = nullptr;
     FakeMEnc* mEnc = nullptr;
     FakeHarnMediaUtils* x = nullptr;
+    FakeMixer* mixer = nullptr;
     FakeFolderBrowse* folderBrowser = nullptr; // made during start-up
     QStringList folderAnswers{QStringLiteral("/out")};
     std::unique_ptr<Form1> form;
@@ -45,6 +46,12 @@ struct Form1Fixture : QObject {
         c.waDec = std::make_unique<FakeWaDec>(&log);
         c.wmaFile1 = std::make_unique<FakeWMAFile>(&log);
         c.x = own(x);
+        // Its own log: the volume control polls it while enabled.
+        auto made = std::make_unique<FakeMixer>();
+        mixer = made.get();
+        mixer->lines[Mixer::DstSpeakers] = {FakeMixer::Value{0, 65535, 32750},
+                                            FakeMixer::Value{0, 1, 0}};
+        c.mixer = std::move(made);
         c.makeFolderBrowser = [this] {
             log.calls << QStringLiteral("new FolderBrowse");
             auto made = std::make_unique<FakeFolderBrowse>(&log);
@@ -120,7 +127,8 @@ private Q_SLOTS:
                          "Skin.ApplySkin(Form1)", "new FilgraphManager", "MEnc.setEncoderSwitch(1)",
                          "WAEnc.setBitrate(128000)", "VolumeControl1.Enabled(false)"}));
         QCOMPARE(f.form->windowTitle(), QStringLiteral(" Melvane 2.0"));
-        QCOMPARE(f.form->volumeControl()->DeviceToControl(), qint16(0));
+        QCOMPARE(f.form->volumeControl()->DeviceToControl(), 0);
+        QCOMPARE(f.form->volumeControl()->Volume(), 50);
         QCOMPARE(f.form->state().renamedTracks, False16);
         QCOMPARE(f.form->state().newJob, True16);
         checkMode(f, Mode::Rip);
@@ -233,11 +241,15 @@ private Q_SLOTS:
         Form1Fixture f;
         f.load();
         f.form->Command8_Click();
+        // The convert panel's player plays through the graph while it lives.
+        auto* play = f.form->fileModePanel()->findChild<QPushButton*>("playButton");
+        QVERIFY(play->isEnabled());
         f.log.clear();
         QVERIFY(f.form->close());
         QVERIFY(f.form->close());
         QCOMPARE(f.log.calls,
                  QStringList({"FilgraphManager.Stop()", "VolumeControl1.Enabled(false)"}));
+        QVERIFY(!play->isEnabled());
     }
 
     void operationsForPanelsAndDialogs() {
