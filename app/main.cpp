@@ -1,6 +1,9 @@
 // The one place that creates the real backends and hands them to the main window.
+#include "backends/audio/AlsaSoundCard.h"
 #include "backends/audio/FilterGraph.h"
 #include "backends/audio/MixerDevices.h"
+#include "backends/audio/SoundPlayer.h"
+#include "backends/audio/SoundRecorder.h"
 #include "backends/media/Codecs.h"
 #include "backends/media/MediaJob.h"
 #include "backends/qt/QtBackends.h"
@@ -29,6 +32,10 @@ Form1Components realComponents() {
     c.wmaFile1 = std::make_unique<WmaFileReader>();
     c.x = std::make_unique<MediaInfo>();
     c.mixer = std::make_unique<MixerDevices>();
+    c.record = std::make_unique<SoundRecorder>();
+    c.player = std::make_unique<SoundPlayer>();
+    c.soundCard = std::make_unique<AlsaSoundCard>();
+    c.saveDialog = std::make_unique<FileDialog>();
     c.makeFolderBrowser = [] { return std::make_unique<FolderDialog>(); };
     c.makeFilterGraph = [] { return std::make_unique<FilterGraph>(); };
     c.applicationFolder = QCoreApplication::applicationDirPath();

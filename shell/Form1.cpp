@@ -171,11 +171,11 @@ void Form1::Command10_Click() {
 }
 
 void Form1::Command7_Click() {
+    Form1Components& c = m_components;
     if (!m_recorder)
-        m_recorder = new FrmMainA({*m_components.skin, *this, m_state});
-    m_recorder->show();
-    m_recorder->raise();
-    m_recorder->activateWindow();
+        m_recorder = new FrmMainA({*c.record, *c.player, *c.soundCard, *c.saveDialog, *c.messageBox,
+                                   *c.settings, *c.skin, *this, m_state});
+    m_recorder->open();
 }
 
 void Form1::Command13_Click() {

@@ -8,8 +8,11 @@
 #include "components/MEnc.h"
 #include "components/MessageBox.h"
 #include "components/Mixer.h"
+#include "components/Player.h"
+#include "components/Record.h"
 #include "components/SettingsStore.h"
 #include "components/Skin.h"
+#include "components/SoundCard.h"
 #include "components/WAEnc.h"
 #include "components/WMAFile.h"
 #include "components/WaDec.h"
@@ -33,6 +36,11 @@ struct Form1Components {
     std::unique_ptr<WMAFile> wmaFile1;
     std::unique_ptr<HarnMediaUtils> x; // duration and size of the files in the convert list
     std::unique_ptr<Mixer> mixer;      // the machine's mixers, for the volume control
+    // The sound recorder's: its recorder, player, input-line mixer and save dialog.
+    std::unique_ptr<Record> record;
+    std::unique_ptr<Player> player;
+    std::unique_ptr<SoundCard> soundCard;
+    std::unique_ptr<CommonDialog> saveDialog;
 
     // Made during start-up, not before: the folder picker and the player's filter graph.
     std::function<std::unique_ptr<FolderBrowse>()> makeFolderBrowser;

@@ -240,7 +240,7 @@ private Q_SLOTS:
         const QString out = path(QStringLiteral("usage"));
         const QStringList mp3{"convert", "--to", "mp3"};
         QTest::newRow("no command") << QStringList{} << "convert";
-        QTest::newRow("unknown command") << QStringList{"record", "a.wav"} << "record";
+        QTest::newRow("unknown command") << QStringList{"frobnicate", "a.wav"} << "frobnicate";
         QTest::newRow("no target") << QStringList{"convert", "--out", out, "a.wav"} << "--to";
         QTest::newRow("unknown target")
             << QStringList{"convert", "--to", "flac", "--out", out, "a.wav"} << "flac";

@@ -52,6 +52,10 @@ struct Form1Fixture : QObject {
         mixer->lines[Mixer::DstSpeakers] = {FakeMixer::Value{0, 65535, 32750},
                                             FakeMixer::Value{0, 1, 0}};
         c.mixer = std::move(made);
+        c.record = std::make_unique<FakeRecord>(&log);
+        c.player = std::make_unique<FakePlayer>(&log);
+        c.soundCard = std::make_unique<FakeSoundCard>(&log);
+        c.saveDialog = std::make_unique<FakeCommonDialog>(&log);
         c.makeFolderBrowser = [this] {
             log.calls << QStringLiteral("new FolderBrowse");
             auto made = std::make_unique<FakeFolderBrowse>(&log);
@@ -218,9 +222,13 @@ private Q_SLOTS:
             FrmMainA* recorder = f.form->recorderWindow();
             QVERIFY(recorder && recorder->isVisible() && recorder->isWindow());
             QVERIFY(!recorder->isModal());
-            QCOMPARE(f.log.calls, QStringList({"Skin.LoadSkin(/opt/melvane/melvane.skn)",
-                                               "Skin.ApplySkin(FrmMainA)"}));
-            pull(); // the same window again
+            // Skinned, then the seven settings read.
+            QCOMPARE(f.log.calls.mid(0, 2), QStringList({"Skin.LoadSkin(/opt/melvane/melvane.skn)",
+                                                         "Skin.ApplySkin(FrmMainA)"}));
+            QCOMPARE(f.log.matching("SettingsStore.GetSetting(QuillRecorder, Settings, ").size(),
+                     7);
+            QCOMPARE(f.log.calls.size(), 2 + 7 + 1); // and the music folder
+            pull();                                  // the same window again
             QCOMPARE(f.form->recorderWindow(), recorder);
             checkMode(f, Mode::Burn);
             return;
