@@ -1,5 +1,9 @@
 // The one place that creates the real backends and hands them to the main window.
+#include "backends/audio/AlsaSoundCard.h"
 #include "backends/audio/FilterGraph.h"
+#include "backends/audio/MixerDevices.h"
+#include "backends/audio/SoundPlayer.h"
+#include "backends/audio/SoundRecorder.h"
 #include "backends/burn/Burner.h"
 #include "backends/burn/ImageFiles.h"
 #include "backends/burn/MediaTracks.h"
@@ -30,6 +34,11 @@ Form1Components realComponents() {
     c.waDec = std::make_unique<WmaDecoder>();
     c.wmaFile1 = std::make_unique<WmaFileReader>();
     c.x = std::make_unique<MediaInfo>();
+    c.mixer = std::make_unique<MixerDevices>();
+    c.record = std::make_unique<SoundRecorder>();
+    c.player = std::make_unique<SoundPlayer>();
+    c.soundCard = std::make_unique<AlsaSoundCard>();
+    c.saveDialog = std::make_unique<FileDialog>();
     c.audioBurner1 = std::make_unique<burning::Burner>(
         std::make_unique<burning::MediaTrackOpener>(), std::make_unique<burning::ImageFiles>());
     c.makeFolderBrowser = [] { return std::make_unique<FolderDialog>(); };

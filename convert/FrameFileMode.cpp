@@ -7,6 +7,7 @@
 #include "components/MEnc.h"
 #include "components/WAEnc.h"
 #include "components/WaDec.h"
+#include "convert/PlayerStrip.h"
 #include "shell/common/CommonHelpers.h"
 #include "shell/common/ErrorBoundary.h"
 #include "shell/common/MainWindow.h"
@@ -83,6 +84,29 @@ void FrameFileMode::connectHandlers() {
     connect(m_ui->Command12, &QPushButton::clicked, this,
             handler(this, &FrameFileMode::Command12_Click));
     connect(m_ui->LV, &ReportList::RightButtonUp, this, &ModePanel::popUpRequested);
+    connect(m_ui->LV, &ReportList::DblClick, this, handler(this, &FrameFileMode::LV_DblClick));
+    // Play with nothing opened plays the selected row, or the first.
+    connect(m_ui->playerStrip, &PlayerStrip::fileWanted, this, guarded([this] {
+                if (m_ui->LV->Count() == 0)
+                    throw Error(QStringLiteral("There is nothing to play: add files to the list, "
+                                               "then double-click one to play it."));
+                const qint32 row = m_ui->LV->SelectedIndex();
+                m_ui->playerStrip->play(m_ui->LV->Text(row == 0 ? 1 : row));
+            }));
+}
+
+void FrameFileMode::setFilterGraph(FilgraphManager* graph) {
+    m_ui->playerStrip->setFilterGraph(graph);
+}
+
+PlayerStrip* FrameFileMode::playerStrip() const {
+    return m_ui->playerStrip;
+}
+
+void FrameFileMode::LV_DblClick() {
+    const qint32 row = m_ui->LV->SelectedIndex();
+    if (row != 0)
+        m_ui->playerStrip->play(m_ui->LV->Text(row));
 }
 
 void FrameFileMode::connectCodecs() {

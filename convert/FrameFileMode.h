@@ -10,6 +10,8 @@ namespace Ui {
 class FrameFileMode;
 }
 class CommonDialog;
+class FilgraphManager;
+class PlayerStrip;
 class HarnMediaUtils;
 class MDec;
 class MEnc;
@@ -58,6 +60,12 @@ public:
     void Command27_Click(); // choose the output folder
     void Command12_Click(); // convert the first checked row
     void disfilepopup();
+
+    // The file player: the main window's graph, from start-up to shutdown (null otherwise).
+    void setFilterGraph(FilgraphManager* graph);
+    // A double-click on a row plays its file.
+    void LV_DblClick();
+    PlayerStrip* playerStrip() const;
 
     Bool16 mp3Target = False16;
     Bool16 wmaTarget = False16;

@@ -1,31 +1,92 @@
 #pragma once
 
-#include <QWidget>
+#include "recorder/FrmOptions.h"
+#include "recorder/RecorderSettings.h"
+
+#include <QMainWindow>
+#include <QPointer>
+#include <QStringList>
 #include <memory>
 
 namespace Ui {
 class FrmMainA;
 }
+class CommonDialog;
 class MainWindow;
+class MessageBox;
+class Player;
+class QTimer;
+class Record;
+class SettingsStore;
 class Skin;
+class SoundCard;
 struct SharedState;
 
-// What the recorder window works with; the recorder, player and mixer components join later.
+// What the recorder window works with: its recorder, player and mixer, the save dialog, the
+// message box, the settings store it reads, and the main window's skin and shared state.
 struct RecorderContext {
+    Record& record;
+    Player& player;
+    SoundCard& soundCard;
+    CommonDialog& saveDialog;
+    MessageBox& messageBox;
+    SettingsStore& store;
     Skin& skin;
     MainWindow& main;
     SharedState& state;
 };
 
-// The sound recorder: a separate top-level window, opened from record mode.
-class FrmMainA final : public QWidget {
+// The sound recorder: a separate top-level window, opened from record mode. It records to MP3
+// or WAVE, plays the last recording back and shows the time. Every button works in every state;
+// the components decide what a call means. Only the options entry is locked while recording.
+class FrmMainA final : public QMainWindow {
     Q_OBJECT
 public:
-    // Loads and applies the main window's skin; raises when the skin cannot be loaded.
     explicit FrmMainA(RecorderContext context);
     ~FrmMainA() override;
 
+    // Loads the window when it is not loaded (after creation, and again after each close), then
+    // shows it. Raises when loading fails; the window then stays hidden.
+    void open();
+
+    // Load and unload. Unloading stops playback and the recording (the file is kept) and closes
+    // the options dialog.
+    void Form_Load();
+    void Form_Unload();
+
+    void CmdRecord_Click();
+    void CmdPause_Click();
+    void CmdStop_Click();
+    void CmdPlay_Click();
+    void Command1_Click(); // reset the time display
+    void CmdDest_Click();  // choose the output file
+    void mnuNew_Click();
+    void mnuOptions_Click();
+    void mnuExit_Click();
+    void TimerProgress_Timer();
+    void Record_RecordingStopped();
+    void Player_PlaybackFinished();
+    // The recorder's listings fill the options dialog.
+    void Record_DeviceListed(const QString& name, const QString& id);
+    void Record_FormatListed(qint32 index, const QString& name);
+    void Record_BitrateListed(const QString& text);
+
+    RecorderSettings& settings() { return m_settings; }
+    QStringList& deviceIds() { return DeviceIds; }
+    QTimer* timerProgress() const { return TimerProgress; }
+    FrmOptions* optionsDialog() const { return m_options.data(); }
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+
 private:
+    void connectHandlers();
+
     RecorderContext m_context;
     std::unique_ptr<Ui::FrmMainA> m_ui;
+    RecorderSettings m_settings;
+    QStringList DeviceIds;
+    QTimer* TimerProgress = nullptr;
+    QPointer<FrmOptions> m_options;
+    bool m_loaded = false;
 };

@@ -10,10 +10,12 @@
 #include "shell/common/ErrorBoundary.h"
 #include "ui_Form1.h"
 #include "volume/VolumeControl.h"
+#include "volume/VolumeMixer.h"
 
 #include <QCloseEvent>
 #include <QDir>
 #include <QMenu>
+#include <QMenuBar>
 
 using ErrorBoundary::guarded;
 using ErrorBoundary::handler;
@@ -48,8 +50,11 @@ Form1::Form1(Form1Components components, QWidget* parent)
         m_ui->panelHost->addWidget(panel);
         panel->hide();
     }
-    VolumeControl1 = new VolumeControl(m_ui->centralwidget);
-    VolumeControl1->hide();
+    // The speaker sits in the menu bar's corner, in every mode; it is enabled in convert mode.
+    m_volumeMixer = std::make_unique<VolumeMixer>(*c.mixer);
+    VolumeControl1 = new VolumeControl(*m_volumeMixer, m_ui->menubar);
+    VolumeControl1->ReadProperties({});
+    m_ui->menubar->setCornerWidget(VolumeControl1, Qt::TopRightCorner);
     mergePanelMenus();
     connectHandlers();
 }
@@ -57,6 +62,8 @@ Form1::Form1(Form1Components components, QWidget* parent)
 Form1::~Form1() {
     ErrorBoundary::setMessageBox(nullptr);
     delete m_recorder.data();
+    // It closes the mixer module on its way out, which must still be there.
+    delete VolumeControl1;
 }
 
 void Form1::mergePanelMenus() {
@@ -136,7 +143,7 @@ void Form1::Form_Load() {
     m_components.skin->ApplySkin(this);
     filterGraph.reset();
     filterGraph = m_components.makeFilterGraph();
-    connect(filterGraph.get(), &FilgraphManager::Failed, this, &ErrorBoundary::report);
+    m_fileMode->setFilterGraph(filterGraph.get());
     VolumeControl1->setDeviceToControl(0);
     m_components.mEnc->setEncoderSwitch(1);
     m_components.waEnc->setBitrate(128000.0);
@@ -161,6 +168,7 @@ void Form1::Form_Unload() {
     // The recorder window is left open on purpose; closing the main window ends the program.
     if (filterGraph) {
         filterGraph->Stop();
+        m_fileMode->setFilterGraph(nullptr);
         filterGraph.reset();
     }
     VolumeControl1->setEnabled(false);
@@ -202,11 +210,11 @@ void Form1::Command10_Click() {
 }
 
 void Form1::Command7_Click() {
+    Form1Components& c = m_components;
     if (!m_recorder)
-        m_recorder = new FrmMainA({*m_components.skin, *this, m_state});
-    m_recorder->show();
-    m_recorder->raise();
-    m_recorder->activateWindow();
+        m_recorder = new FrmMainA({*c.record, *c.player, *c.soundCard, *c.saveDialog, *c.messageBox,
+                                   *c.settings, *c.skin, *this, m_state});
+    m_recorder->open();
 }
 
 void Form1::Command13_Click() {

@@ -21,6 +21,7 @@ class FrmBurnMethod;
 class FrmSpeedSelect;
 class FrmMainA;
 class VolumeControl;
+class VolumeMixer;
 
 // The main window: owns the components, the shared state and the three working panels,
 // merges the panels' menu entries into its menus and switches between the modes.
@@ -91,6 +92,7 @@ private:
     SharedState m_state;
     std::unique_ptr<FolderBrowse> folderBrowser;
     std::unique_ptr<FilgraphManager> filterGraph;
+    std::unique_ptr<VolumeMixer> m_volumeMixer; // the volume control's mixer module
     FrameFileMode* m_fileMode = nullptr;
     FrameCDMode* m_cdMode = nullptr;
     FrameBurn* m_burn = nullptr;

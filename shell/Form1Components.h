@@ -8,8 +8,12 @@
 #include "components/MDec.h"
 #include "components/MEnc.h"
 #include "components/MessageBox.h"
+#include "components/Mixer.h"
+#include "components/Player.h"
+#include "components/Record.h"
 #include "components/SettingsStore.h"
 #include "components/Skin.h"
+#include "components/SoundCard.h"
 #include "components/WAEnc.h"
 #include "components/WMAFile.h"
 #include "components/WaDec.h"
@@ -31,7 +35,13 @@ struct Form1Components {
     std::unique_ptr<WAEnc> waEnc;
     std::unique_ptr<WaDec> waDec;
     std::unique_ptr<WMAFile> wmaFile1;
-    std::unique_ptr<HarnMediaUtils> x;         // duration and size of the files in the convert list
+    std::unique_ptr<HarnMediaUtils> x; // duration and size of the files in the convert list
+    std::unique_ptr<Mixer> mixer;      // the machine's mixers, for the volume control
+    // The sound recorder's: its recorder, player, input-line mixer and save dialog.
+    std::unique_ptr<Record> record;
+    std::unique_ptr<Player> player;
+    std::unique_ptr<SoundCard> soundCard;
+    std::unique_ptr<CommonDialog> saveDialog;
     std::unique_ptr<AudioBurner> audioBurner1; // the burning engine of the burn panel
 
     // Made during start-up, not before: the folder picker and the player's filter graph.

@@ -5,7 +5,10 @@
 #include "app/cli/DrivesCommand.h"
 #include "app/cli/InfoCommand.h"
 #include "app/cli/Interrupts.h"
+#include "app/cli/MixerCommand.h"
+#include "app/cli/PlayCommand.h"
 #include "app/cli/ProgressPrinter.h"
+#include "app/cli/RecordCommands.h"
 #include "app/cli/TocCommand.h"
 #include "backends/media/Codecs.h"
 #include "backends/media/MediaJob.h"
@@ -34,6 +37,10 @@ const char* const kToolHelp =
     "  info      show the type, duration and size of audio files\n"
     "  drives    list the CD drives\n"
     "  toc       show the tracks of the disc in a CD drive\n"
+    "  mixer     show or set the volume and mute of a mixer line\n"
+    "  play      play a file through the player's equaliser\n"
+    "  devices   list the capture devices (sound card inputs)\n"
+    "  record    record from a capture device to MP3 or WAV\n"
     "  recorders list the CD recorders, the image recorder last\n"
     "  burn      burn WAV, MP3 and WMA files as an audio CD (or a CUE/BIN image)\n"
     "\n"
@@ -259,8 +266,20 @@ int main(int argc, char** argv) {
         const char* name;
         int (*run)(const QStringList&);
     } commands[] = {
-        {"convert", runConvert}, {"info", runInfoCommand},           {"drives", runDrivesCommand},
-        {"toc", runTocCommand},  {"recorders", runRecordersCommand}, {"burn", runBurnCommand},
+        {"convert", runConvert},
+        {"info", runInfoCommand},
+        {"drives", runDrivesCommand},
+        {"toc", runTocCommand},
+        {"mixer", runMixerCommand},
+        {"play", runPlayCommand},
+        {"devices", runDevicesCommand},
+        {"record", runRecordCommand},
+        {"convert", runConvert},
+        {"info", runInfoCommand},
+        {"drives", runDrivesCommand},
+        {"toc", runTocCommand},
+        {"recorders", runRecordersCommand},
+        {"burn", runBurnCommand},
     };
     for (const auto& command : commands) {
         if (first != QLatin1String(command.name))

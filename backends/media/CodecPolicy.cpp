@@ -13,6 +13,7 @@ const CodecPolicy kPolicies[] = {
     {OutputCodec::Mp3Shine, "libshine",   "mp3",    2,  true,   2,   1056,  false},
     {OutputCodec::Wma,      "wmav2",      "asf",    2,  true,   0,   0,     true},
     {OutputCodec::Wav,      "pcm_s16le",  "wav",    0,  false,  0,   0,     false},
+    {OutputCodec::Wav8,     "pcm_u8",     "wav",    0,  false,  0,   0,     false},
 };
 // clang-format on
 

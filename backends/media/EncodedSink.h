@@ -12,6 +12,7 @@ enum class OutputCodec {
     Mp3Shine, // MP3, libshine (fixed point, fast); 44.1 or 48 kHz only
     Wma,      // WMA version 2 (wmav2) in an ASF file
     Wav,      // 16-bit PCM in a WAV file
+    Wav8,     // 8-bit PCM in a WAV file (a recording captured at 8 bits)
 };
 
 // Encodes PCM into a file through libavcodec and libavformat, written through OutputFile: the

@@ -6,6 +6,7 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <algorithm>
 
 QStringList qtNameFilters(const QString& filter) {
     QStringList result;
@@ -52,11 +53,35 @@ void FileDialog::ShowSave() {
     show(true);
 }
 
+namespace {
+
+// A text as the classic dialog reads it: up to its first NUL.
+QString cText(const QString& text) {
+    const qsizetype end = text.indexOf(QChar(0));
+    return end < 0 ? text : text.left(end);
+}
+
+// A file name as the classic dialog takes it: the blanks that end it are not part of it.
+QString fileNameText(const QString& text) {
+    QString name = cText(text);
+    while (name.endsWith(u' '))
+        name.chop(1);
+    return name;
+}
+
+} // namespace
+
 QString FileDialog::startFolder() const {
-    if (!m_initDir.isEmpty() && QFileInfo(m_initDir).isDir())
-        return m_initDir;
-    const QFileInfo named(m_fileName);
-    if (!m_fileName.isEmpty() && named.isAbsolute() && named.dir().exists())
+    const QString initDir = cText(m_initDir);
+    if (!initDir.isEmpty() && QFileInfo(initDir).isDir())
+        return initDir;
+    // A file's path opens its folder.
+    const QFileInfo initFile(initDir);
+    if (!initDir.isEmpty() && initFile.isAbsolute() && initFile.dir().exists())
+        return initFile.absolutePath();
+    const QString fileName = fileNameText(m_fileName);
+    const QFileInfo named(fileName);
+    if (!fileName.isEmpty() && named.isAbsolute() && named.dir().exists())
         return named.absolutePath();
     if (!m_lastDir.isEmpty() && QFileInfo(m_lastDir).isDir())
         return m_lastDir;
@@ -71,10 +96,16 @@ void FileDialog::show(bool save) {
     dialog.setOption(QFileDialog::HideNameFilterDetails);
     dialog.setAcceptMode(save ? QFileDialog::AcceptSave : QFileDialog::AcceptOpen);
     dialog.setFileMode(save ? QFileDialog::AnyFile : QFileDialog::ExistingFile);
-    if (!m_nameFilters.isEmpty())
+    if (!m_nameFilters.isEmpty()) {
         dialog.setNameFilters(m_nameFilters);
-    if (!m_fileName.isEmpty())
-        dialog.selectFile(QFileInfo(m_fileName).fileName());
+        dialog.selectNameFilter(m_nameFilters.value(std::max(1, int(m_filterIndex)) - 1));
+    }
+    if (save && !(m_flags & OverwritePrompt))
+        dialog.setOption(QFileDialog::DontConfirmOverwrite);
+    dialog.setDefaultSuffix(m_defaultExt);
+    const QString fileName = fileNameText(m_fileName);
+    if (!fileName.isEmpty())
+        dialog.selectFile(QFileInfo(fileName).fileName());
 
     m_fileName.clear();
     if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty())

@@ -26,6 +26,9 @@ public:
     QString FileName() const override { return m_fileName; }
     void setInitDir(const QString& dir) override { m_initDir = dir; }
     void setOwner(QWidget* owner) override { m_owner = owner; }
+    void setFilterIndex(qint16 index) override { m_filterIndex = index; }
+    void setDefaultExt(const QString& extension) override { m_defaultExt = extension; }
+    void setFlags(qint32 flags) override { m_flags = flags; }
     void ShowOpen() override;
     void ShowSave() override;
 
@@ -38,6 +41,9 @@ private:
     QStringList m_nameFilters;
     QString m_fileName;
     QString m_initDir;
+    qint16 m_filterIndex = 0;
+    QString m_defaultExt;
+    qint32 m_flags = 0;
     // The folder of the last file chosen, where the next dialog opens when no folder is set.
     QString m_lastDir;
     QPointer<QWidget> m_owner;

@@ -61,22 +61,22 @@ private Q_SLOTS:
                 }).contains("missing.mp3"));
 
         graph.RenderFile(m_wav);
-        QVERIFY(!graph.isPlaying());
+        QVERIFY(!(graph.GetState() == FilgraphManager::State::Running));
         graph.Run();
-        QVERIFY(graph.isPlaying());
-        QTRY_VERIFY_WITH_TIMEOUT(graph.position() > 0.3, 5000);
+        QVERIFY((graph.GetState() == FilgraphManager::State::Running));
+        QTRY_VERIFY_WITH_TIMEOUT(graph.CurrentPosition() > 0.3, 5000);
         graph.Pause();
-        const double paused = graph.position();
-        QVERIFY(!failed.wait(300));         // time passes...
-        QCOMPARE(graph.position(), paused); // ...but not for the paused player
+        const double paused = graph.CurrentPosition();
+        QVERIFY(!failed.wait(300));                // time passes...
+        QCOMPARE(graph.CurrentPosition(), paused); // ...but not for the paused player
         graph.Run();
-        QTRY_VERIFY_WITH_TIMEOUT(graph.position() > paused + 0.2, 5000);
-        const double stopped = graph.position();
+        QTRY_VERIFY_WITH_TIMEOUT(graph.CurrentPosition() > paused + 0.2, 5000);
+        const double stopped = graph.CurrentPosition();
         graph.Stop();
-        QVERIFY(!graph.isPlaying());
+        QVERIFY(!(graph.GetState() == FilgraphManager::State::Running));
         graph.Run();
-        QTRY_VERIFY_WITH_TIMEOUT(graph.position() > 0.05, 5000);
-        QCOMPARE_LT(graph.position(), stopped);
+        QTRY_VERIFY_WITH_TIMEOUT(graph.CurrentPosition() > 0.05, 5000);
+        QCOMPARE_LT(graph.CurrentPosition(), stopped);
         graph.Stop();
         QVERIFY(failed.isEmpty());
     }
@@ -112,7 +112,7 @@ private Q_SLOTS:
         QVERIFY(failed.wait(10000));
         QVERIFY2(failed.at(0).at(0).toString().contains("truncated"),
                  qPrintable(failed.at(0).at(0).toString()));
-        QVERIFY(!graph.isPlaying());
+        QVERIFY(!(graph.GetState() == FilgraphManager::State::Running));
         QVERIFY(MediaJob::waitForAll(5000));
         QVERIFY(!failed.wait(300));
         QCOMPARE(failed.count(), 1);

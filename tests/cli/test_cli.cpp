@@ -222,7 +222,7 @@ private Q_SLOTS:
         const QString out = path(QStringLiteral("usage"));
         const QStringList mp3{"convert", "--to", "mp3"};
         QTest::newRow("no command") << QStringList{} << "convert";
-        QTest::newRow("unknown command") << QStringList{"play", "a.wav"} << "play";
+        QTest::newRow("unknown command") << QStringList{"frobnicate", "a.wav"} << "frobnicate";
         QTest::newRow("no target") << QStringList{"convert", "--out", out, "a.wav"} << "--to";
         QTest::newRow("unknown target")
             << QStringList{"convert", "--to", "flac", "--out", out, "a.wav"} << "flac";
@@ -252,6 +252,19 @@ private Q_SLOTS:
             << "'-dash.wav' is not an option; a file whose name starts with '-' goes after '--'";
         QTest::newRow("info without files") << QStringList{"info"} << "no files";
         QTest::newRow("info unknown option") << QStringList{"info", "--long", "a.wav"} << "long";
+        QTest::newRow("mixer line") << QStringList{"mixer", "--line", "9"} << "--line '9'";
+        QTest::newRow("mixer volume") << QStringList{"mixer", "--volume", "loud"} << "loud";
+        QTest::newRow("mixer mute") << QStringList{"mixer", "--mute", "yes"} << "yes";
+        QTest::newRow("play without file") << QStringList{"play"} << "no file to play";
+        QTest::newRow("play gain") << QStringList{"play", "--eq", "0,0,99", "a.wav"} << "'99'";
+        const QString take = path(QStringLiteral("usage/take.mp3"));
+        QTest::newRow("record without a file") << QStringList{"record"} << "no output file";
+        QTest::newRow("record to flac") << QStringList{"record", "--to", "flac", take} << "flac";
+        QTest::newRow("record bit rate")
+            << QStringList{"record", "--bitrate", "400", take} << "--bitrate '400'";
+        QTest::newRow("record length")
+            << QStringList{"record", "--seconds", "-1", take} << "--seconds '-1'";
+        QTest::newRow("devices with arguments") << QStringList{"devices", "x"} << "no arguments";
     }
 
     // Usage errors exit 2 with the reason on standard error, before any file is touched.
@@ -263,6 +276,32 @@ private Q_SLOTS:
         QVERIFY2(r.err.contains(message), qPrintable(r.err));
         QCOMPARE(r.out, QString());
         QVERIFY(folderEntries(path(QStringLiteral("usage"))).isEmpty());
+    }
+
+    // The mixer and the player on the test audio server: a line set and read back; a file
+    // played to its end through a cut band, and one stopped by Ctrl-C.
+    void mixerAndPlayer() {
+        QVERIFY2(qEnvironmentVariableIsSet("PULSE_SERVER"),
+                 "run through scripts/test, which starts the test audio server");
+        Run r = run({"mixer", "--volume", "37", "--mute", "on"});
+        QCOMPARE(r.exitCode, 0);
+        QCOMPARE(r.out, QStringLiteral("Master Volume: 37%\nMaster Mute: on\n"));
+        r = run({"mixer", "--mute", "off"});
+        QCOMPARE(r.out, QStringLiteral("Master Volume: 37%\nMaster Mute: off\n"));
+        r = run({"mixer", "--line", "5"}); // a sound server's mixer has line 0 alone
+        QCOMPARE(r.exitCode, 1);
+        QVERIFY2(r.err.contains("no line 5"), qPrintable(r.err));
+
+        r = run({"play", "--eq", "0,0,0,0,0,0,0,0,-12", m_tone});
+        QCOMPARE(r.exitCode, 0);
+        QVERIFY2(r.out.startsWith("00:0") && r.out.endsWith("00:03 / 00:03\n"), qPrintable(r.out));
+        QProcess playing;
+        playing.start(QStringLiteral(MELVANE_CLI), {"play", m_long});
+        QVERIFY(playing.waitForReadyRead(10000)); // the first position line
+        ::kill(pid_t(playing.processId()), SIGINT);
+        r = finish(playing);
+        QCOMPARE(r.exitCode, 0);
+        QCOMPARE(r.err, QString());
     }
 
     void help() {
@@ -305,6 +344,36 @@ private Q_SLOTS:
                             {"convert", "--to", "mp3", "--out", out, m_tone, m_second});
         QCOMPARE(r.exitCode, 0);
         QCOMPARE(folderEntries(out), QStringList({"second.mp3", "tone.mp3"}));
+    }
+
+    // On the test audio server: devices lists its sine source as the default; record takes
+    // exactly the length asked for, or what came before an interrupt, and the file is complete.
+    void records() {
+        Run r = run({"devices"});
+        QCOMPARE(r.exitCode, 0);
+        QVERIFY2(r.out.contains("melvane_sine\tSine source at 440 Hz\tdefault\n"),
+                 qPrintable(r.out));
+        const QString mp3 = path(QStringLiteral("recorded/Recordings/take.mp3"));
+        r = run({"record", "--seconds", "3", mp3});
+        QCOMPARE(r.exitCode, 0);
+        QVERIFY2(r.out.contains("Recorded 0:03:0 into " + mp3), qPrintable(r.out + r.err));
+        const MediaFacts facts = probeMediaFile(mp3);
+        QVERIFY2(std::abs(facts.duration - 3.0) < 0.06,
+                 qPrintable(QString::number(facts.duration)));
+        QVERIFY(std::abs(decodeFile(mp3).frequency(0) - 440.0) < 5.0);
+
+        const QString wav = path(QStringLiteral("recorded/stopped.wav"));
+        QProcess process;
+        process.start(QStringLiteral(MELVANE_CLI), {"record", "--device", "melvane_sine", wav});
+        QTest::qWait(5000); // the sine source delivers two seconds at a time
+        ::kill(pid_t(process.processId()), SIGINT);
+        r = finish(process);
+        QCOMPARE(r.exitCode, 0);
+        QVERIFY(probeMediaFile(wav).duration >= 1.9);
+        QCOMPARE(probeMediaFile(wav).codecName, QStringLiteral("pcm_s16le"));
+        r = run({"record", "--device", "nowhere", path(QStringLiteral("recorded/x.mp3"))});
+        QCOMPARE(r.exitCode, 1);
+        QVERIFY2(r.err.contains("\"nowhere\" is not there"), qPrintable(r.err));
     }
 
     void signalsLeaveNothing_data() {

@@ -24,6 +24,9 @@ public:
     void setOwner(QWidget* owner) override {
         record(QStringLiteral("setOwner"), {widgetName(owner)});
     }
+    void setFilterIndex(qint16 v) override { write("setFilterIndex", m_filterIndex, v); }
+    void setDefaultExt(const QString& v) override { write("setDefaultExt", m_defaultExt, v); }
+    void setFlags(qint32 v) override { write("setFlags", m_flags, v); }
     void ShowOpen() override { show("ShowOpen"); }
     void ShowSave() override { show("ShowSave"); }
 
@@ -39,6 +42,9 @@ private:
     QString m_filter;
     QString m_fileName;
     QString m_initDir;
+    qint16 m_filterIndex = 0;
+    QString m_defaultExt;
+    qint32 m_flags = 0;
 };
 
 // The folder picker. BrowseForFolder returns the next queued answer; an empty answer or an

@@ -3,12 +3,13 @@
 #include "components/FilgraphManager.h"
 #include "tests/fakes/CallLog.h"
 
-// The player's graph: keeps what was rendered and whether it runs; plays nothing. A test raises
-// Failed itself (Q_EMIT fake.Failed(...)).
+#include <array>
+
+// The player's graph: keeps what was rendered, its state, position and band gains; plays
+// nothing. The reads that players poll (state, position, duration, gains) are not logged. A
+// test moves the position itself and raises Failed and Complete (Q_EMIT fake.Failed(...)).
 class FakeFilgraphManager final : public FilgraphManager, public CallRecorder {
 public:
-    enum class State { Stopped, Paused, Running };
-
     explicit FakeFilgraphManager(CallLog* log = nullptr)
         : CallRecorder(QStringLiteral("FilgraphManager"), log) {}
 
@@ -16,9 +17,19 @@ public:
     void Run() override;
     void Pause() override;
     void Stop() override;
+    State GetState() const override { return state; }
+    double Duration() const override { return renderedFile.isEmpty() ? 0 : duration; }
+    double CurrentPosition() const override { return position; }
+    void setCurrentPosition(double seconds) override;
+    double BandGain(int band) const override;
+    void setBandGain(int band, double gain) override;
+    int SampleRate() const override { return 44100; }
 
     // When not empty, RenderFile raises Error with this text, as for an undecodable file.
     QString renderError;
     QString renderedFile;
     State state = State::Stopped;
+    double duration = 200; // the length of every file rendered
+    double position = 0;
+    std::array<double, EqBandCount> gains{};
 };

@@ -9,6 +9,8 @@
 #include "tests/fakes/FakeFilgraphManager.h"
 #include "tests/fakes/FakeMainWindow.h"
 #include "tests/fakes/FakeMediaInfo.h"
+#include "tests/fakes/FakeMixer.h"
+#include "tests/fakes/FakeRecorder.h"
 #include "tests/fakes/FakeSettingsStore.h"
 #include "tests/fakes/FakeSkin.h"
 #include "tests/fakes/FakeSoundCard.h"

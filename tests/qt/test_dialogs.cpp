@@ -122,6 +122,37 @@ private Q_SLOTS:
         QVERIFY(!QFile::exists(dialog.FileName()));
     }
 
+    // The recorder's save dialog: a name buffer padded with blanks and ended by NULs, a file's
+    // path as the start folder, the second filter first, the default extension, and the
+    // overwrite question only when asked for.
+    void saveDialogAsTheRecorderSetsItUp() {
+        QTemporaryDir dir;
+        const QString ends(2, QChar(0));
+        FileDialog dialog;
+        dialog.setFilter(QStringLiteral("MP3 Audio files|*.mp3|PCM Wave files|*.wav"));
+        dialog.setFilterIndex(2);
+        dialog.setInitDir(dir.filePath(QStringLiteral("capture.mp3")) + ends);
+        dialog.setDefaultExt(QStringLiteral("wav"));
+        for (const qint32 flags : {0x280006, 0x280004}) {
+            dialog.setFileName(QStringLiteral("output.mp3") + QString(1024, u' ') + ends);
+            dialog.setFlags(flags);
+            QVERIFY(answerModal<QFileDialog>(
+                [&] { dialog.ShowSave(); },
+                [&](QFileDialog* d) {
+                    QCOMPARE(QDir(d->directory()).absolutePath(), QDir(dir.path()).absolutePath());
+                    QCOMPARE(d->selectedNameFilter(), QStringLiteral("PCM Wave files"));
+                    QCOMPARE(nameBox(d)->text(), QStringLiteral("output.mp3"));
+                    QCOMPARE(d->testOption(QFileDialog::DontConfirmOverwrite), flags == 0x280004);
+                    QCOMPARE(d->defaultSuffix(), QStringLiteral("wav"));
+                }));
+        }
+        dialog.setFileName(QString());
+        QVERIFY(answerModal<QFileDialog>(
+            [&] { dialog.ShowSave(); },
+            [](QFileDialog* d) { typeAndAccept(d, QStringLiteral("take")); }));
+        QCOMPARE(dialog.FileName(), dir.filePath(QStringLiteral("take.wav")));
+    }
+
     void folderDialog() {
         QTemporaryDir dir;
         QVERIFY(QDir(dir.path()).mkdir(QStringLiteral("Rips")));

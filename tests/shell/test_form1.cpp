@@ -30,6 +30,7 @@ struct Form1Fixture : QObject {
     FakeCommonDialog* comd = nullptr;
     FakeMEnc* mEnc = nullptr;
     FakeHarnMediaUtils* x = nullptr;
+    FakeMixer* mixer = nullptr;
     FakeFolderBrowse* folderBrowser = nullptr; // made during start-up
     FakeAudioBurner* audioBurner = nullptr;
     QStringList folderAnswers{QStringLiteral("/out")};
@@ -48,6 +49,16 @@ struct Form1Fixture : QObject {
         c.waDec = std::make_unique<FakeWaDec>(&log);
         c.wmaFile1 = std::make_unique<FakeWMAFile>(&log);
         c.x = own(x);
+        // Its own log: the volume control polls it while enabled.
+        auto made = std::make_unique<FakeMixer>();
+        mixer = made.get();
+        mixer->lines[Mixer::DstSpeakers] = {FakeMixer::Value{0, 65535, 32750},
+                                            FakeMixer::Value{0, 1, 0}};
+        c.mixer = std::move(made);
+        c.record = std::make_unique<FakeRecord>(&log);
+        c.player = std::make_unique<FakePlayer>(&log);
+        c.soundCard = std::make_unique<FakeSoundCard>(&log);
+        c.saveDialog = std::make_unique<FakeCommonDialog>(&log);
         c.audioBurner1 = own(audioBurner);
         c.makeFolderBrowser = [this] {
             log.calls << QStringLiteral("new FolderBrowse");
@@ -124,7 +135,8 @@ private Q_SLOTS:
                          "Skin.ApplySkin(Form1)", "new FilgraphManager", "MEnc.setEncoderSwitch(1)",
                          "WAEnc.setBitrate(128000)", "VolumeControl1.Enabled(false)"}));
         QCOMPARE(f.form->windowTitle(), QStringLiteral(" Melvane 2.0"));
-        QCOMPARE(f.form->volumeControl()->DeviceToControl(), qint16(0));
+        QCOMPARE(f.form->volumeControl()->DeviceToControl(), 0);
+        QCOMPARE(f.form->volumeControl()->Volume(), 50);
         QCOMPARE(f.form->state().renamedTracks, False16);
         QCOMPARE(f.form->state().newJob, True16);
         checkMode(f, Mode::Rip);
@@ -214,9 +226,13 @@ private Q_SLOTS:
             FrmMainA* recorder = f.form->recorderWindow();
             QVERIFY(recorder && recorder->isVisible() && recorder->isWindow());
             QVERIFY(!recorder->isModal());
-            QCOMPARE(f.log.calls, QStringList({"Skin.LoadSkin(/opt/melvane/melvane.skn)",
-                                               "Skin.ApplySkin(FrmMainA)"}));
-            pull(); // the same window again
+            // Skinned, then the seven settings read.
+            QCOMPARE(f.log.calls.mid(0, 2), QStringList({"Skin.LoadSkin(/opt/melvane/melvane.skn)",
+                                                         "Skin.ApplySkin(FrmMainA)"}));
+            QCOMPARE(f.log.matching("SettingsStore.GetSetting(QuillRecorder, Settings, ").size(),
+                     7);
+            QCOMPARE(f.log.calls.size(), 2 + 7 + 1); // and the music folder
+            pull();                                  // the same window again
             QCOMPARE(f.form->recorderWindow(), recorder);
             checkMode(f, Mode::Burn);
             return;
@@ -268,11 +284,15 @@ private Q_SLOTS:
         Form1Fixture f;
         f.load();
         f.form->Command8_Click();
+        // The convert panel's player plays through the graph while it lives.
+        auto* play = f.form->fileModePanel()->findChild<QPushButton*>("playButton");
+        QVERIFY(play->isEnabled());
         f.log.clear();
         QVERIFY(f.form->close());
         QVERIFY(f.form->close());
         QCOMPARE(f.log.calls,
                  QStringList({"FilgraphManager.Stop()", "VolumeControl1.Enabled(false)"}));
+        QVERIFY(!play->isEnabled());
     }
 
     void operationsForPanelsAndDialogs() {

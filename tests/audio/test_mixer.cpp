@@ -1,0 +1,124 @@
+// The mixers on ALSA against the test audio server: the volume control's module and control
+// write what pactl reads and follow what pactl writes; the recorder's sound card finds and
+// selects the server's capture line.
+#include "backends/audio/AlsaSoundCard.h"
+#include "backends/audio/MixerDevices.h"
+#include "components/Error.h"
+#include "volume/VolumeControl.h"
+#include "volume/VolumeMixer.h"
+
+#include <QProcess>
+#include <QRegularExpression>
+#include <QSignalSpy>
+#include <QTest>
+
+namespace {
+
+QString pactl(const QStringList& args) {
+    QProcess process;
+    process.start(QStringLiteral("pactl"), args);
+    if (!process.waitForFinished(10000) || process.exitCode() != 0)
+        qFatal("pactl %s failed: %s", qPrintable(args.join(u' ')),
+               process.readAllStandardError().constData());
+    return QString::fromLocal8Bit(process.readAllStandardOutput());
+}
+
+// The null sink's raw volume, from "Volume: front-left: 19650 /  30% / ...".
+quint32 sinkVolume() {
+    const QString text = pactl({"get-sink-volume", "melvane_null"});
+    const auto match = QRegularExpression(QStringLiteral("front-left: (\\d+)")).match(text);
+    if (!match.hasMatch())
+        qFatal("unexpected pactl answer: %s", qPrintable(text));
+    return match.captured(1).toUInt();
+}
+
+bool isMuted(const QString& what, const QString& name) {
+    return pactl({"get-" + what + "-mute", name}).contains(QLatin1String("yes"));
+}
+
+} // namespace
+
+class TestMixer : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void initTestCase() {
+        QVERIFY2(qEnvironmentVariableIsSet("PULSE_SERVER"),
+                 "run through scripts/test, which starts the test audio server");
+        pactl({"set-sink-mute", "melvane_null", "0"});
+    }
+
+    void theModuleWritesWhatTheServerReads() {
+        MixerDevices mixer;
+        VolumeMixer module(mixer);
+        QVERIFY(mixer.mixerGetNumDevs() >= 1);
+        QVERIFY(module.OpenVolumeMixer(0));
+        // The default mixer of a sound server: its master line and nothing else.
+        QCOMPARE(module.control(VolumeMixer::Speakers).maximum, 65536);
+        QCOMPARE(module.control(VolumeMixer::Speakers + 7).maximum, 1);
+        QCOMPARE(module.control(VolumeMixer::WaveOut).controlId, 0u);
+
+        QVERIFY(module.SetVolume(VolumeMixer::Speakers, 30));
+        QCOMPARE(sinkVolume(), 655u * 30);
+        QCOMPARE(module.GetVolume(VolumeMixer::Speakers), 30);
+        QVERIFY(module.SetMute(VolumeMixer::Speakers + 7, true));
+        QVERIFY(isMuted("sink", "melvane_null"));
+        QVERIFY(module.GetMute(VolumeMixer::Speakers + 7));
+        QVERIFY(module.SetMute(VolumeMixer::Speakers + 7, false));
+        QVERIFY(!isMuted("sink", "melvane_null"));
+
+        // An outside change is announced by the mixer itself, and read back.
+        QSignalSpy changed(&mixer, &Mixer::ControlChanged);
+        pactl({"set-sink-volume", "melvane_null", "45%"});
+        QVERIFY(changed.wait(2000));
+        QCOMPARE(module.GetVolume(VolumeMixer::Speakers), 45);
+        module.CloseVolumeMixer();
+    }
+
+    void theControlFollowsTheServer() {
+        MixerDevices mixer;
+        VolumeMixer module(mixer);
+        VolumeControl control(module);
+        control.ReadProperties({});
+        control.setDeviceToControl(0);
+        QSignalSpy volume(&control, &VolumeControl::VolumeChanged);
+        QSignalSpy mute(&control, &VolumeControl::MuteChanged);
+
+        pactl({"set-sink-volume", "melvane_null", "62%"});
+        QTRY_VERIFY_WITH_TIMEOUT(!volume.isEmpty(), 2000);
+        QCOMPARE(volume.last().at(0).toInt(), 62);
+        pactl({"set-sink-mute", "melvane_null", "1"});
+        QTRY_VERIFY_WITH_TIMEOUT(!mute.isEmpty(), 2000);
+        QVERIFY(control.Mute());
+
+        control.setMute(false);
+        control.setVolume(80);
+        QCOMPARE(sinkVolume(), 655u * 80);
+        QVERIFY(!isMuted("sink", "melvane_null"));
+    }
+
+    void theSoundCardSelectsTheServersCaptureLine() {
+        AlsaSoundCard card;
+        qint32 mixerId = -1;
+        QVERIFY(card.FindMixer(QStringLiteral("Sine source at 440 Hz"), mixerId) > -1);
+        QCOMPARE(mixerId, 0);
+        QVERIFY_THROWS_EXCEPTION(Error, card.LineCount());
+        card.setMixerId(mixerId);
+        card.setOpenMixer(true);
+        QCOMPARE(card.LineCount(), 0);
+        card.setLineIndex(0);
+        QCOMPARE(card.LineName(), QStringLiteral("Capture"));
+
+        // Selecting the line makes it record: a muted source is switched on.
+        pactl({"set-source-mute", "melvane_sine", "1"});
+        card.setLineSelected(true);
+        QVERIFY(!isMuted("source", "melvane_sine"));
+
+        card.setLineIndex(1);
+        QVERIFY_THROWS_EXCEPTION(IndexError, card.LineName());
+        card.setMixerId(99);
+        QVERIFY_THROWS_EXCEPTION(Error, card.setOpenMixer(true));
+    }
+};
+
+QTEST_MAIN(TestMixer)
+#include "test_mixer.moc"
