@@ -12,6 +12,8 @@ namespace burning {
 namespace {
 
 constexpr int kPollMilliseconds = 100;
+// While the first buffer fills, the writer should start the moment it is full enough.
+constexpr int kFillPollMilliseconds = 20;
 constexpr int kFullEnough = 90;
 constexpr qint64 kLongestFillMilliseconds = 10000;
 
@@ -42,7 +44,7 @@ void BurnRun::start() {
     m_status.track = 1;
     startFeedsUpTo(0);
     m_filling.start();
-    m_timer.start();
+    m_timer.start(kFillPollMilliseconds);
 }
 
 void BurnRun::cancel() {
@@ -52,6 +54,10 @@ void BurnRun::cancel() {
     if (m_stage == Stage::Writing)
         stopWriting();
     cancelFeeds();
+}
+
+void BurnRun::wake() {
+    QMetaObject::invokeMethod(this, &BurnRun::tick, Qt::QueuedConnection);
 }
 
 void BurnRun::cancelFeeds() {
@@ -105,6 +111,7 @@ void BurnRun::fillTick() {
         }
         // The first track is being written: the second one decodes meanwhile.
         startFeedsUpTo(1);
+        m_timer.start(kPollMilliseconds);
     }
     Q_EMIT progressed();
 }

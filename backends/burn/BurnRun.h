@@ -73,6 +73,8 @@ protected:
     bool cancelRequested() const { return m_cancelRequested; }
     // Ends every feed's reads at once.
     void cancelFeeds();
+    // From the writer's thread: look at it now rather than at the next poll (it has ended).
+    void wake();
 
 private:
     enum class Stage { Idle, Filling, Writing, Over };

@@ -71,6 +71,7 @@ void ImageRun::write() noexcept {
         m_error = QStringLiteral("The image could not be written.");
     }
     m_done.store(true);
+    wake();
 }
 
 void ImageRun::writeTrack(size_t index, QByteArray& buffer) {
