@@ -2,9 +2,12 @@
 
 #include "components/AudioBurner.h"
 #include "components/CommonDialog.h"
+#include "components/Drives.h"
 #include "components/FilgraphManager.h"
 #include "components/FolderBrowse.h"
 #include "components/HarnMediaUtils.h"
+#include "components/HarnTools.h"
+#include "components/Mci.h"
 #include "components/MDec.h"
 #include "components/MEnc.h"
 #include "components/MessageBox.h"
@@ -43,6 +46,12 @@ struct Form1Components {
     std::unique_ptr<SoundCard> soundCard;
     std::unique_ptr<CommonDialog> saveDialog;
     std::unique_ptr<AudioBurner> audioBurner1; // the burning engine of the burn panel
+    // The rip panel's: the CD tools (drives, disc kind, eject, rips; also the burn panel's
+    // blank test), the media control interface for the table of contents and playback, and
+    // the drive roots.
+    std::unique_ptr<HarnTools> test;
+    std::unique_ptr<Mci> mci;
+    std::unique_ptr<Drives> drives;
 
     // Made during start-up, not before: the folder picker and the player's filter graph.
     std::function<std::unique_ptr<FolderBrowse>()> makeFolderBrowser;
