@@ -50,6 +50,7 @@ void FrameBurn::connectHandlers() {
         {m_ui->BurnMethodBtn, &FrameBurn::BurnMethodBtn_Click},
         {m_ui->BurnNowBtn, &FrameBurn::BurnNowBtn_Click},
         {m_ui->SelSpeedBtn, &FrameBurn::SelSpeedBtn_Click},
+        {m_ui->Command26, &FrameBurn::Command26_Click},
     };
     for (const auto& [button, method] : buttons)
         connect(button, &QPushButton::clicked, this, handler(this, method));

@@ -11,17 +11,20 @@ class FrameBurn;
 }
 class AudioBurner;
 class CommonDialog;
+class HarnTools;
 class MainWindow;
 class MessageBox;
 class QTimer;
 struct SharedState;
 
 // What the burn panel works with: the burning engine, its open dialog, the message box for
-// "Burn Complete!", and the main window's operations and shared state.
+// "Burn Complete!", the CD tools for the blank test, and the main window's operations and
+// shared state.
 struct BurnContext {
     AudioBurner& AudioBurner1;
     CommonDialog& commonDialog;
     MessageBox& messageBox;
+    HarnTools& test;
     MainWindow& main;
     SharedState& state;
 };
@@ -48,6 +51,8 @@ public:
     void DisableBurnControls();
     void EjectBtn_Click();
     void RefreshBtn_Click();
+    // The blank test of the disc in the drive chosen on the rip panel.
+    void Command26_Click();
 
     // The compilation.
     QString AskMusicFile(const QString& title);
@@ -78,6 +83,10 @@ public:
     // The lead-in/lead-out monitor, 100 ms: made stopped, and nothing starts it; the burn is
     // followed through the engine's events alone.
     QTimer* Timer2 = nullptr;
+    // The blank test's outcome: the disc is blank, the tools' disc state, and a text kept empty.
+    Bool16 discBlank = False16;
+    qint32 blankTestResult = 0;
+    QString blankTestText;
 
 private:
     void setBurnControlsEnabled(bool on);

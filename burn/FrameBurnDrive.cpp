@@ -3,6 +3,8 @@
 
 #include "components/AudioBurner.h"
 #include "components/Checked.h"
+#include "components/HarnTools.h"
+#include "shell/common/MainWindow.h"
 #include "shell/common/SharedState.h"
 #include "ui_FrameBurn.h"
 
@@ -135,4 +137,15 @@ void FrameBurn::EjectBtn_Click() {
 
 void FrameBurn::RefreshBtn_Click() {
     ReadDiscStatus();
+}
+
+void FrameBurn::Command26_Click() {
+    blankTestResult = 1;
+    blankTestText.clear();
+    const qint32 address = m_context.main.ripDriveAddress();
+    blankTestResult = m_context.test.DiscState(address);
+    const bool blank = blankTestResult == 2;
+    m_ui->SkinLabel32->setText(blank ? QStringLiteral("The Disc Is Blank")
+                                     : QStringLiteral("The Disc Is Not Blank!"));
+    discBlank = blank ? True16 : False16;
 }

@@ -1,32 +1,130 @@
 #pragma once
 
+#include "shell/common/Bool16.h"
 #include "shell/common/ModePanel.h"
 
+#include <QStringList>
 #include <memory>
 
 namespace Ui {
 class FrameCDMode;
 }
+class Drives;
+class HarnTools;
 class MainWindow;
+class Mci;
+class MessageBox;
+class QTimer;
+class ReportList;
+class SettingsStore;
 struct SharedState;
 
-// What the rip panel works with; its components join as the panel grows.
+// What the rip panel works with: the CD tools, the media control interface, the drive roots,
+// the registry, message boxes, and the main window's operations and shared state.
 struct CDContext {
+    HarnTools& test;
+    Mci& mci;
+    Drives& drives;
+    SettingsStore& settings;
+    MessageBox& messageBox;
     MainWindow& main;
     SharedState& state;
 };
 
-// The rip panel: reads an audio CD, plays and rips its tracks.
+// The rip panel: lists the CD drives and the disc's tracks, plays tracks through the media
+// control interface, and rips the checked tracks one after another with the CD tools.
 class FrameCDMode final : public ModePanel {
     Q_OBJECT
 public:
     explicit FrameCDMode(CDContext context, QWidget* parent = nullptr);
     ~FrameCDMode() override;
 
-    // mnuCDPopUp, empty until the track-name entries arrive.
+    // mnuoptcdmode1..8, and mnuCDPopUp.
+    QList<QAction*> optionsActions() const override;
     QMenu* popUpMenu() const override;
+    ReportList& trackList() const;
+
+    // Table of contents (FrameCDMode.cpp). enterRipMode is what entering rip mode does on
+    // this panel, after the main window's common steps.
+    void enterRipMode();
+    QStringList ListCdRomRoots();
+    void Combo1_Click();
+    void updatecd();
+    // The item data of the selected Combo1 entry; raises Error when no drive is selected.
+    qint32 selectedDriveAddress() const;
+
+    // Playback (FrameCDModePlay.cpp).
+    void CmdPlay_Click();
+    void CmdPause_Click();
+    void CmdStop_Click();
+    void ListView1_DblClick();
+    void cmdEject_Click();
+    qint32 GetSelectedTrackIndex() const;
+
+    // Ripping (FrameCDModeRip.cpp).
+    void Combo2_Click();
+    void Combo3_Click();
+    void Command16_Click();
+    void Command17_Click();
+    void Timer1_Timer();
+    void test_RipProgress(double percent);
+    void test_Failed(const QString& message);
+    void mnuoptcdmode1_Click();
+    void mnuoptcdmode2_Click();
+    void mnuoptcdmode3_Click();
+    void mnuoptcdmode4_Click();
+    void mnuoptcdmode5_Click();
+    void mnuoptcdmode6_Click();
+    void mnuoptcdmode7_Click();
+    void mnuoptcdmode8_Click();
+
+    // Table of contents: the drive letter of the chosen drive, the track count read when it
+    // was chosen, the last MCI result, and each track's length (1-based, index 0 unused).
+    QString currentDriveLetter;
+    qint32 driveTrackCount = 0;
+    qint32 lastMciResult = 0;
+    QStringList trackLengths;
+
+    // Playback.
+    Bool16 cdStopped = False16;
+    Bool16 cdPaused = False16;
+    Bool16 cdPlaying = False16;
+    qint32 currentTrack = 0;
+
+    // The rip job.
+    qint32 totalTracks = 0;
+    qint32 tracksDone = 0;
+    qint32 ripTrack = 0;
+    QString ripTrackNumber; // "00"
+    QString ripTrackLength; // mm:ss
+    qint32 ripTrackSeconds = 0;
+    qint16 elapsedSeconds = 0;
+    double averageSpeed = 0;
+    Bool16 trackInProgress = False16;
+    QString rememberedFilename;
+    // Ticks once a second while a track is ripped.
+    QTimer* Timer1 = nullptr;
 
 private:
+    enum class Format { Mp3, Wma, Wav };
+    void connectHandlers();
+    void connectMenus();
+    void setCombo2(int index);
+    void addStatus(const QString& line);
+    // Sends one MCI command, keeping its code as the last result.
+    void mci(const QString& command);
+    void mci(const QString& command, QString& buffer);
+    void releaseDrives();
+    // "cd1" at Combo1 position 0, "cd2" at position 1, empty anywhere else.
+    QString playAlias() const;
+    Format checkedFormat() const;
+    void setTrackChecks(bool on);
+    void endTrack();
+
     CDContext m_context;
     std::unique_ptr<Ui::FrameCDMode> m_ui;
+    // Reply buffers kept between commands: a failed command leaves the last reply in place.
+    QString m_trackBuffer;
+    QString m_totalBuffer;
+    QString m_presentBuffer;
 };

@@ -4,6 +4,7 @@
 #include "burn/FrmBurnMethod.h"
 #include "burn/FrmSpeedSelect.h"
 #include "cd/FrameCDMode.h"
+#include "cd/TrackRename.h"
 #include "convert/FrameFileMode.h"
 #include "recorder/FrmMainA.h"
 #include "shell/common/CommonHelpers.h"
@@ -42,9 +43,12 @@ Form1::Form1(Form1Components components, QWidget* parent)
     Form1Components& c = m_components;
     m_fileMode = new FrameFileMode(
         {*c.mEnc, *c.mDec, *c.waEnc, *c.waDec, *c.x, *c.comd, *this, m_state}, m_ui->centralwidget);
-    m_cdMode = new FrameCDMode({*this, m_state}, m_ui->centralwidget);
-    m_burn = new FrameBurn({*c.audioBurner1, *c.commonDialog, *c.messageBox, *this, m_state},
-                           m_ui->centralwidget);
+    m_cdMode =
+        new FrameCDMode({*c.test, *c.mci, *c.drives, *c.settings, *c.messageBox, *this, m_state},
+                        m_ui->centralwidget);
+    m_burn =
+        new FrameBurn({*c.audioBurner1, *c.commonDialog, *c.messageBox, *c.test, *this, m_state},
+                      m_ui->centralwidget);
     for (ModePanel* panel : {static_cast<ModePanel*>(m_fileMode), static_cast<ModePanel*>(m_cdMode),
                              static_cast<ModePanel*>(m_burn)}) {
         m_ui->panelHost->addWidget(panel);
@@ -129,6 +133,32 @@ FrmSpeedSelect& Form1::frmSpeedSelect() {
     return madeOnFirstUse(m_frmSpeedSelect, burnDialogContext(), this);
 }
 
+void Form1::updatecd() {
+    m_cdMode->updatecd();
+}
+
+TrackRename& Form1::frmTrackRename() {
+    if (!m_frmTrackRename)
+        m_frmTrackRename = std::make_unique<TrackRename>(
+            TrackRenameContext{*m_components.skin, *this, m_state, m_cdMode->trackList()}, this);
+    return *m_frmTrackRename;
+}
+
+void Form1::unloadTrackRename() {
+    if (!m_frmTrackRename)
+        return;
+    // Often called from the dialog's own handler: it goes at once for the window, and its
+    // object when that handler has returned.
+    TrackRename* dialog = m_frmTrackRename.release();
+    dialog->Form_Unload();
+    dialog->hide();
+    dialog->deleteLater();
+}
+
+qint32 Form1::ripDriveAddress() const {
+    return m_cdMode->selectedDriveAddress();
+}
+
 BurnDialogContext Form1::burnDialogContext() {
     return {*m_components.audioBurner1, *m_components.skin, *this, m_state};
 }
@@ -165,6 +195,10 @@ void Form1::Form_Unload() {
     m_unloaded = true;
     m_frmBurnMethod.reset();
     m_frmSpeedSelect.reset();
+    if (m_frmTrackRename) {
+        m_frmTrackRename->Form_Unload();
+        m_frmTrackRename.reset();
+    }
     // The recorder window is left open on purpose; closing the main window ends the program.
     if (filterGraph) {
         filterGraph->Stop();
@@ -202,6 +236,7 @@ void Form1::Command8_Click() {
 
 void Form1::Command9_Click() {
     enterMode(Mode::Rip);
+    m_cdMode->enterRipMode();
 }
 
 void Form1::Command10_Click() {

@@ -20,6 +20,7 @@ class FrameBurn;
 class FrmBurnMethod;
 class FrmSpeedSelect;
 class FrmMainA;
+class TrackRename;
 class VolumeControl;
 class VolumeMixer;
 
@@ -65,6 +66,10 @@ public:
     void ReadDiscStatus() override;
     FrmBurnMethod& frmBurnMethod() override;
     FrmSpeedSelect& frmSpeedSelect() override;
+    void updatecd() override;
+    TrackRename& frmTrackRename() override;
+    void unloadTrackRename() override;
+    qint32 ripDriveAddress() const override;
 
     SharedState& state() { return m_state; }
     FrameFileMode* fileModePanel() const { return m_fileMode; }
@@ -100,5 +105,6 @@ private:
     QPointer<FrmMainA> m_recorder;
     std::unique_ptr<FrmBurnMethod> m_frmBurnMethod;
     std::unique_ptr<FrmSpeedSelect> m_frmSpeedSelect;
+    std::unique_ptr<TrackRename> m_frmTrackRename;
     bool m_unloaded = false;
 };

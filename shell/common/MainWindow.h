@@ -5,6 +5,7 @@
 
 class FrmBurnMethod;
 class FrmSpeedSelect;
+class TrackRename;
 class QWidget;
 
 // The main window as panels and dialogs see it: its public operations, nothing else. Form1
@@ -33,6 +34,15 @@ public:
     // The burn panel's kept dialogs: made on first use, unloaded when the window closes.
     virtual FrmBurnMethod& frmBurnMethod() = 0;
     virtual FrmSpeedSelect& frmSpeedSelect() = 0;
+
+    // The rip panel's table of contents, read again from the selected drive.
+    virtual void updatecd() = 0;
+    // The track-name dialog: made (hidden) on first use or after it was unloaded; unloading
+    // drops it, and the next use makes it afresh from the track list.
+    virtual TrackRename& frmTrackRename() = 0;
+    virtual void unloadTrackRename() = 0;
+    // The packed address of the drive chosen on the rip panel; raises Error when none is.
+    virtual qint32 ripDriveAddress() const = 0;
 
 protected:
     MainWindow() = default;

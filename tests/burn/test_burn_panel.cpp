@@ -33,10 +33,11 @@ struct BurnFixture {
     FakeAudioBurner engine{&log};
     FakeCommonDialog dialog{&log};
     FakeMessageBox messageBox{&log};
+    FakeHarnTools tools{&log};
     FakeSkin skin{&log};
     FakeMainWindow main{&log};
     SharedState state;
-    FrameBurn panel{{engine, dialog, messageBox, main, state}};
+    FrameBurn panel{{engine, dialog, messageBox, tools, main, state}};
     std::unique_ptr<FrmBurnMethod> methodDialog;
     std::unique_ptr<FrmSpeedSelect> speedDialog;
 

@@ -36,6 +36,19 @@ FrmSpeedSelect& FakeMainWindow::frmSpeedSelect() {
     return speedDialog();
 }
 
+TrackRename& FakeMainWindow::frmTrackRename() {
+    if (!trackRenameDialog)
+        throw Error(QStringLiteral("the test gave no track-name dialog"));
+    return trackRenameDialog();
+}
+
+qint32 FakeMainWindow::ripDriveAddress() const {
+    record(QStringLiteral("ripDriveAddress"));
+    if (!ripDrive)
+        throw Error(QStringLiteral("No CD drive is chosen on the rip panel."));
+    return ripDrive();
+}
+
 void FakeMainWindow::complete(const QString& member) {
     record(member);
     if (onCompletion)

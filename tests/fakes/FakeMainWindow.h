@@ -29,6 +29,14 @@ public:
     // The kept dialogs come from the test (not recorded); raises Error when it gave none.
     FrmBurnMethod& frmBurnMethod() override;
     FrmSpeedSelect& frmSpeedSelect() override;
+    // The rip side, recorded and passed on as the burn operations are. The track-name dialog
+    // comes from the test (not recorded); ripDriveAddress raises Error when it gave none.
+    void updatecd() override { forward(QStringLiteral("updatecd"), onUpdatecd); }
+    TrackRename& frmTrackRename() override;
+    void unloadTrackRename() override {
+        forward(QStringLiteral("unloadTrackRename"), onUnloadTrackRename);
+    }
+    qint32 ripDriveAddress() const override;
 
     QStringList folders;
     std::function<void()> onCompletion;
@@ -36,6 +44,10 @@ public:
     std::function<void()> onReadDiscStatus;
     std::function<FrmBurnMethod&()> burnMethodDialog;
     std::function<FrmSpeedSelect&()> speedDialog;
+    std::function<void()> onUpdatecd;
+    std::function<TrackRename&()> trackRenameDialog;
+    std::function<void()> onUnloadTrackRename;
+    std::function<qint32()> ripDrive;
     QString skin = QStringLiteral("/opt/melvane/melvane.skn");
 
 private:

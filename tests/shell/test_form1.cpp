@@ -4,7 +4,9 @@
 #include "burn/FrmBurnMethod.h"
 #include "burn/FrmSpeedSelect.h"
 #include "cd/FrameCDMode.h"
+#include "cd/TrackRename.h"
 #include "components/Error.h"
+#include "controls/ReportList.h"
 #include "convert/FrameFileMode.h"
 #include "recorder/FrmMainA.h"
 #include "shell/Form1.h"
@@ -13,8 +15,11 @@
 #include "volume/VolumeControl.h"
 
 #include <QAbstractScrollArea>
+#include <QComboBox>
+#include <QLabel>
 #include <QMenu>
 #include <QMenuBar>
+#include <QPointer>
 #include <QPushButton>
 #include <QTest>
 #include <QTimer>
@@ -33,6 +38,9 @@ struct Form1Fixture : QObject {
     FakeMixer* mixer = nullptr;
     FakeFolderBrowse* folderBrowser = nullptr; // made during start-up
     FakeAudioBurner* audioBurner = nullptr;
+    FakeHarnTools* tools = nullptr;
+    FakeMci* mci = nullptr;
+    FakeSettingsStore* settings = nullptr;
     QStringList folderAnswers{QStringLiteral("/out")};
     std::unique_ptr<Form1> form;
 
@@ -40,7 +48,7 @@ struct Form1Fixture : QObject {
         Form1Components c;
         c.skin = own(skin);
         c.messageBox = own(messageBox);
-        c.settings = std::make_unique<FakeSettingsStore>(&log);
+        c.settings = own(settings);
         c.comd = own(comd);
         c.commonDialog = std::make_unique<FakeCommonDialog>(&log);
         c.mEnc = own(mEnc);
@@ -60,6 +68,13 @@ struct Form1Fixture : QObject {
         c.soundCard = std::make_unique<FakeSoundCard>(&log);
         c.saveDialog = std::make_unique<FakeCommonDialog>(&log);
         c.audioBurner1 = own(audioBurner);
+        c.test = own(tools);
+        tools->drives = {{0x010000, "PLEXTOR", "DVDR   PX-716A", "1.11"}};
+        tools->trackCount = 2;
+        c.mci = own(mci);
+        mci->answers["status cd1 length track 1"] = {0, "04:35:10"};
+        mci->answers["status cd1 length track 2"] = {0, "03:00:00"};
+        c.drives = std::make_unique<FakeDrives>(&log);
         c.makeFolderBrowser = [this] {
             log.calls << QStringLiteral("new FolderBrowse");
             auto made = std::make_unique<FakeFolderBrowse>(&log);
@@ -130,10 +145,20 @@ private Q_SLOTS:
         Form1Fixture f;
         f.load();
         QCOMPARE(
-            f.log.calls,
+            f.log.calls.mid(0, 9),
             QStringList({"new FolderBrowse", "Skin.LoadSkin(/opt/melvane/melvane.skn)",
                          "Skin.ApplySkin(Form1)", "new FilgraphManager", "MEnc.setEncoderSwitch(1)",
-                         "WAEnc.setBitrate(128000)", "VolumeControl1.Enabled(false)"}));
+                         "WAEnc.setBitrate(128000)", "VolumeControl1.Enabled(false)",
+                         "SettingsStore.RegistryValue(Melvane, Audio Rip CD Device)",
+                         "MessageBox.MsgBox(Analysing May Take A Minute Depending On The Amount "
+                         "Of Tracks, 0, 1, Analysing CD Tracks)"}));
+        // The rip panel's entry has listed the drive and read its disc.
+        auto* drives = f.child<QComboBox>("Combo1");
+        QCOMPARE(drives->count(), 1);
+        QCOMPARE(drives->itemText(0),
+                 QStringLiteral("1:0:0 ") + "PLEXTOR " + "DVDR   PX-716A      " + "1.11");
+        QCOMPARE(f.child<ReportList>("ListView1")->Count(), 2);
+        QCOMPARE(f.child<ReportList>("ListView1")->SubItem(1, 3), QStringLiteral("46.35 MB"));
         QCOMPARE(f.form->windowTitle(), QStringLiteral(" Melvane 2.0"));
         QCOMPARE(f.form->volumeControl()->DeviceToControl(), 0);
         QCOMPARE(f.form->volumeControl()->Volume(), 50);
@@ -167,9 +192,20 @@ private Q_SLOTS:
         QCOMPARE(f.child<QMenu>("mnuoptfilemode")->actions(),
                  f.form->fileModePanel()->optionsActions());
         QVERIFY(f.child<QMenu>("mnuoptfilemode")->menuAction()->isEnabled());
-        QVERIFY(!f.child<QMenu>("mnuoptcdmode")->menuAction()->isEnabled());
+        QCOMPARE(f.child<QMenu>("mnuoptcdmode")->actions(),
+                 f.form->cdModePanel()->optionsActions());
+        QCOMPARE(
+            texts(f.child<QMenu>("mnuoptcdmode")->actions()),
+            QStringList({"Rip To Wave", "Rip To MP3", "Rip To WMA", "Select All Tracks",
+                         "Unselect All Tracks", "Refresh CD", "Clear Status", "Track Names..."}));
         QVERIFY(!f.child<QMenu>("mnuoptburnmode")->menuAction()->isEnabled());
         QCOMPARE(f.child<QMenu>("mnuCDPopUp")->title(), QStringLiteral("CDPopUp"));
+
+        // A right-button release over the track list pops the rip panel's menu up.
+        QMenu* cdPopUp = f.child<QMenu>("mnuCDPopUp");
+        QTest::mouseRelease(f.child<QAbstractScrollArea>("ListView1")->viewport(), Qt::RightButton);
+        QTRY_VERIFY(cdPopUp->isVisible());
+        cdPopUp->hide();
 
         // A right-button release over the convert list pops its menu up there.
         f.form->Command8_Click();
@@ -280,6 +316,49 @@ private Q_SLOTS:
                                            "FilgraphManager.Stop()"}));
     }
 
+    // The rip panel's operations reach it through the window; the track-name dialog is made
+    // once from the track list, made afresh after an unload, and unloaded before the filter
+    // graph stops when the window closes.
+    void ripPanelOperationsAndTheTrackNameDialog() {
+        Form1Fixture f;
+        f.load();
+        MainWindow& main = *f.form;
+        QCOMPARE(main.ripDriveAddress(), 0x010000);
+        f.log.clear();
+        main.updatecd();
+        QCOMPARE(f.log.matching("Mci.mciSendString(open"),
+                 QStringList({"Mci.mciSendString(open cdaudio alias cd1)"}));
+
+        // The burn panel's blank test asks about the rip panel's drive.
+        f.tools->discState = 2;
+        f.form->Command10_Click();
+        f.child("Command26")->click();
+        QVERIFY(f.log.calls.contains("HarnTools.DiscState(65536)"));
+        QCOMPARE(f.child<QLabel>("SkinLabel32")->text(), QStringLiteral("The Disc Is Blank"));
+
+        QPointer<TrackRename> first = &main.frmTrackRename();
+        QCOMPARE(&main.frmTrackRename(), first.data());
+        QCOMPARE(first->parentWidget(), f.form.get());
+        QVERIFY(first->isWindow() && !first->isVisible());
+        QCOMPARE(first->songList().Count(), 2);
+        QCOMPARE(first->songList().Text(2), QStringLiteral("Track02"));
+        f.form->state().renamedTracks = True16;
+        main.unloadTrackRename();
+        QCOMPARE(f.form->state().renamedTracks, False16);
+        QVERIFY(!first->isVisible());
+        QTRY_VERIFY(first.isNull());
+
+        TrackRename& second = main.frmTrackRename();
+        QObject::connect(&second, &QObject::destroyed,
+                         [&f] { f.log.calls << QStringLiteral("frmTrackRename unloaded"); });
+        f.form->state().renamedTracks = True16;
+        f.form->Command9_Click();
+        f.log.clear();
+        QVERIFY(f.form->close());
+        QCOMPARE(f.log.calls, QStringList({"frmTrackRename unloaded", "FilgraphManager.Stop()"}));
+        QCOMPARE(f.form->state().renamedTracks, False16);
+    }
+
     void closingStopsTheFilterGraphThenTheVolumeControl() {
         Form1Fixture f;
         f.load();
@@ -353,6 +432,7 @@ private Q_SLOTS:
     void errorsEndTheHandlerWithOneReportAndTheWindowGoesOn() {
         Form1Fixture f;
         f.load();
+        f.messageBox->shown.clear(); // the analysing notice of start-up
         f.form->Command8_Click();
         // Convert with an empty list: the list raises its index error inside the handler.
         QTest::mouseClick(f.child("Command12"), Qt::LeftButton);

@@ -1,0 +1,85 @@
+// The rip panel's CD player: play, pause, stop, a track by double-click, and eject.
+#include "cd/FrameCDMode.h"
+
+#include "components/HarnTools.h"
+#include "shell/common/SharedState.h"
+#include "ui_FrameCDMode.h"
+
+QString FrameCDMode::playAlias() const {
+    switch (m_ui->Combo1->currentIndex()) {
+    case 0:
+        return QStringLiteral("cd1");
+    case 1:
+        return QStringLiteral("cd2");
+    default:
+        return {};
+    }
+}
+
+void FrameCDMode::CmdPlay_Click() {
+    const QString alias = playAlias();
+    if (alias.isEmpty())
+        return;
+    if (!cdStopped) {
+        mci(QStringLiteral("play ") + alias);
+        if (cdPaused) {
+            addStatus(QStringLiteral("Resume Play"));
+            cdPaused = False16;
+        } else {
+            addStatus(QStringLiteral("Playing Audio CD"));
+        }
+        cdPlaying = True16;
+        return;
+    }
+    // The first drive is stopped before it plays again; the second is not, as it always was.
+    if (alias == QLatin1String("cd1"))
+        mci(QStringLiteral("stop cd1"));
+    mci(QStringLiteral("play %1 from 1").arg(alias));
+    cdStopped = False16;
+}
+
+void FrameCDMode::CmdPause_Click() {
+    const QString alias = playAlias();
+    if (alias.isEmpty())
+        return;
+    mci(QStringLiteral("pause ") + alias);
+    addStatus(alias == QLatin1String("cd1") ? QStringLiteral("CD 1 Paused")
+                                            : QStringLiteral("CD 2 Paused"));
+    cdPaused = True16;
+    cdPlaying = False16;
+}
+
+void FrameCDMode::CmdStop_Click() {
+    const QString alias = playAlias();
+    if (alias.isEmpty())
+        return;
+    mci(QStringLiteral("stop ") + alias);
+    addStatus(QStringLiteral("Stop Playing CD"));
+    mci(QStringLiteral("stop ") + alias);
+    cdStopped = True16;
+}
+
+qint32 FrameCDMode::GetSelectedTrackIndex() const {
+    return m_ui->ListView1->SelectedIndex();
+}
+
+void FrameCDMode::ListView1_DblClick() {
+    const QString alias = playAlias();
+    if (alias.isEmpty())
+        return;
+    mci(QStringLiteral("stop ") + alias);
+    currentTrack = GetSelectedTrackIndex();
+    mci(QStringLiteral("play %1 from %2").arg(alias).arg(currentTrack));
+    addStatus(QStringLiteral("Playing Track ") + QString::number(currentTrack));
+    cdStopped = False16;
+    cdPlaying = True16;
+}
+
+void FrameCDMode::cmdEject_Click() {
+    if (playAlias().isEmpty())
+        return;
+    releaseDrives();
+    m_context.state.renamedTracks = False16;
+    m_context.test.EjectDrive(selectedDriveAddress());
+    m_ui->ListView1->Clear();
+}

@@ -1,0 +1,238 @@
+// The rip panel's rip job: formats, destination, one checked track after another, progress.
+#include "cd/FrameCDMode.h"
+
+#include "cd/RipRules.h"
+#include "cd/TrackRename.h"
+#include "components/Checked.h"
+#include "components/HarnTools.h"
+#include "shell/common/ErrorBoundary.h"
+#include "shell/common/MainWindow.h"
+#include "shell/common/SharedState.h"
+#include "ui_FrameCDMode.h"
+
+#include <QCoreApplication>
+#include <QTimer>
+
+namespace {
+
+struct FormatRow {
+    QStringList bitrates;
+    const char* status;
+    const char* extension;
+};
+
+// By Combo2 position: MP3, WMA, WAV.
+const FormatRow kFormats[] = {
+    {{"320", "256", "224", "192", "160", "128", "112", "96", "80", "64", "56", "48", "40", "32"},
+     "MP3 Rip Mode",
+     ".mp3"},
+    {{"160", "128", "96", "80", "64", "48", "40", "36", "32", "22"}, "WMA Rip Mode", ".wma"},
+    {{"44100 hz"}, "Wave PCM Rip Mode", ".wav"},
+};
+
+} // namespace
+
+void FrameCDMode::setCombo2(int index) {
+    m_ui->Combo2->setCurrentIndex(index);
+    Combo2_Click();
+}
+
+FrameCDMode::Format FrameCDMode::checkedFormat() const {
+    if (m_ui->mnuoptcdmode3->isChecked())
+        return Format::Wma;
+    if (m_ui->mnuoptcdmode2->isChecked())
+        return Format::Mp3;
+    return Format::Wav;
+}
+
+void FrameCDMode::Combo2_Click() {
+    const int position = m_ui->Combo2->currentIndex();
+    if (position < 0 || position > 2)
+        return;
+    m_ui->mnuoptcdmode2->setChecked(position == 0);
+    m_ui->mnuoptcdmode3->setChecked(position == 1);
+    m_ui->mnuoptcdmode1->setChecked(position == 2);
+    rememberedFilename = m_ui->txtFilename->text();
+    m_ui->Combo3->clear();
+    m_ui->Combo3->addItems(kFormats[position].bitrates);
+    addStatus(QLatin1String(kFormats[position].status));
+    m_ui->Combo3->setCurrentIndex(0);
+    Combo3_Click();
+}
+
+void FrameCDMode::Combo3_Click() {
+    const int position = m_ui->Combo2->currentIndex();
+    if (position == 0 || position == 1)
+        m_context.test.setMp3Bitrate(RipRules::leadingNumber(m_ui->Combo3->currentText()) * 1000);
+}
+
+void FrameCDMode::mnuoptcdmode1_Click() {
+    setCombo2(2);
+}
+void FrameCDMode::mnuoptcdmode2_Click() {
+    setCombo2(0);
+}
+void FrameCDMode::mnuoptcdmode3_Click() {
+    setCombo2(1);
+}
+
+void FrameCDMode::Command16_Click() {
+    const QString folder =
+        m_context.main.SelectFolder(this, QStringLiteral("Select Folder To Save To:"));
+    if (!folder.isEmpty()) {
+        const int format = int(checkedFormat());
+        m_ui->txtFilename->setText(
+            RipRules::destinationFile(folder, QLatin1String(kFormats[format].extension)));
+    }
+    m_context.state.newJob = True16;
+}
+
+void FrameCDMode::Command17_Click() {
+    elapsedSeconds = 0;
+    averageSpeed = 0;
+    ripTrackSeconds = 0;
+    ReportList& list = *m_ui->ListView1;
+    qint32 checkedRows = 0;
+    for (qint32 row = 1; row <= list.Count(); ++row)
+        if (list.Checked(row))
+            ++checkedRows;
+    SharedState& state = m_context.state;
+    if (state.newJob) {
+        totalTracks = checkedRows;
+        tracksDone = 0;
+        m_ui->tprog->setValue(0);
+        state.newJob = False16;
+    }
+    if (checkedRows == 0)
+        return;
+    m_ui->prgTrack->setValue(0);
+    qint32 n = 1;
+    while (!list.Checked(n))
+        ++n;
+    ripTrack = n;
+    list.clearSelection();
+    list.setSelected(n, true);
+    const QString length = list.SubItem(n, 2);
+    ripTrackLength = length.left(qMax<qsizetype>(0, length.size() - 3));
+    ripTrackSeconds = RipRules::lengthSeconds(length);
+    ripTrackNumber = RipRules::twoDigits(n);
+    addStatus(QStringLiteral("Now Ripping Track") + ripTrackNumber);
+    trackInProgress = True16;
+
+    HarnTools& tools = m_context.test;
+    const Format format = checkedFormat();
+    if (format == Format::Mp3)
+        tools.setMp3Option(0);
+    const QString extension = QLatin1String(kFormats[int(format)].extension);
+    QString path;
+    if (!m_ui->Check1->isChecked()) {
+        path = RipRules::numberedFile(m_ui->txtFilename->text(), n, extension);
+        m_ui->Text1->setText(path);
+    } else {
+        path = state.prevFolder + u'/' + list.SubItem(n, 1) + extension;
+    }
+    Timer1->start();
+    const qint32 address = selectedDriveAddress();
+    // The tools' handle argument is unused; ours is passed as the program always did.
+    const auto handle = qint32(quintptr(window()->effectiveWinId()));
+    try {
+        switch (format) {
+        case Format::Wma:
+            tools.RipTrackToWma(address, path, n, handle);
+            break;
+        case Format::Mp3:
+            tools.RipTrackToMp3(address, path, n, handle);
+            break;
+        case Format::Wav:
+            tools.RipTrackToWav(address, path, n, handle);
+            break;
+        }
+    } catch (...) {
+        // A rip refused at the start ends the track as a failure later would.
+        endTrack();
+        throw;
+    }
+}
+
+void FrameCDMode::Timer1_Timer() {
+    elapsedSeconds = checked::add16(elapsedSeconds, 1);
+    m_ui->lbltime->setText(QString::number(elapsedSeconds) + QStringLiteral(" Seconds"));
+    QCoreApplication::processEvents();
+}
+
+void FrameCDMode::endTrack() {
+    Timer1->stop();
+    trackInProgress = False16;
+    m_ui->prgTrack->setValue(0);
+    m_ui->eprog->setValue(0);
+}
+
+void FrameCDMode::test_RipProgress(double percent) {
+    HarnTools& tools = m_context.test;
+    m_ui->lblCurSector->setText(QString::number(tools.CurrentSector()));
+    m_ui->lblTotSector->setText(QString::number(tools.TotalSectors()));
+    if (percent > 1) {
+        m_ui->prgTrack->setValue(percent);
+        if (trackInProgress)
+            m_ui->eprog->setValue(m_ui->prgTrack->Value());
+    }
+    if (percent != 100)
+        return;
+    tracksDone = checked::add32(tracksDone, 1);
+    m_ui->prgTrack->setValue(100);
+    m_ui->eprog->setValue(100);
+    // A job counted with nothing checked has no total to show a share of.
+    if (totalTracks != 0)
+        m_ui->tprog->setValue(double(tracksDone) / double(totalTracks) * 100);
+    addStatus(QStringLiteral("Ripped ") + QStringLiteral("Track") + ripTrackNumber +
+              QStringLiteral(" a ") + ripTrackLength + QStringLiteral(" Track") +
+              QStringLiteral(" in ") + m_ui->lbltime->text());
+    // A track done within the first tick has no speed; the figure stays at 0 and the job goes
+    // on with the next track.
+    if (elapsedSeconds != 0)
+        averageSpeed = double(ripTrackSeconds) / double(elapsedSeconds);
+    addStatus(QStringLiteral("Average Rip Speed Was ") + RipRules::speedText(averageSpeed) +
+              QStringLiteral("x"));
+    m_ui->ListView1->setChecked(ripTrack, false);
+    m_ui->eprog->setValue(0);
+    endTrack();
+    Command17_Click();
+}
+
+void FrameCDMode::test_Failed(const QString& message) {
+    // The job stops here: the track stays checked, so the next press of Rip tries it again.
+    endTrack();
+    ErrorBoundary::report(message);
+}
+
+void FrameCDMode::setTrackChecks(bool on) {
+    ReportList& list = *m_ui->ListView1;
+    for (qint32 row = 1; row <= list.Count(); ++row)
+        list.setChecked(row, on);
+}
+
+void FrameCDMode::mnuoptcdmode4_Click() {
+    setTrackChecks(true);
+    addStatus(QStringLiteral("All Tracks Selected"));
+}
+
+void FrameCDMode::mnuoptcdmode5_Click() {
+    setTrackChecks(false);
+    addStatus(QStringLiteral("All Tracks UnChecked"));
+}
+
+void FrameCDMode::mnuoptcdmode6_Click() {
+    releaseDrives();
+    m_context.state.renamedTracks = False16;
+    Combo1_Click();
+}
+
+void FrameCDMode::mnuoptcdmode7_Click() {
+    m_ui->lstStatus->clear();
+}
+
+void FrameCDMode::mnuoptcdmode8_Click() {
+    TrackRename& dialog = m_context.main.frmTrackRename();
+    dialog.show();
+    dialog.raise();
+}
