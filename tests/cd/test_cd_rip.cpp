@@ -1,0 +1,357 @@
+// The rip panel's rip job and the track-name dialog, on fakes.
+#include "tests/cd/CdFixture.h"
+
+#include <QPointer>
+#include <QTimer>
+
+namespace {
+
+// A rip fixture on a read disc of three tracks, WAV into /rips with numbered names.
+struct RipFixture : CdFixture {
+    QList<double> totals; // tprog after each finished track
+    RipFixture() {
+        main.folders = {QStringLiteral("/rips")};
+        enter();
+        action("mnuoptcdmode1")->trigger();
+        child("Command16")->click();
+        child<QCheckBox>("Check1")->setChecked(false);
+        checkOnly({1, 2, 3});
+        // After the panel's own handler: what tprog shows once a track is done.
+        QObject::connect(&tools, &HarnTools::RipProgress, &panel, [this](double percent) {
+            if (percent == 100)
+                totals << bar("tprog")->Value();
+        });
+        log.clear();
+    }
+    QStringList ripPaths(const QString& member = QStringLiteral("RipTrackToWav")) const {
+        QStringList paths;
+        for (const QString& call : log.matching(QStringLiteral("HarnTools.") + member))
+            paths << call.section(QStringLiteral(", "), 1, 2);
+        return paths;
+    }
+};
+
+} // namespace
+
+class TestCdRip : public QObject {
+    Q_OBJECT
+private Q_SLOTS:
+    void formats_data() {
+        QTest::addColumn<QString>("menu");
+        QTest::addColumn<int>("position");
+        QTest::addColumn<int>("bitrates");
+        QTest::addColumn<QString>("first");
+        QTest::addColumn<QString>("line");
+        QTest::addColumn<QString>("bitrateSet");
+        QTest::newRow("wave") << "mnuoptcdmode1" << 2 << 1 << "44100 hz"
+                              << "Wave PCM Rip Mode" << QString();
+        QTest::newRow("mp3") << "mnuoptcdmode2" << 0 << 14 << "320"
+                             << "MP3 Rip Mode"
+                             << "HarnTools.setMp3Bitrate(320000)";
+        QTest::newRow("wma") << "mnuoptcdmode3" << 1 << 10 << "160"
+                             << "WMA Rip Mode"
+                             << "HarnTools.setMp3Bitrate(160000)";
+    }
+    void formats() {
+        QFETCH(QString, menu);
+        QFETCH(int, position);
+        QFETCH(int, bitrates);
+        QFETCH(QString, first);
+        QFETCH(QString, line);
+        QFETCH(QString, bitrateSet);
+        CdFixture f;
+        f.enter();
+        f.action("mnuoptcdmode3")->trigger(); // away from the entry's MP3 first
+        f.log.clear();
+        f.action(menu)->trigger();
+        QCOMPARE(f.combo(2)->currentIndex(), position);
+        for (const QString other : {"mnuoptcdmode1", "mnuoptcdmode2", "mnuoptcdmode3"})
+            QCOMPARE(f.action(other)->isChecked(), other == menu);
+        QCOMPARE(f.combo(3)->count(), bitrates);
+        QCOMPARE(f.combo(3)->currentText(), first);
+        QCOMPARE(f.status().last(), line);
+        QCOMPARE(f.log.matching("HarnTools.setMp3Bitrate"),
+                 bitrateSet.isEmpty() ? QStringList() : QStringList{bitrateSet});
+    }
+
+    void destination_data() {
+        QTest::addColumn<QString>("menu");
+        QTest::addColumn<QString>("folder");
+        QTest::addColumn<QString>("file");
+        QTest::newRow("folder") << "mnuoptcdmode2"
+                                << "/music"
+                                << "/music/Track.mp3";
+        QTest::newRow("root /") << "mnuoptcdmode1"
+                                << "/"
+                                << "//Track.wav";
+        QTest::newRow("C:\\") << "mnuoptcdmode3"
+                              << "C:\\"
+                              << "C:\\Track.wma";
+        QTest::newRow("F:\\") << "mnuoptcdmode3"
+                              << "F:\\"
+                              << "F:\\/Track.wma";
+        QTest::newRow("cancel") << "mnuoptcdmode1"
+                                << ""
+                                << "kept";
+    }
+    void destination() {
+        QFETCH(QString, menu);
+        QFETCH(QString, folder);
+        QFETCH(QString, file);
+        CdFixture f;
+        f.enter();
+        f.action(menu)->trigger();
+        f.child<QLineEdit>("txtFilename")->setText("kept");
+        f.state.newJob = False16;
+        f.main.folders = {folder};
+        f.child("Command16")->click();
+        QCOMPARE(f.main.calls.last(),
+                 QStringLiteral("MainWindow.SelectFolder(FrameCDMode, Select Folder To Save To:)"));
+        QCOMPARE(f.child<QLineEdit>("txtFilename")->text(), file);
+        QCOMPARE(f.state.newJob, True16);
+    }
+
+    void threeTracksNumberedOneAfterAnother() {
+        RipFixture f;
+        f.tools.progressOnRip = {0.5, 50, 100};
+        f.tools.currentSector = 1200;
+        f.tools.totalSectors = 20635;
+        f.child("Command17")->click();
+        QTRY_COMPARE(f.totals.size(), 3);
+        QCOMPARE(f.ripPaths(), QStringList({"/rips/Track01.wav, 1", "/rips/Track02.wav, 2",
+                                            "/rips/Track03.wav, 3"}));
+        QCOMPARE(f.totals[0], 100.0 / 3);
+        QCOMPARE(f.totals[1], 200.0 / 3);
+        QCOMPARE(f.totals[2], 100.0);
+        QCOMPARE(f.child<QLineEdit>("Text1")->text(), QStringLiteral("/rips/Track03.wav"));
+        for (qint32 row = 1; row <= 3; ++row)
+            QVERIFY(!f.list()->Checked(row));
+        QCOMPARE(f.status().mid(f.status().size() - 9, 3),
+                 QStringList({"Now Ripping Track01", "Ripped Track01 a 04:35 Track in 0 Seconds",
+                              "Average Rip Speed Was 0.00x"}));
+        QCOMPARE(f.text("lblCurSector"), QStringLiteral("1200"));
+        QCOMPARE(f.text("lblTotSector"), QStringLiteral("20635"));
+        QCOMPARE(f.bar("prgTrack")->Value(), 0.0);
+        QVERIFY(!f.panel.Timer1->isActive());
+        QCOMPARE(f.panel.trackInProgress, False16);
+        // Nothing left checked: a further press rips nothing and says nothing.
+        const QStringList before = f.status();
+        f.child("Command17")->click();
+        QCOMPARE(f.status(), before);
+        QCOMPARE(f.ripPaths().size(), 3);
+    }
+
+    void progressShowsOnBothTrackBars() {
+        RipFixture f;
+        f.checkOnly({2});
+        f.child("Command17")->click();
+        QCOMPARE(f.panel.trackInProgress, True16);
+        f.tools.raiseProgress(1); // one percent is not shown
+        QCOMPARE(f.bar("prgTrack")->Value(), 0.0);
+        f.tools.raiseProgress(42.5);
+        QCOMPARE(f.bar("prgTrack")->Value(), 42.5);
+        QCOMPARE(f.bar("eprog")->Value(), 42.5);
+    }
+
+    void rowTenKeepsTwoDigits() {
+        RipFixture f;
+        f.tools.trackCount = 10;
+        f.action("mnuoptcdmode6")->trigger();
+        // Reading the disc turns named files on again.
+        QVERIFY(f.child<QCheckBox>("Check1")->isChecked());
+        f.child<QCheckBox>("Check1")->setChecked(false);
+        f.checkOnly({10});
+        f.child("Command17")->click();
+        QCOMPARE(f.ripPaths(), QStringList({"/rips/Track10.wav, 10"}));
+        QCOMPARE(f.status().last(), QStringLiteral("Now Ripping Track10"));
+    }
+
+    // The timer is driven by hand: 23 ticks for a 4:35 track.
+    void averageSpeed() {
+        RipFixture f;
+        f.checkOnly({1});
+        f.child("Command17")->click();
+        QVERIFY(f.panel.Timer1->isActive());
+        QCOMPARE(f.panel.Timer1->interval(), 1000);
+        for (int tick = 0; tick < 23; ++tick)
+            f.panel.Timer1_Timer();
+        QCOMPARE(f.text("lbltime"), QStringLiteral("23 Seconds"));
+        f.tools.raiseProgress(100);
+        QCOMPARE(f.status().mid(f.status().size() - 2),
+                 QStringList({"Ripped Track01 a 04:35 Track in 23 Seconds",
+                              "Average Rip Speed Was 11.96x"}));
+        QVERIFY(!f.panel.Timer1->isActive());
+    }
+
+    void mp3SetsTheBitrateAndTheEncoderBeforeEachTrack() {
+        RipFixture f;
+        f.action("mnuoptcdmode2")->trigger();
+        f.combo(3)->setCurrentIndex(f.combo(3)->findText("128"));
+        Q_EMIT f.combo(3)->activated(f.combo(3)->currentIndex());
+        f.child<QLineEdit>("txtFilename")->setText("/rips/Track.mp3");
+        f.checkOnly({1, 3});
+        f.tools.progressOnRip = {100};
+        f.log.clear();
+        f.child("Command17")->click();
+        QTRY_COMPARE(f.totals.size(), 2);
+        QCOMPARE(f.tools.Mp3Bitrate(), 128000.0);
+        const QStringList calls = f.log.matching("HarnTools.setMp3Option");
+        QCOMPARE(calls, QStringList({"HarnTools.setMp3Option(0)", "HarnTools.setMp3Option(0)"}));
+        QStringList order;
+        for (const QString& call : f.log.calls)
+            if (call.startsWith("HarnTools.setMp3Option") || call.startsWith("HarnTools.RipTrack"))
+                order << call.section(u'(', 0, 0);
+        QCOMPARE(order, QStringList({"HarnTools.setMp3Option", "HarnTools.RipTrackToMp3",
+                                     "HarnTools.setMp3Option", "HarnTools.RipTrackToMp3"}));
+        QCOMPARE(f.ripPaths("RipTrackToMp3"),
+                 QStringList({"/rips/Track01.mp3, 1", "/rips/Track03.mp3, 3"}));
+    }
+
+    // Pressing again restarts the current track's timing; the job's total is not counted again.
+    void pressingRipAgainDuringAJob() {
+        RipFixture f;
+        f.child("Command17")->click();
+        for (int tick = 0; tick < 5; ++tick)
+            f.panel.Timer1_Timer();
+        f.list()->setChecked(3, false);
+        f.child("Command17")->click();
+        QCOMPARE(f.panel.elapsedSeconds, qint16(0));
+        QCOMPARE(f.panel.totalTracks, 3);
+        QCOMPARE(f.ripPaths(), QStringList({"/rips/Track01.wav, 1", "/rips/Track01.wav, 1"}));
+        f.tools.raiseProgress(100);
+        QCOMPARE(f.totals.size(), 1);
+        QCOMPARE(f.totals[0], 100.0 / 3);
+        QCOMPARE(f.ripPaths().last(), QStringLiteral("/rips/Track02.wav, 2"));
+    }
+
+    void aFailureStopsTheJobAtThatTrack() {
+        RipFixture f;
+        f.child("Command17")->click();
+        f.tools.raiseProgress(100);
+        f.tools.raiseProgress(30);
+        f.tools.raiseFailed(QStringLiteral("Cannot read track 2 of PLEXTOR PX-716A: the disc was "
+                                           "taken out."));
+        QVERIFY(!f.panel.Timer1->isActive());
+        QCOMPARE(f.panel.trackInProgress, False16);
+        QCOMPARE(f.messageBox.shown.last().prompt,
+                 QStringLiteral("Cannot read track 2 of PLEXTOR PX-716A: the disc was taken out."));
+        QVERIFY(!f.list()->Checked(1));
+        QVERIFY(f.list()->Checked(2));
+        QCOMPARE(f.ripPaths().size(), 2);
+        QCOMPARE(f.bar("eprog")->Value(), 0.0);
+    }
+
+    void aRipRefusedAtTheStartIsReported() {
+        RipFixture f;
+        f.tools.ripError = QStringLiteral("Cannot write to /rips: permission denied");
+        f.child("Command17")->click();
+        QCOMPARE(f.messageBox.shown.last().prompt, f.tools.ripError);
+        QVERIFY(!f.panel.Timer1->isActive());
+        QCOMPARE(f.panel.trackInProgress, False16);
+        QVERIFY(f.list()->Checked(1));
+    }
+
+    void selectionAndStatusMenus() {
+        RipFixture f;
+        f.action("mnuoptcdmode5")->trigger();
+        QVERIFY(!f.list()->Checked(1) && !f.list()->Checked(3));
+        QCOMPARE(f.status().last(), QStringLiteral("All Tracks UnChecked"));
+        f.action("popcdmode02")->trigger();
+        QVERIFY(f.list()->Checked(1) && f.list()->Checked(3));
+        QCOMPARE(f.status().last(), QStringLiteral("All Tracks Selected"));
+        f.action("mnuoptcdmode7")->trigger();
+        QCOMPARE(f.status(), QStringList());
+        // Refresh reads the disc again and forgets the new names.
+        f.state.renamedTracks = True16;
+        f.log.clear();
+        f.action("mnuoptcdmode6")->trigger();
+        // Reading the disc turns named files on again.
+        QVERIFY(f.child<QCheckBox>("Check1")->isChecked());
+        f.child<QCheckBox>("Check1")->setChecked(false);
+        QCOMPARE(f.state.renamedTracks, False16);
+        QCOMPARE(f.mciCommands().indexOf("open cdaudio alias cd1"), 12);
+        QCOMPARE(f.list()->Count(), 3);
+    }
+
+    void trackNamesOnAnEmptyList() {
+        CdFixture f;
+        f.tools.trackCount = 0;
+        f.enter();
+        f.action("mnuoptcdmode8")->trigger();
+        QPointer<TrackRename> dialog = f.dialog.get();
+        QVERIFY(dialog->isVisible());
+        QCOMPARE(dialog->windowTitle(), QStringLiteral("Track Rename"));
+        QCOMPARE(dialog->songList().Count(), 0);
+        f.log.clear();
+        dialog->findChild<QPushButton*>("Command1")->click();
+        QVERIFY(f.mciCommands().contains("open cdaudio alias cd1"));
+        QCOMPARE(f.list()->Count(), 0);
+        QTRY_VERIFY(dialog.isNull());
+    }
+
+    // The new name reaches the list and a named rip; artist and album change nothing.
+    void renamedTrackIsRippedByName_data() {
+        QTest::addColumn<QString>("artist");
+        QTest::newRow("no artist") << QString();
+        QTest::newRow("artist and album") << "Some Band";
+    }
+    void renamedTrackIsRippedByName() {
+        QFETCH(QString, artist);
+        CdFixture f;
+        f.enter();
+        f.action("popcdmode01")->trigger();
+        TrackRename& dialog = *f.dialog;
+        QCOMPARE(f.log.matching("Skin.LoadSkin") + f.log.matching("Skin.ApplySkin"),
+                 QStringList({"Skin.LoadSkin(/opt/melvane/melvane.skn)",
+                              "Skin.ApplySkin(frmTrackRename)"}));
+        ReportList& names = dialog.songList();
+        QCOMPARE(names.Count(), 3);
+        QCOMPARE(names.Text(2), QStringLiteral("Track02"));
+        QVERIFY(names.topLevelItem(1)->flags() & Qt::ItemIsEditable);
+        QCOMPARE(dialog.findChild<QLineEdit*>("Text1")->palette().color(QPalette::Base),
+                 f.skin.backColor);
+        names.setText(2, QStringLiteral("Intro"));
+        dialog.findChild<QLineEdit*>("Text1")->setText(artist);
+        dialog.findChild<QLineEdit*>("Text2")->setText(artist);
+        f.log.clear();
+        dialog.findChild<QPushButton*>("Command1")->click();
+        QCOMPARE(f.state.renamedTracks, False16);
+        QStringList rows;
+        for (qint32 row = 1; row <= f.list()->Count(); ++row)
+            for (int sub = 1; sub <= 5; ++sub)
+                rows << f.list()->SubItem(row, sub);
+        QCOMPARE(rows, QStringList({"Track01", "04:35:10", "46.35 MB", "3", "17:41:09", "Intro",
+                                    "03:00:00", "30.34 MB", "3", "17:41:09", "Track03", "10:05:74",
+                                    "101.98 MB", "3", "17:41:09"}));
+        QCOMPARE(f.log.matching("HarnTools.").last(), QStringLiteral("HarnTools.TrackCount()"));
+        QCOMPARE(f.log.calls.last(), QStringLiteral("MainWindow.unloadTrackRename()"));
+
+        // Named files: the folder picked last, a separator, the row's name.
+        f.action("mnuoptcdmode2")->trigger();
+        f.state.prevFolder = QStringLiteral("/");
+        f.checkOnly({2});
+        f.log.clear();
+        f.child("Command17")->click();
+        QCOMPARE(f.log.matching("HarnTools.RipTrackToMp3").first().section(", ", 0, 2),
+                 QStringLiteral("HarnTools.RipTrackToMp3(65536, //Intro.mp3, 2"));
+    }
+
+    void closingTheDialogKeepsTheNames() {
+        CdFixture f;
+        f.enter();
+        f.action("mnuoptcdmode8")->trigger();
+        QPointer<TrackRename> dialog = f.dialog.get();
+        dialog->songList().setText(1, QStringLiteral("Overture"));
+        f.state.renamedTracks = True16;
+        dialog->close();
+        QCOMPARE(f.state.renamedTracks, False16);
+        QCOMPARE(f.list()->SubItem(1, 1), QStringLiteral("Track01"));
+        QTRY_VERIFY(dialog.isNull());
+        // Opened again, it is made afresh from the list.
+        f.action("mnuoptcdmode8")->trigger();
+        QCOMPARE(f.dialog->songList().Text(1), QStringLiteral("Track01"));
+    }
+};
+
+QTEST_MAIN(TestCdRip)
+#include "test_cd_rip.moc"
