@@ -1,5 +1,6 @@
 // The rip panel's drive lists, table of contents and CD player, on fakes.
 #include "cd/RipRules.h"
+#include "components/Error.h"
 #include "tests/cd/CdFixture.h"
 
 namespace {
@@ -28,6 +29,8 @@ private Q_SLOTS:
         QCOMPARE(f.combo(1)->count(), 0);
         QCOMPARE(f.list()->Count(), 0);
         QCOMPARE(f.mciCommands(), QStringList());
+        // The burn panel's blank test has no drive to ask about.
+        QVERIFY_THROWS_EXCEPTION(Error, f.panel.selectedDriveAddress());
     }
 
     // Entering lists every drive, preselects the remembered one (or the first when the value
