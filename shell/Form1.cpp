@@ -177,7 +177,13 @@ void Form1::Form_Load() {
     VolumeControl1->setDeviceToControl(0);
     m_components.mEnc->setEncoderSwitch(1);
     m_components.waEnc->setBitrate(128000.0);
-    Command9_Click();
+    // A drive or disc that cannot be read is the rip panel's trouble, not start-up's: it is
+    // reported and the window opens on the rip panel all the same.
+    try {
+        Command9_Click();
+    } catch (...) {
+        ErrorBoundary::reportCurrentException();
+    }
 }
 
 void Form1::closeEvent(QCloseEvent* event) {

@@ -56,6 +56,8 @@ void FakeHarnTools::SelectDrive(qint32 address) {
 qint32 FakeHarnTools::ReadTrackCount(qint32 address) {
     record(QStringLiteral("ReadTrackCount"), {QString::number(address)});
     drive(address);
+    if (!readError.isEmpty())
+        throw Error(readError);
     return trackCount;
 }
 

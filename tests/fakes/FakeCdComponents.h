@@ -61,6 +61,8 @@ public:
     qint32 totalSectors = 0;
     // When not empty, the rip operations raise Error with this text and start nothing.
     QString ripError;
+    // When not empty, ReadTrackCount raises Error with this text, as for an unreadable drive.
+    QString readError;
     QList<double> progressOnRip;
 
 private:

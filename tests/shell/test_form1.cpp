@@ -166,6 +166,14 @@ private Q_SLOTS:
         QCOMPARE(f.form->state().newJob, True16);
         checkMode(f, Mode::Rip);
 
+        // An unreadable drive is reported; the window opens on the rip panel all the same.
+        Form1Fixture unreadable;
+        unreadable.tools->readError = QStringLiteral("Cannot read the image /m/demo.cue: its "
+                                                     "data file /m/demo.bin is missing.");
+        unreadable.load();
+        checkMode(unreadable, Mode::Rip);
+        QCOMPARE(unreadable.messageBox->shown.last().prompt, unreadable.tools->readError);
+
         Form1Fixture broken;
         broken.skin->loadError = QStringLiteral("Cannot load the skin /opt/melvane/melvane.skn");
         QVERIFY_THROWS_EXCEPTION(Error, broken.form->Form_Load());
