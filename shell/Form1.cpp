@@ -5,6 +5,7 @@
 #include "burn/FrmSpeedSelect.h"
 #include "cd/FrameCDMode.h"
 #include "cd/TrackRename.h"
+#include "components/Error.h"
 #include "convert/FrameFileMode.h"
 #include "recorder/FrmMainA.h"
 #include "shell/common/CommonHelpers.h"
@@ -37,10 +38,15 @@ Dialog& madeOnFirstUse(std::unique_ptr<Dialog>& dialog, const BurnDialogContext&
 Form1::Form1(Form1Components components, QWidget* parent)
     : QMainWindow(parent), m_ui(std::make_unique<Ui::Form1>()),
       m_components(std::move(components)) {
+    Form1Components& c = m_components;
+    // Whoever builds the window hands over every component; say which is missing rather
+    // than fail later on an empty one.
+    if (!c.test || !c.mci || !c.drives)
+        throw Error(QStringLiteral("Melvane cannot start: the CD tools, the media control "
+                                   "interface or the drive list were not supplied."));
     m_ui->setupUi(this);
     ErrorBoundary::setMessageBox(m_components.messageBox.get());
 
-    Form1Components& c = m_components;
     m_fileMode = new FrameFileMode(
         {*c.mEnc, *c.mDec, *c.waEnc, *c.waDec, *c.x, *c.comd, *this, m_state}, m_ui->centralwidget);
     m_cdMode =

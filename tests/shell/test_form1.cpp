@@ -174,6 +174,9 @@ private Q_SLOTS:
         checkMode(unreadable, Mode::Rip);
         QCOMPARE(unreadable.messageBox->shown.last().prompt, unreadable.tools->readError);
 
+        // Built without the CD side, the window says so instead of using what is not there.
+        QVERIFY_THROWS_EXCEPTION(Error, Form1(Form1Components{}));
+
         Form1Fixture broken;
         broken.skin->loadError = QStringLiteral("Cannot load the skin /opt/melvane/melvane.skn");
         QVERIFY_THROWS_EXCEPTION(Error, broken.form->Form_Load());
