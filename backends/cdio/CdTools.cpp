@@ -2,22 +2,25 @@
 
 #include "backends/cdio/Disc.h"
 #include "backends/cdio/DiscReader.h"
-#include "backends/media/CodecRunner.h"
-#include "backends/media/MediaJob.h"
+
+#include <algorithm>
 
 namespace cdio {
-namespace {
-
-// Tenths of a percent: the panel shows the bar moving even on a long track.
-constexpr int kProgressSteps = 1000;
-
-} // namespace
 
 CdTools::CdTools(std::shared_ptr<DriveTable> drives, QObject* parent)
-    : DriveTools(std::move(drives), parent) {}
-
-CdTools::~CdTools() {
-    dropRunningRip();
+    : DriveTools(std::move(drives), parent),
+      m_runner(
+          this, CodecRunner::Resolution::TenthPercent,
+          [this](double percent) {
+              if (percent == 100.0)
+                  setSectors(TotalSectors(), TotalSectors());
+              Q_EMIT RipProgress(percent);
+          },
+          [this](const QString& message) { Q_EMIT Failed(message); }) {
+    m_runner.setFramesObserver([this](qint64 done, qint64) {
+        const qint64 read = (done + kFramesPerSector - 1) / kFramesPerSector;
+        setSectors(qint32(std::min<qint64>(read, TotalSectors())), TotalSectors());
+    });
 }
 
 void CdTools::RipTrackToWav(qint32 address, const QString& path, qint32 track, qint32) {
@@ -33,8 +36,7 @@ void CdTools::RipTrackToWma(qint32 address, const QString& path, qint32 track, q
 }
 
 void CdTools::rip(qint32 address, const QString& path, qint32 track, OutputCodec codec) {
-    // Everything that can be checked is, before the running rip is touched: a refused rip
-    // leaves it going.
+    // What can be checked before the running rip is touched is: a refused rip leaves it going.
     const Drive drive = drives().drive(address);
     EncodedSink::Options options;
     options.codec = codec;
@@ -42,47 +44,11 @@ void CdTools::rip(qint32 address, const QString& path, qint32 track, OutputCodec
         options.bitRate = checkedBitRate(Mp3Bitrate(), path);
     std::unique_ptr<DiscReader> reader = DiscReader::track(drive, track);
     auto sink = std::make_unique<EncodedSink>(path, options, reader->format());
-
-    dropRunningRip();
-    setSectors(0, reader->totalSectors());
-    m_job = new MediaJob(this);
-    connect(m_job, &MediaJob::progress, this, &CdTools::onProgress);
-    connect(m_job, &MediaJob::finished, this, &CdTools::onFinished);
-    connect(m_job, &MediaJob::failed, this, &CdTools::onFailed);
-    MediaJob::Options jobOptions;
-    jobOptions.progressSteps = kProgressSteps;
-    m_job->start(std::move(reader), std::move(sink), jobOptions);
-}
-
-void CdTools::dropRunningRip() {
-    if (!m_job)
-        return;
-    // A rip that has already put its file in place keeps it; either way it says no more.
-    m_job->cancel();
-    m_job->disconnect(this);
-    // Later: this may run inside one of the job's own signals (the panel starts the next track
-    // from the 100 of the last one).
-    m_job->deleteLater();
-    m_job = nullptr;
-}
-
-void CdTools::onProgress(int step, qint64 framesDone) {
-    const qint32 read = qint32((framesDone + kFramesPerSector - 1) / kFramesPerSector);
-    setSectors(std::min(read, TotalSectors()), TotalSectors());
-    Q_EMIT RipProgress(step * 100.0 / kProgressSteps);
-}
-
-void CdTools::onFinished() {
-    m_job->deleteLater();
-    m_job = nullptr;
-    setSectors(TotalSectors(), TotalSectors());
-    Q_EMIT RipProgress(100.0);
-}
-
-void CdTools::onFailed(const QString& message) {
-    m_job->deleteLater();
-    m_job = nullptr;
-    Q_EMIT Failed(message);
+    const qint32 sectors = reader->totalSectors();
+    m_runner.cancel();
+    m_runner.start(std::move(reader), std::move(sink),
+                   QStringLiteral("track %1 of %2").arg(track).arg(drive.name()));
+    setSectors(0, sectors);
 }
 
 } // namespace cdio
