@@ -3,6 +3,7 @@
 // the progress and its one 100, refusals, a disc or a disk that goes away mid-rip, a rip that
 // replaces another, and the player's play, pause, resume, stop and end.
 
+#include "backends/cdio/CdAudioMci.h"
 #include "backends/cdio/CdTools.h"
 #include "backends/cdio/CueSheet.h"
 #include "backends/cdio/DiscPlayer.h"
@@ -81,6 +82,7 @@ private Q_SLOTS:
     void playerPausesResumesAndStops();
     void playerEnds_data();
     void playerEnds();
+    void mciPlaysThroughThePlayer();
 
 private:
     void rip(CdTools& tools, const QString& format, qint32 address, const QString& path,
@@ -348,6 +350,34 @@ void TestRip::playerEnds() {
         QVERIFY(QFile::remove(binPathFor(image.cue)));
     }
     QTRY_COMPARE_WITH_TIMEOUT(player.state(), CdPlayer::State::Stopped, 5000);
+}
+
+// The rip panel's playback commands on the real player: the mode and position MCI reports
+// follow the sound, and the sound's end turns the device stopped.
+void TestRip::mciPlaysThroughThePlayer() {
+    QVERIFY(qEnvironmentVariableIsSet("PULSE_SERVER"));
+    CdAudioMci mci(m_table, std::make_unique<DiscPlayer>());
+    auto send = [&mci](const QString& command) {
+        QString reply;
+        const qint32 code = mci.mciSendString(command, reply);
+        return code == 0 ? reply : QStringLiteral("error %1").arg(code);
+    };
+    QCOMPARE(send("open cdaudio alias cd1"), "1");
+    QCOMPARE(send("set cd1 time format tmsf"), "");
+    QCOMPARE(send("play cd1 from 1"), "");
+    QCOMPARE(send("status cd1 mode"), "playing");
+    QTRY_VERIFY_WITH_TIMEOUT(send("status cd1 position") > "01:00:00:20", 5000);
+    QCOMPARE(send("pause cd1"), "");
+    QCOMPARE(send("status cd1 mode"), "paused");
+    QCOMPARE(send("play cd1"), "");
+    QCOMPARE(send("status cd1 mode"), "playing");
+    QCOMPARE(send("stop cd1"), "");
+    QCOMPARE(send("status cd1 mode"), "stopped");
+    // The last track lasts a tenth of a second.
+    QCOMPARE(send("play cd1 from 3"), "");
+    QCOMPARE(send("status cd1 mode"), "playing");
+    QTRY_COMPARE_WITH_TIMEOUT(send("status cd1 mode"), "stopped", 5000);
+    QCOMPARE(send("close cd1"), "");
 }
 
 QTEST_MAIN(TestRip)
