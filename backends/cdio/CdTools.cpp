@@ -17,9 +17,10 @@ CdTools::CdTools(std::shared_ptr<DriveTable> drives, QObject* parent)
               Q_EMIT RipProgress(percent);
           },
           [this](const QString& message) { Q_EMIT Failed(message); }) {
-    m_runner.setFramesObserver([this](qint64 done, qint64) {
+    m_runner.setFramesObserver([this](qint64 done, qint64 expected) {
+        const qint64 total = expected / kFramesPerSector;
         const qint64 read = (done + kFramesPerSector - 1) / kFramesPerSector;
-        setSectors(qint32(std::min<qint64>(read, TotalSectors())), TotalSectors());
+        setSectors(qint32(std::min(read, total)), qint32(total));
     });
 }
 
@@ -36,7 +37,7 @@ void CdTools::RipTrackToWma(qint32 address, const QString& path, qint32 track, q
 }
 
 void CdTools::rip(qint32 address, const QString& path, qint32 track, OutputCodec codec) {
-    // What can be checked before the running rip is touched is: a refused rip leaves it going.
+    // Everything is checked before the running rip is touched: a refused rip leaves it going.
     const Drive drive = drives().drive(address);
     EncodedSink::Options options;
     options.codec = codec;
