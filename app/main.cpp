@@ -6,7 +6,13 @@
 #include "backends/audio/SoundRecorder.h"
 #include "backends/burn/Burner.h"
 #include "backends/burn/ImageFiles.h"
+#include "backends/burn/ImageRecorder.h"
 #include "backends/burn/MediaTracks.h"
+#include "backends/cdio/CdAudioMci.h"
+#include "backends/cdio/CdDrives.h"
+#include "backends/cdio/CdTools.h"
+#include "backends/cdio/CdioLog.h"
+#include "backends/cdio/DiscPlayer.h"
 #include "backends/media/Codecs.h"
 #include "backends/media/MediaJob.h"
 #include "backends/qt/QtBackends.h"
@@ -39,8 +45,17 @@ Form1Components realComponents() {
     c.player = std::make_unique<SoundPlayer>();
     c.soundCard = std::make_unique<AlsaSoundCard>();
     c.saveDialog = std::make_unique<FileDialog>();
-    c.audioBurner1 = std::make_unique<burning::Burner>(
-        std::make_unique<burning::MediaTrackOpener>(), std::make_unique<burning::ImageFiles>());
+    // One drive table for the rip panel's three components; the image recorder's last burn
+    // becomes one more disc in it, so what was burnt can be played and ripped back.
+    auto table = std::make_shared<cdio::DriveTable>();
+    c.test = std::make_unique<cdio::CdTools>(table);
+    c.mci = std::make_unique<cdio::CdAudioMci>(table, std::make_unique<cdio::DiscPlayer>());
+    c.drives = std::make_unique<cdio::CdDrives>(table);
+    auto burner = std::make_unique<burning::Burner>(std::make_unique<burning::MediaTrackOpener>(),
+                                                    std::make_unique<burning::ImageFiles>());
+    burner->imageRecorder().setImageWritten(
+        [table](const QString& cuePath) { table->setRecorderDisc(cuePath); });
+    c.audioBurner1 = std::move(burner);
     c.makeFolderBrowser = [] { return std::make_unique<FolderDialog>(); };
     c.makeFilterGraph = [] { return std::make_unique<FilterGraph>(); };
     c.applicationFolder = QCoreApplication::applicationDirPath();
@@ -70,6 +85,8 @@ int main(int argc, char** argv) {
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/melvane/melvane.svg")));
     QGuiApplication::setDesktopFileName(QStringLiteral("melvane"));
 
+    // libcdio's own log handler ends the process on an error: ours goes in before any call.
+    cdio::installLogHandler();
     std::unique_ptr<Form1> form;
     try {
         form = std::make_unique<Form1>(realComponents());

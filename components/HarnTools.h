@@ -9,7 +9,9 @@
 // Drives are named by a packed address: bits 16-23 host adapter, 8-15 target, 0-7 LUN, from
 // the drive's SCSI address. CUE/BIN images listed in MELVANE_CD_IMAGES are drives too, after
 // the physical ones, with host adapter 255 (target = their place in that list, LUN 0), which no
-// real drive has. An operation on a drive raises Error, naming the drive and the reason, when
+// real drive has. Once the burner's Image Recorder has burnt a disc, it is one more drive after
+// those (vendor "Melvane", product "Image Recorder", address 255:255:0) holding the image of its
+// last burn. An operation on a drive raises Error, naming the drive and the reason, when
 // the address is unknown, when the drive cannot be opened, or when it is an image that cannot
 // be read as it is (several FILE lines, MODE1/2048 tracks, a missing .bin ...).
 //

@@ -73,8 +73,9 @@ std::unique_ptr<BurnRun> ImageRecorder::prepareBurn(std::vector<PlannedTrack> tr
 
     std::unique_ptr<ImageSink> sink;
     QString base;
+    QString dir;
     if (!settings.simulate) {
-        const QString dir = folder();
+        dir = folder();
         // The music folder is ours to make; a folder the user named must exist.
         if (qEnvironmentVariableIsEmpty("MELVANE_IMAGE_DIR"))
             QDir().mkpath(dir);
@@ -93,11 +94,14 @@ std::unique_ptr<BurnRun> ImageRecorder::prepareBurn(std::vector<PlannedTrack> tr
     }
     std::function<void()> written;
     if (!settings.simulate)
-        written = [this, sectors, keepOpen = settings.keepOpen, base] {
+        written = [this, sectors, keepOpen = settings.keepOpen, base,
+                   cue = dir + u'/' + base + QStringLiteral(".cue")] {
             m_disc.mediaStatus = keepOpen ? 1 : 2;
             m_disc.usedSectors = sectors;
             m_disc.freeSectors = 0;
             m_lastImage = base;
+            if (m_imageWritten)
+                m_imageWritten(cue);
         };
     return std::make_unique<ImageRun>(std::move(sink), base + QStringLiteral(".bin"),
                                       std::move(tracks), settings, std::move(written));

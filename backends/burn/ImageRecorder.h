@@ -3,6 +3,8 @@
 #include "backends/burn/ImageSink.h"
 #include "backends/burn/Recorder.h"
 
+#include <functional>
+
 namespace burning {
 
 // The "Image Recorder": a CD-R writer whose disc becomes a CUE/BIN pair with the same base name
@@ -28,6 +30,11 @@ public:
     static QString folder();
     // The base name (no extension) of the last image burnt; empty before the first.
     const QString& lastImage() const { return m_lastImage; }
+    // Called with the CUE sheet's path each time a burn has put an image in place (not for a
+    // test burn), on the user-interface thread before the burn ends: the disc is then readable.
+    void setImageWritten(std::function<void(const QString& cuePath)> written) {
+        m_imageWritten = std::move(written);
+    }
 
 private:
     QString freeBaseName(const QString& dir) const;
@@ -36,6 +43,7 @@ private:
     RecorderFacts m_facts;
     DiscFacts m_disc;
     QString m_lastImage;
+    std::function<void(const QString&)> m_imageWritten;
 };
 
 } // namespace burning

@@ -118,9 +118,10 @@ void DiscReader::Impl::open() {
     audioLast = cdio_cddap_disc_lastsector(cdda);
     state.libraryRead = cdda->read_audio;
     cdda->read_audio = readAudio;
-    paranoia = cdio_paranoia_init(cdda);
-    cdio_paranoia_modeset(paranoia, options.paranoia ? PARANOIA_MODE_FULL ^ PARANOIA_MODE_NEVERSKIP
-                                                     : PARANOIA_MODE_DISABLE);
+    if (options.paranoia) {
+        paranoia = cdio_paranoia_init(cdda);
+        cdio_paranoia_modeset(paranoia, PARANOIA_MODE_FULL ^ PARANOIA_MODE_NEVERSKIP);
+    }
     if (drive.image) {
         state.binPath = binPathFor(drive.device).toLocal8Bit();
         struct stat info {};
@@ -136,12 +137,20 @@ void DiscReader::Impl::loadSector(qint32 sector) {
         std::fill(std::begin(buffer), std::end(buffer), qint16(0));
         return;
     }
-    if (paranoiaNext != sector)
-        cdio_paranoia_seek(paranoia, sector, SEEK_SET);
-    paranoiaNext = sector + 1;
     state.gone = false;
     state.skips = 0;
     t_reading = &state;
+    if (!options.paranoia) {
+        // Plain reads: paranoia's own unverified mode retries a failing read for ever.
+        const long got = cdio_cddap_read(cdda, buffer, sector, 1);
+        t_reading = nullptr;
+        if (state.interrupted || state.gone || got != 1)
+            failRead(sector);
+        return;
+    }
+    if (paranoiaNext != sector)
+        cdio_paranoia_seek(paranoia, sector, SEEK_SET);
+    paranoiaNext = sector + 1;
     const int16_t* data = cdio_paranoia_read_limited(paranoia, paranoiaEvent, kRetries);
     t_reading = nullptr;
     if (state.interrupted || state.gone || !data || state.skips > 0)

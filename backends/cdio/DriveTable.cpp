@@ -99,8 +99,23 @@ DriveTable::DriveTable(const QStringList& images, bool withPhysicalDrives)
 
 void DriveTable::refresh() {
     m_drives = m_withPhysicalDrives ? physicalDrives() : QList<Drive>();
-    for (int i = 0; i < m_images.size() && i < 256; ++i)
+    for (int i = 0; i < m_images.size() && i < kRecorderPlace; ++i)
         m_drives.append(imageDrive(m_images[i], i));
+    if (!m_recorderDisc.isEmpty())
+        m_drives.append(recorderDrive(m_recorderDisc));
+}
+
+void DriveTable::setRecorderDisc(const QString& cuePath) {
+    m_recorderDisc = cuePath;
+    const int listed = indexOf(recorderAddress());
+    if (listed >= 0)
+        m_drives[listed] = recorderDrive(cuePath);
+    else
+        m_drives.append(recorderDrive(cuePath));
+}
+
+qint32 DriveTable::recorderAddress() {
+    return kImageHostAdapter << 16 | kRecorderPlace << 8;
 }
 
 int DriveTable::indexOf(qint32 address) const {
@@ -139,6 +154,12 @@ Drive DriveTable::imageDrive(const QString& cuePath, int place) {
     drive.vendor = QStringLiteral("Melvane");
     drive.product = QStringLiteral("Image ") + QFileInfo(cuePath).completeBaseName();
     drive.revision = QStringLiteral("%1.%2").arg(MELVANE_VERSION_MAJOR).arg(MELVANE_VERSION_MINOR);
+    return drive;
+}
+
+Drive DriveTable::recorderDrive(const QString& cuePath) {
+    Drive drive = imageDrive(cuePath, kRecorderPlace);
+    drive.product = QStringLiteral("Image Recorder");
     return drive;
 }
 

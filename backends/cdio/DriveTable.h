@@ -23,11 +23,14 @@ struct Drive {
 QString addressText(qint32 address);
 
 // The one list of CD drives that every CD component shares: the physical drives libcdio finds,
-// ordered by address, then one virtual drive per CUE sheet. Built on the thread that uses it
-// (the user-interface thread); readers copy the Drive they need.
+// ordered by address, then one virtual drive per CUE sheet, then the image recorder once it
+// holds a burnt disc. Built on the thread that uses it (the user-interface thread); readers
+// copy the Drive they need.
 class DriveTable {
 public:
     static constexpr int kImageHostAdapter = 255;
+    // The image recorder's place among the virtual drives; images take the places before it.
+    static constexpr int kRecorderPlace = 255;
 
     // Physical drives and the images of MELVANE_CD_IMAGES (paths separated by ':').
     DriveTable();
@@ -36,6 +39,12 @@ public:
 
     // Looks for drives again (a drive plugged in or removed); the images stay the same.
     void refresh();
+
+    // The image recorder's disc: the CUE sheet of its last burn, which replaces the one before
+    // as a new disc in the same writer would. The recorder is listed last from then on.
+    void setRecorderDisc(const QString& cuePath);
+    // The recorder's drive address (255:255:0), whether it holds a disc or not.
+    static qint32 recorderAddress();
 
     const QList<Drive>& drives() const { return m_drives; }
     int count() const { return int(m_drives.size()); }
@@ -50,10 +59,13 @@ public:
 
     // The virtual drive for an image, at a place in the image list.
     static Drive imageDrive(const QString& cuePath, int place);
+    // The image recorder holding the image of its last burn.
+    static Drive recorderDrive(const QString& cuePath);
     static QStringList imagesFromEnvironment();
 
 private:
     QStringList m_images;
+    QString m_recorderDisc;
     bool m_withPhysicalDrives = true;
     QList<Drive> m_drives;
 };

@@ -190,6 +190,46 @@ private Q_SLOTS:
         }
     }
 
+    // Burning and ripping meet: each completed burn puts its image in the image recorder's
+    // drive, listed after the images, replacing the one before; a test burn changes nothing.
+    void theBurntImageIsADisc() {
+        auto table = std::make_shared<cdio::DriveTable>(QStringList{path("listed.cue")}, false);
+        const auto burner = imageBurner();
+        burner->imageRecorder().setImageWritten(
+            [table](const QString& cue) { table->setRecorderDisc(cue); });
+        // The recorder's drive after a burn, and the tracks its disc holds.
+        auto burnAndRead = [&](bool real) -> std::pair<cdio::Drive, qsizetype> {
+            burner->setRealBurn(real);
+            if (burn(*burner).status != AudioBurner::BurnSucceeded || table->count() != 2)
+                return {};
+            table->refresh(); // a new look for drives keeps the disc
+            const cdio::Drive drive = table->drives().value(1);
+            return {drive, cdio::Disc(drive).toc().tracks.size()};
+        };
+        burner->AddTrack(m_wav);
+        burner->AddTrack(m_mp3);
+        QCOMPARE(burnAndRead(false).second, 0);
+        QCOMPARE(table->count(), 1);
+        QVERIFY(folderEntries(m_images->path()).isEmpty());
+
+        const auto [first, firstTracks] = burnAndRead(true);
+        QCOMPARE(firstTracks, 2);
+        QCOMPARE(first.address, cdio::DriveTable::recorderAddress());
+        QCOMPARE(first.vendor, QStringLiteral("Melvane"));
+        QCOMPARE(first.product, QStringLiteral("Image Recorder"));
+
+        burner->Eject();
+        burner->ClearTracks();
+        burner->AddTrack(m_wma);
+        const auto [second, secondTracks] = burnAndRead(true);
+        QCOMPARE(secondTracks, 1);
+        QCOMPARE(table->count(), 2);
+        QCOMPARE(second.address, first.address);
+        QVERIFY(second.device != first.device);
+        QCOMPARE(second.device,
+                 QDir(m_images->path()).filePath(burner->imageRecorder().lastImage() + ".cue"));
+    }
+
     // An MP3 cut short after it was added: its decoder breaks off mid-track, the burn ends as
     // failed with the decoder's reason, and no image is left.
     void aDecoderThatFailsEndsTheBurn() {
