@@ -17,8 +17,9 @@ TrackRename::TrackRename(TrackRenameContext context, QWidget* owner)
     ReportList& list = *m_ui->lvwSongList;
     list.setColumnHeaders({QStringLiteral("Track Name")});
     list.setSelectionMode(QAbstractItemView::SingleSelection);
-    // A slow double-click is a click on the selected row; F2 edits too.
-    list.setEditTriggers(QAbstractItemView::SelectedClicked | QAbstractItemView::EditKeyPressed);
+    // A slow double-click is a click on the selected row; a quick one and F2 edit too.
+    list.setEditTriggers(QAbstractItemView::DoubleClicked | QAbstractItemView::SelectedClicked |
+                         QAbstractItemView::EditKeyPressed);
     connect(m_ui->Command1, &QPushButton::clicked, this,
             handler(this, &TrackRename::Command1_Click));
     Form_Load();
