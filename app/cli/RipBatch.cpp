@@ -10,6 +10,8 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <exception>
+#include <malloc.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace {
@@ -163,6 +165,9 @@ void RipBatch::onEnded(Rip& rip, const QString& failure) {
     m_failed += failure.isEmpty() ? 0 : 1;
     // Not destroyed here: this runs inside the job's own signal.
     rip.job.release()->deleteLater();
+    // Paranoia's caches of a finished track are tens of megabytes spread over the threads'
+    // malloc arenas; without this the process keeps them all to the end.
+    malloc_trim(0);
     if (m_interrupted) {
         reportInOrder();
         return;
@@ -264,8 +269,22 @@ void RipBatch::drawProgress() {
         clearProgress();
         return;
     }
-    std::fputs(QStringLiteral("\r%1\033[K").arg(line.trimmed()).toLocal8Bit().constData(),
-               m_barStream);
+    // A line that wraps could not be redrawn in place: without bars when they do not fit.
+    winsize size{};
+    const int width =
+        ioctl(fileno(m_barStream), TIOCGWINSZ, &size) == 0 && size.ws_col >= 20 ? size.ws_col : 80;
+    line = line.trimmed();
+    if (line.size() >= width) {
+        line.clear();
+        for (const auto& rip : m_rips) {
+            if (rip->state == Rip::State::Running)
+                line += QStringLiteral("Track %1 %2%  ")
+                            .arg(rip->track, 2, 10, QChar(u'0'))
+                            .arg(rip->percent);
+        }
+        line = line.trimmed().left(width - 1);
+    }
+    std::fputs(QStringLiteral("\r%1\033[K").arg(line).toLocal8Bit().constData(), m_barStream);
     std::fflush(m_barStream);
     m_barShown = true;
 }

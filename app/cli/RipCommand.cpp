@@ -17,8 +17,9 @@ namespace {
 constexpr int kUsage = 2;
 // Far beyond any drive's read offset; a number past it is a typing error.
 constexpr qint32 kLargestOffset = 100000;
-// Tracks in work at once on an image: each has a reader and an encoder thread.
-constexpr int kMostTracksAtOnce = 4;
+// Tracks in work at once on an image, one per core: each has a reader and an encoder thread,
+// and paranoia holds some 25 MB per reader, so more would cost memory for little.
+constexpr int kMostTracksAtOnce = 2;
 
 void print(std::FILE* stream, const QString& text) {
     std::fputs(text.toLocal8Bit().constData(), stream);
