@@ -11,6 +11,7 @@
 #include <QElapsedTimer>
 #include <exception>
 #include <malloc.h>
+#include <mutex>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -31,6 +32,40 @@ public:
 
 private:
     std::shared_ptr<cdio::TrackChecksums> m_sums;
+};
+
+// Lets go of the disc reader the moment the track is read: paranoia holds some 25 MB per reader,
+// and the encoders of the track still have a few seconds of work while the next track starts.
+class ReleasingSource final : public PcmSource {
+public:
+    explicit ReleasingSource(std::unique_ptr<cdio::DiscReader> reader)
+        : m_format(reader->format()), m_frames(reader->expectedFrames()),
+          m_reader(std::move(reader)) {}
+
+    PcmFormat format() const override { return m_format; }
+    qint64 expectedFrames() const override { return m_frames; }
+    qint64 read(qint16* buffer, qint64 maxFrames) override {
+        if (!m_reader)
+            return 0;
+        const qint64 n = m_reader->read(buffer, maxFrames);
+        if (n == 0) {
+            std::lock_guard lock(m_mutex);
+            m_reader.reset();
+            malloc_trim(0);
+        }
+        return n;
+    }
+    void interrupt() override {
+        std::lock_guard lock(m_mutex);
+        if (m_reader)
+            m_reader->interrupt();
+    }
+
+private:
+    PcmFormat m_format;
+    qint64 m_frames;
+    std::mutex m_mutex; // between the reading thread letting go and interrupt()
+    std::unique_ptr<cdio::DiscReader> m_reader;
 };
 
 EncodedSink::Options encoding(const QString& format, int bitrateKbps) {
@@ -127,7 +162,8 @@ void RipBatch::startTrack(Rip& rip) {
         connect(rip.job.get(), &MediaJob::finished, this, [this, &rip] { onEnded(rip, {}); });
         connect(rip.job.get(), &MediaJob::failed, this,
                 [this, &rip](const QString& message) { onEnded(rip, message); });
-        rip.job->start(std::move(source), std::make_unique<FanOutSink>(std::move(sinks)));
+        rip.job->start(std::make_unique<ReleasingSource>(std::move(source)),
+                       std::make_unique<FanOutSink>(std::move(sinks)));
         rip.state = Rip::State::Running;
         ++m_running;
         drawProgress();
@@ -165,9 +201,6 @@ void RipBatch::onEnded(Rip& rip, const QString& failure) {
     m_failed += failure.isEmpty() ? 0 : 1;
     // Not destroyed here: this runs inside the job's own signal.
     rip.job.release()->deleteLater();
-    // Paranoia's caches of a finished track are tens of megabytes spread over the threads'
-    // malloc arenas; without this the process keeps them all to the end.
-    malloc_trim(0);
     if (m_interrupted) {
         reportInOrder();
         return;
