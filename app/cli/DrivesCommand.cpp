@@ -1,5 +1,7 @@
 #include "app/cli/DrivesCommand.h"
 
+#include "components/Error.h"
+
 #include <cstdio>
 
 namespace {
@@ -15,6 +17,19 @@ QString driveDescription(const cdio::Drive& drive) {
     return QStringLiteral("%1 %2 %3 %4")
         .arg(cdio::addressText(drive.address), drive.vendor.leftJustified(8),
              drive.product.leftJustified(20), drive.revision);
+}
+
+cdio::Drive driveFromArgument(const QString& argument) {
+    const cdio::DriveTable table;
+    bool number = false;
+    const int n = argument.toInt(&number);
+    if (!number)
+        return table.driveFor(argument);
+    if (n < 1 || n > table.count())
+        throw Error(QStringLiteral("There is no drive number %1; 'melvane-cli drives' lists %2")
+                        .arg(n)
+                        .arg(table.count()));
+    return table.drives()[n - 1];
 }
 
 std::optional<int> cdCommandHelp(const QStringList& arguments, const QString& usage) {

@@ -12,6 +12,10 @@ int runDrivesCommand(const QStringList& arguments);
 
 QString driveDescription(const cdio::Drive& drive);
 
+// The drive a CD command was given: a number from `drives`, a device node or an image's CUE
+// sheet. Raises Error for a number no drive has.
+cdio::Drive driveFromArgument(const QString& argument);
+
 // For the CD commands: prints usage and returns 0 for -h/--help, returns 2 with a message for
 // an option the command does not take; nothing when the command should run.
 std::optional<int> cdCommandHelp(const QStringList& arguments, const QString& usage);

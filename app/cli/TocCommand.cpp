@@ -13,19 +13,6 @@ QString megabytes(qint64 sectors) {
     return QStringLiteral("%1 MB").arg(double(sectors) * 2352 / 1024 / 1024, 0, 'f', 2);
 }
 
-cdio::Drive chosenDrive(const QString& name) {
-    const cdio::DriveTable table;
-    bool number = false;
-    const int n = name.toInt(&number);
-    if (!number)
-        return table.driveFor(name);
-    if (n < 1 || n > table.count())
-        throw Error(QStringLiteral("There is no drive number %1; 'melvane-cli drives' lists %2")
-                        .arg(n)
-                        .arg(table.count()));
-    return table.drives()[n - 1];
-}
-
 QString tocText(const cdio::Drive& drive) {
     cdio::Disc disc(drive);
     const cdio::Toc toc = disc.toc();
@@ -67,7 +54,7 @@ int runTocCommand(const QStringList& arguments) {
         return 2;
     }
     try {
-        std::fputs(tocText(chosenDrive(arguments[1])).toLocal8Bit().constData(), stdout);
+        std::fputs(tocText(driveFromArgument(arguments[1])).toLocal8Bit().constData(), stdout);
         std::fflush(stdout);
         return 0;
     } catch (const Error& e) {

@@ -9,6 +9,7 @@
 #include "app/cli/PlayCommand.h"
 #include "app/cli/ProgressPrinter.h"
 #include "app/cli/RecordCommands.h"
+#include "app/cli/RipCommand.h"
 #include "app/cli/TocCommand.h"
 #include "backends/media/Codecs.h"
 #include "backends/media/MediaJob.h"
@@ -37,6 +38,7 @@ const char* const kToolHelp =
     "  info      show the type, duration and size of audio files\n"
     "  drives    list the CD drives\n"
     "  toc       show the tracks of the disc in a CD drive\n"
+    "  rip       rip CD tracks to WAV, MP3 or WMA with paranoia, with checksums\n"
     "  mixer     show or set the volume and mute of a mixer line\n"
     "  play      play a file through the player's equaliser\n"
     "  devices   list the capture devices (sound card inputs)\n"
@@ -280,6 +282,7 @@ int main(int argc, char** argv) {
         {"toc", runTocCommand},
         {"recorders", runRecordersCommand},
         {"burn", runBurnCommand},
+        {"rip", runRipCommand},
     };
     for (const auto& command : commands) {
         if (first != QLatin1String(command.name))

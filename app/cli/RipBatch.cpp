@@ -1,0 +1,339 @@
+#include "app/cli/RipBatch.h"
+
+#include "backends/cdio/Checksums.h"
+#include "backends/cdio/DiscReader.h"
+#include "backends/media/EncodedSink.h"
+#include "backends/media/FanOutSink.h"
+#include "backends/media/MediaJob.h"
+#include "components/Error.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <exception>
+#include <malloc.h>
+#include <mutex>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr int kBarCells = 20;
+
+// Feeds the checksums that the batch reads once the job has finished; the job owns its sinks
+// and destroys them, so it gets this handle instead of the checksums themselves.
+class ChecksumTap final : public PcmSink {
+public:
+    explicit ChecksumTap(std::shared_ptr<cdio::TrackChecksums> sums) : m_sums(std::move(sums)) {}
+
+    PcmFormat format() const override { return m_sums->format(); }
+    void write(const qint16* buffer, qint64 frames) override { m_sums->write(buffer, frames); }
+    void finish() override {}
+    void commit() override {}
+
+private:
+    std::shared_ptr<cdio::TrackChecksums> m_sums;
+};
+
+// Lets go of the disc reader the moment the track is read: paranoia holds some 25 MB per reader,
+// and the encoders of the track still have a few seconds of work while the next track starts.
+class ReleasingSource final : public PcmSource {
+public:
+    explicit ReleasingSource(std::unique_ptr<cdio::DiscReader> reader)
+        : m_format(reader->format()), m_frames(reader->expectedFrames()),
+          m_reader(std::move(reader)) {}
+
+    PcmFormat format() const override { return m_format; }
+    qint64 expectedFrames() const override { return m_frames; }
+    qint64 read(qint16* buffer, qint64 maxFrames) override {
+        if (!m_reader)
+            return 0;
+        const qint64 n = m_reader->read(buffer, maxFrames);
+        if (n == 0) {
+            std::lock_guard lock(m_mutex);
+            m_reader.reset();
+            malloc_trim(0);
+        }
+        return n;
+    }
+    void interrupt() override {
+        std::lock_guard lock(m_mutex);
+        if (m_reader)
+            m_reader->interrupt();
+    }
+
+private:
+    PcmFormat m_format;
+    qint64 m_frames;
+    std::mutex m_mutex; // between the reading thread letting go and interrupt()
+    std::unique_ptr<cdio::DiscReader> m_reader;
+};
+
+EncodedSink::Options encoding(const QString& format, int bitrateKbps) {
+    EncodedSink::Options options;
+    options.bitRate = qint64(bitrateKbps) * 1000;
+    if (format == QLatin1String("mp3"))
+        options.codec = OutputCodec::Mp3Lame;
+    else if (format == QLatin1String("wma"))
+        options.codec = OutputCodec::Wma;
+    else
+        options.codec = OutputCodec::Wav;
+    return options;
+}
+
+QString hex(quint32 value) {
+    return QStringLiteral("%1").arg(value, 8, 16, QChar(u'0'));
+}
+
+} // namespace
+
+struct RipBatch::Rip {
+    enum class State { Waiting, Running, Ripped, Failed, Cancelled };
+    int track = 0;
+    State state = State::Waiting;
+    int percent = 0;
+    int linesShown = 0; // quarters written in the plain-line style
+    QString failure;
+    std::unique_ptr<MediaJob> job;
+    std::shared_ptr<cdio::TrackChecksums> sums;
+};
+
+RipBatch::RipBatch(cdio::Drive drive, cdio::Toc toc, RipRequest request, int tracksAtOnce,
+                   QObject* parent)
+    : QObject(parent), m_drive(std::move(drive)), m_toc(std::move(toc)),
+      m_request(std::move(request)), m_tracksAtOnce(qMax(1, tracksAtOnce)) {
+    for (const int track : m_request.tracks) {
+        auto rip = std::make_unique<Rip>();
+        rip->track = track;
+        m_rips.push_back(std::move(rip));
+    }
+    if (isatty(STDOUT_FILENO))
+        m_barStream = stdout;
+    else if (isatty(STDERR_FILENO))
+        m_barStream = stderr;
+}
+
+RipBatch::~RipBatch() = default;
+
+QString RipBatch::fileName(int track, const QString& format) {
+    return QStringLiteral("Track%1.%2").arg(track, 2, 10, QChar(u'0')).arg(format);
+}
+
+void RipBatch::start() {
+    say(stdout, QStringLiteral("Ripping %1 track(s) of %2 to %3 in %4")
+                    .arg(m_rips.size())
+                    .arg(m_drive.name(), m_request.formats.join(QStringLiteral(", ")),
+                         m_request.outputFolder));
+    startMore();
+}
+
+void RipBatch::startMore() {
+    while (!m_interrupted && m_running < m_tracksAtOnce && m_nextToStart < m_rips.size())
+        startTrack(*m_rips[m_nextToStart++]);
+    reportInOrder();
+    if (m_running == 0 && m_nextToReport == m_rips.size())
+        end(m_failed > 0 ? 1 : 0);
+}
+
+void RipBatch::startTrack(Rip& rip) {
+    int firstAudio = 0;
+    int lastAudio = 0;
+    for (const cdio::TocTrack& t : m_toc.tracks) {
+        if (t.audio()) {
+            firstAudio = firstAudio ? firstAudio : t.number;
+            lastAudio = t.number;
+        }
+    }
+    try {
+        cdio::DiscReader::Options reading;
+        reading.paranoia = true;
+        reading.offsetFrames = m_request.offsetSamples;
+        auto source = cdio::DiscReader::track(m_drive, rip.track, reading);
+        rip.sums = std::make_shared<cdio::TrackChecksums>(
+            source->expectedFrames(), rip.track == firstAudio, rip.track == lastAudio);
+        std::vector<std::unique_ptr<PcmSink>> sinks;
+        for (const QString& format : m_request.formats)
+            sinks.push_back(std::make_unique<EncodedSink>(
+                QDir(m_request.outputFolder).filePath(fileName(rip.track, format)),
+                encoding(format, m_request.bitrateKbps), source->format()));
+        sinks.push_back(std::make_unique<ChecksumTap>(rip.sums));
+        rip.job = std::make_unique<MediaJob>();
+        connect(rip.job.get(), &MediaJob::progress, this,
+                [this, &rip](int step, qint64, qint64) { onProgress(rip, step); });
+        connect(rip.job.get(), &MediaJob::finished, this, [this, &rip] { onEnded(rip, {}); });
+        connect(rip.job.get(), &MediaJob::failed, this,
+                [this, &rip](const QString& message) { onEnded(rip, message); });
+        rip.job->start(std::make_unique<ReleasingSource>(std::move(source)),
+                       std::make_unique<FanOutSink>(std::move(sinks)));
+        rip.state = Rip::State::Running;
+        ++m_running;
+        drawProgress();
+    } catch (const std::exception& e) {
+        // Nothing may leave through the event loop; a track that cannot start has failed.
+        rip.state = Rip::State::Failed;
+        rip.failure = QString::fromUtf8(e.what());
+        ++m_failed;
+    }
+}
+
+void RipBatch::onProgress(Rip& rip, int percent) {
+    if (rip.state != Rip::State::Running || percent <= rip.percent)
+        return;
+    rip.percent = percent;
+    if (m_barStream) {
+        drawProgress();
+        return;
+    }
+    // Only the highest quarter passed is written, so a jump from 10 % to 80 % gives one line.
+    const int quarter = qMin(percent / 25, 3);
+    if (quarter > rip.linesShown) {
+        rip.linesShown = quarter;
+        say(stdout,
+            QStringLiteral("Track %1: %2%").arg(rip.track, 2, 10, QChar(u'0')).arg(quarter * 25));
+    }
+}
+
+void RipBatch::onEnded(Rip& rip, const QString& failure) {
+    if (rip.state != Rip::State::Running)
+        return;
+    --m_running;
+    rip.state = failure.isEmpty() ? Rip::State::Ripped : Rip::State::Failed;
+    rip.failure = failure;
+    m_failed += failure.isEmpty() ? 0 : 1;
+    // Not destroyed here: this runs inside the job's own signal.
+    rip.job.release()->deleteLater();
+    if (m_interrupted) {
+        reportInOrder();
+        return;
+    }
+    startMore();
+    drawProgress();
+}
+
+// Results go out in track order, each as soon as the tracks before it are done.
+void RipBatch::reportInOrder() {
+    while (m_nextToReport < m_rips.size()) {
+        const Rip& rip = *m_rips[m_nextToReport];
+        if (rip.state == Rip::State::Ripped) {
+            say(stdout, QStringLiteral("Track %1  CRC32 %2  ARv1 %3  ARv2 %4")
+                            .arg(rip.track, 2, 10, QChar(u'0'))
+                            .arg(hex(rip.sums->crc32()), hex(rip.sums->accurateRipV1()),
+                                 hex(rip.sums->accurateRipV2())));
+        } else if (rip.state == Rip::State::Failed) {
+            say(stderr, QStringLiteral("melvane-cli rip: track %1 failed: %2")
+                            .arg(rip.track)
+                            .arg(rip.failure));
+        } else if (rip.state != Rip::State::Cancelled) {
+            return;
+        }
+        ++m_nextToReport;
+    }
+}
+
+void RipBatch::interrupt(int signalNumber) {
+    if (m_ended || m_interrupted)
+        return;
+    m_interrupted = true;
+    for (const auto& rip : m_rips) {
+        // A job that had already completed still delivers its outcome, queued before this.
+        if (rip->state == Rip::State::Running && rip->job->cancel()) {
+            rip->state = Rip::State::Cancelled;
+            --m_running;
+        }
+    }
+    QMetaObject::invokeMethod(
+        this, [this, signalNumber] { endInterrupted(signalNumber); }, Qt::QueuedConnection);
+}
+
+void RipBatch::endInterrupted(int signalNumber) {
+    if (m_ended)
+        return;
+    reportInOrder();
+    qsizetype left = 0;
+    for (const auto& rip : m_rips)
+        left += rip->state == Rip::State::Ripped || rip->state == Rip::State::Failed ? 0 : 1;
+    if (left == 0) {
+        end(m_failed > 0 ? 1 : 0);
+        return;
+    }
+    m_nextToReport = m_rips.size();
+    say(stderr, QStringLiteral("melvane-cli rip: interrupted; %1 of %2 track(s) not ripped, and "
+                               "no file was left of them")
+                    .arg(left)
+                    .arg(m_rips.size()));
+    end(128 + signalNumber);
+}
+
+void RipBatch::end(int exitCode) {
+    if (m_ended)
+        return;
+    m_ended = true;
+    clearProgress();
+    if (exitCode < 128)
+        say(stdout, QStringLiteral("AccurateRip disc ID %1").arg(cdio::accurateRipDiscId(m_toc)));
+    if (m_failed > 0) {
+        QStringList names;
+        for (const auto& rip : m_rips) {
+            if (rip->state == Rip::State::Failed)
+                names << QString::number(rip->track);
+        }
+        say(stderr, QStringLiteral("melvane-cli rip: %1 of %2 track(s) failed: %3")
+                        .arg(m_failed)
+                        .arg(m_rips.size())
+                        .arg(names.join(QStringLiteral(", "))));
+    }
+    Q_EMIT finished(exitCode);
+}
+
+// "Track 03 [#########...........]  45%  Track 04 [##..................]  10%"
+void RipBatch::drawProgress() {
+    if (!m_barStream || m_ended)
+        return;
+    QString line;
+    for (const auto& rip : m_rips) {
+        if (rip->state != Rip::State::Running)
+            continue;
+        const int filled = rip->percent * kBarCells / 100;
+        line += QStringLiteral("Track %1 [%2%3] %4%  ")
+                    .arg(rip->track, 2, 10, QChar(u'0'))
+                    .arg(QString(filled, u'#'), QString(kBarCells - filled, u'.'))
+                    .arg(rip->percent, 3);
+    }
+    if (line.isEmpty()) {
+        clearProgress();
+        return;
+    }
+    // A line that wraps could not be redrawn in place: without bars when they do not fit.
+    winsize size{};
+    const int width =
+        ioctl(fileno(m_barStream), TIOCGWINSZ, &size) == 0 && size.ws_col >= 20 ? size.ws_col : 80;
+    line = line.trimmed();
+    if (line.size() >= width) {
+        line.clear();
+        for (const auto& rip : m_rips) {
+            if (rip->state == Rip::State::Running)
+                line += QStringLiteral("Track %1 %2%  ")
+                            .arg(rip->track, 2, 10, QChar(u'0'))
+                            .arg(rip->percent);
+        }
+        line = line.trimmed().left(width - 1);
+    }
+    std::fputs(QStringLiteral("\r%1\033[K").arg(line).toLocal8Bit().constData(), m_barStream);
+    std::fflush(m_barStream);
+    m_barShown = true;
+}
+
+void RipBatch::clearProgress() {
+    if (!m_barShown)
+        return;
+    std::fputs("\r\033[K", m_barStream);
+    std::fflush(m_barStream);
+    m_barShown = false;
+}
+
+// A whole line, with the progress line taken away first and drawn again after.
+void RipBatch::say(std::FILE* stream, const QString& line) {
+    clearProgress();
+    std::fputs((line + u'\n').toLocal8Bit().constData(), stream);
+    std::fflush(stream);
+    drawProgress();
+}

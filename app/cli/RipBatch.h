@@ -1,0 +1,73 @@
+#pragma once
+
+#include "backends/cdio/Disc.h"
+
+#include <QObject>
+#include <QStringList>
+#include <cstdio>
+#include <memory>
+#include <vector>
+
+// What `rip` was asked to do, already checked against the disc.
+struct RipRequest {
+    QStringList formats; // "wav", "mp3", "wma": each once, in the order given
+    int bitrateKbps = 128;
+    QList<int> tracks; // audio tracks of the disc, ascending
+    qint32 offsetSamples = 0;
+    QString outputFolder;
+};
+
+// Rips the tracks of a request with full paranoia, each read once into all its formats and its
+// checksums. A track that fails is named and the others go on; finished() carries the exit
+// code (0, 1 when a track failed, 128 + the signal's number when interrupted).
+//
+// Several tracks may be in work at once: the reading is far quicker than the encoding, so on
+// an image the encoders of neighbouring tracks keep every core busy. A real drive gets one
+// track at a time, since two readers would make it seek back and forth. The results are still
+// printed in track order: one checksum line per track, then the disc's AccurateRip ID.
+class RipBatch final : public QObject {
+    Q_OBJECT
+public:
+    RipBatch(cdio::Drive drive, cdio::Toc toc, RipRequest request, int tracksAtOnce,
+             QObject* parent = nullptr);
+    ~RipBatch() override;
+
+    void start();
+    // Cancels the tracks in work (their files are never put in place) and ends the batch.
+    void interrupt(int signalNumber);
+
+    // "Track07.mp3".
+    static QString fileName(int track, const QString& format);
+
+Q_SIGNALS:
+    void finished(int exitCode);
+
+private:
+    struct Rip;
+
+    void startMore();
+    void startTrack(Rip& rip);
+    void onProgress(Rip& rip, int percent);
+    void onEnded(Rip& rip, const QString& failure);
+    void reportInOrder();
+    void endInterrupted(int signalNumber);
+    void end(int exitCode);
+    void drawProgress();
+    void clearProgress();
+    void say(std::FILE* stream, const QString& line);
+
+    cdio::Drive m_drive;
+    cdio::Toc m_toc;
+    RipRequest m_request;
+    int m_tracksAtOnce;
+    std::vector<std::unique_ptr<Rip>> m_rips; // one per track asked for, in order
+    size_t m_nextToStart = 0;
+    size_t m_nextToReport = 0;
+    int m_running = 0;
+    int m_failed = 0;
+    bool m_interrupted = false;
+    bool m_ended = false;
+    // Progress: a line redrawn in place on a terminal, plain lines at quarters otherwise.
+    std::FILE* m_barStream = nullptr;
+    bool m_barShown = false;
+};

@@ -1,0 +1,205 @@
+#include "app/cli/RipCommand.h"
+
+#include "app/cli/DrivesCommand.h"
+#include "app/cli/Interrupts.h"
+#include "app/cli/RipBatch.h"
+#include "components/Error.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QThread>
+#include <algorithm>
+#include <cstdio>
+
+namespace {
+
+constexpr int kUsage = 2;
+// Far beyond any drive's read offset; a number past it is a typing error.
+constexpr qint32 kLargestOffset = 100000;
+// Tracks in work at once on an image, one per core: each has a reader and an encoder thread,
+// and paranoia holds some 25 MB per reader, so more would cost memory for little.
+constexpr int kMostTracksAtOnce = 2;
+
+void print(std::FILE* stream, const QString& text) {
+    std::fputs(text.toLocal8Bit().constData(), stream);
+    std::fflush(stream);
+}
+
+int ripUsage(const QString& message) {
+    print(stderr, QStringLiteral("melvane-cli rip: %1\nTry 'melvane-cli rip --help' for more "
+                                 "information.\n")
+                      .arg(message));
+    return kUsage;
+}
+
+const char* const kEpilogue =
+    "DRIVE is a number from 'melvane-cli drives', a device such as /dev/sr0, or the path\n"
+    "of a CUE sheet. Each track is read once, with full paranoia, into every format asked\n"
+    "for, as DIR/TrackNN.wav, .mp3 or .wma; a file appears only once it is complete. After\n"
+    "each track a line gives its checksums, in lower-case hexadecimal:\n"
+    "  Track NN  CRC32 xxxxxxxx  ARv1 xxxxxxxx  ARv2 xxxxxxxx\n"
+    "(the CRC-32 of its PCM bytes as a WAV file holds them, and its AccurateRip v1 and v2\n"
+    "checksums), and at the end the disc's AccurateRip disc ID. Without --tracks every\n"
+    "audio track is ripped; asking for a data track is refused.\n"
+    "Progress is a bar on a terminal and plain lines otherwise.\n"
+    "Exit status: 0 when every track was ripped, 1 when a track failed or the disc could\n"
+    "not be read, 2 for a usage error (a track the disc does not have or that is not\n"
+    "audio included), 128 + the signal's number when interrupted.\n";
+
+} // namespace
+
+std::optional<QList<int>> parseTrackList(const QString& text, QString* why) {
+    QList<int> tracks;
+    auto number = [](const QString& part, bool* ok) {
+        const int n = part.trimmed().toInt(ok);
+        *ok = *ok && n >= 1 && n <= 99;
+        return n;
+    };
+    for (const QString& part : text.split(u',')) {
+        const QStringList ends = part.split(u'-');
+        bool ok = ends.size() <= 2;
+        const int first = ok ? number(ends.first(), &ok) : 0;
+        bool lastOk = ok;
+        const int last = ok && ends.size() == 2 ? number(ends.last(), &lastOk) : first;
+        if (!ok || !lastOk || last < first) {
+            *why = QStringLiteral("--tracks '%1' is not a list of tracks: '%2' should be a track "
+                                  "number from 1 to 99 or a range such as 3-5")
+                       .arg(text, part);
+            return std::nullopt;
+        }
+        for (int n = first; n <= last; ++n)
+            tracks << n;
+    }
+    std::sort(tracks.begin(), tracks.end());
+    tracks.erase(std::unique(tracks.begin(), tracks.end()), tracks.end());
+    return tracks;
+}
+
+int runRipCommand(const QStringList& arguments) {
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        QStringLiteral("Rips the tracks of an audio CD to WAV, MP3 or WMA files, bit-exact and "
+                       "verified."));
+    const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")},
+                                  QStringLiteral("Show this help."));
+    const QCommandLineOption to(
+        QStringLiteral("to"),
+        QStringLiteral("Formats: wav, mp3 or wma, several separated by commas (wav,mp3)."),
+        QStringLiteral("FORMATS"));
+    const QCommandLineOption bitrate(
+        QStringLiteral("bitrate"),
+        QStringLiteral("Bit rate of MP3 and WMA files in kbit/s (default 128)."),
+        QStringLiteral("KBPS"), QStringLiteral("128"));
+    const QCommandLineOption tracks(QStringLiteral("tracks"),
+                                    QStringLiteral("Tracks to rip, such as 1,3-5 (default: every "
+                                                   "audio track)."),
+                                    QStringLiteral("LIST"));
+    const QCommandLineOption offset(
+        QStringLiteral("offset"),
+        QStringLiteral("The drive's read offset in samples, corrected while reading; may be "
+                       "negative. Samples from beyond the disc's edges are silence."),
+        QStringLiteral("SAMPLES"), QStringLiteral("0"));
+    const QCommandLineOption out(QStringLiteral("out"),
+                                 QStringLiteral("Folder the files go to; it must exist."),
+                                 QStringLiteral("DIR"));
+    parser.addOptions({help, to, bitrate, tracks, offset, out});
+    parser.addPositionalArgument(QStringLiteral("DRIVE"), QStringLiteral("The drive to rip."));
+    if (!parser.parse(arguments))
+        return ripUsage(parser.errorText());
+    if (parser.isSet(help)) {
+        QString text = parser.helpText();
+        text.replace(0, text.indexOf(u'\n'),
+                     QStringLiteral("Usage: melvane-cli rip --to wav|mp3|wma[,...] [--bitrate "
+                                    "KBPS] [--tracks 1,3-5]\n"
+                                    "                       [--offset SAMPLES] --out DIR DRIVE"));
+        print(stdout, text + u'\n' + QString::fromUtf8(kEpilogue));
+        return 0;
+    }
+
+    RipRequest request;
+    if (!parser.isSet(to))
+        return ripUsage(QStringLiteral("missing --to: give wav, mp3 or wma, or several "
+                                       "separated by commas"));
+    for (const QString& format : parser.value(to).split(u',')) {
+        if (format != QLatin1String("wav") && format != QLatin1String("mp3") &&
+            format != QLatin1String("wma"))
+            return ripUsage(QStringLiteral("unknown format '%1' for --to: give wav, mp3 or wma, "
+                                           "or several separated by commas")
+                                .arg(format));
+        if (!request.formats.contains(format))
+            request.formats << format;
+    }
+    bool number = false;
+    request.bitrateKbps = parser.value(bitrate).toInt(&number);
+    if (!number || request.bitrateKbps < 8 || request.bitrateKbps > 1000)
+        return ripUsage(QStringLiteral("--bitrate '%1' is not a bit rate: give kbit/s as a whole "
+                                       "number from 8 to 1000, such as 128")
+                            .arg(parser.value(bitrate)));
+    request.offsetSamples = parser.value(offset).toInt(&number);
+    if (!number || std::abs(request.offsetSamples) > kLargestOffset)
+        return ripUsage(QStringLiteral("--offset '%1' is not a read offset: give samples as a "
+                                       "whole number from -%2 to %2, such as 6 or -1164")
+                            .arg(parser.value(offset))
+                            .arg(kLargestOffset));
+    std::optional<QList<int>> asked;
+    if (parser.isSet(tracks)) {
+        QString why;
+        asked = parseTrackList(parser.value(tracks), &why);
+        if (!asked)
+            return ripUsage(why);
+    }
+    if (!parser.isSet(out) || parser.value(out).isEmpty())
+        return ripUsage(QStringLiteral("missing --out: give the folder the files go to"));
+    request.outputFolder = parser.value(out);
+    if (!QFileInfo(request.outputFolder).isDir())
+        return ripUsage(QStringLiteral("the output folder %1 does not exist or is not a folder")
+                            .arg(request.outputFolder));
+    const QStringList drives = parser.positionalArguments();
+    if (drives.size() != 1)
+        return ripUsage(QStringLiteral("give one drive: a number from 'melvane-cli drives', a "
+                                       "device or a CUE sheet"));
+
+    cdio::Drive drive;
+    cdio::Toc toc;
+    try {
+        drive = driveFromArgument(drives.first());
+        toc = cdio::Disc(drive).toc();
+    } catch (const Error& e) {
+        print(stderr, QStringLiteral("melvane-cli rip: %1\n").arg(e.message()));
+        return 1;
+    }
+    if (toc.audioTrackCount() == 0) {
+        print(stderr, QStringLiteral("melvane-cli rip: the disc in %1 holds no audio tracks\n")
+                          .arg(drive.name()));
+        return 1;
+    }
+    for (const cdio::TocTrack& t : toc.tracks) {
+        if (t.audio() && (!asked || asked->contains(t.number)))
+            request.tracks << t.number;
+    }
+    for (const int n : asked.value_or(QList<int>())) {
+        const cdio::TocTrack* t = toc.track(n);
+        if (!t)
+            return ripUsage(QStringLiteral("the disc in %1 has no track %2 (it has %3)")
+                                .arg(drive.name())
+                                .arg(n)
+                                .arg(toc.tracks.size()));
+        if (!t->audio())
+            return ripUsage(QStringLiteral("track %1 of %2 is a data track; only audio tracks "
+                                           "can be ripped")
+                                .arg(n)
+                                .arg(drive.name()));
+    }
+
+    const int atOnce =
+        drive.image ? std::clamp(QThread::idealThreadCount(), 1, kMostTracksAtOnce) : 1;
+    RipBatch batch(drive, toc, request, atOnce);
+    Interrupts interrupts;
+    QObject::connect(&interrupts, &Interrupts::interrupted, &batch, &RipBatch::interrupt);
+    QObject::connect(
+        &batch, &RipBatch::finished, qApp, [](int code) { QCoreApplication::exit(code); },
+        Qt::QueuedConnection);
+    QMetaObject::invokeMethod(&batch, &RipBatch::start, Qt::QueuedConnection);
+    return QCoreApplication::exec();
+}

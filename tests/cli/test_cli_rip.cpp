@@ -1,0 +1,320 @@
+// melvane-cli rip as a user runs it: the built program as a child process, on CUE/BIN images
+// this test writes, with real libcdio and paranoia. The files and the checksum lines are
+// checked against the image's own samples and against checksums computed here from their
+// definitions.
+#include "tests/cdio/CdImages.h"
+#include "tests/cli/CliProcess.h"
+
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QtEndian>
+#include <csignal>
+#include <cstring>
+
+namespace {
+
+Run rip(const QStringList& arguments) {
+    QProcess process;
+    process.start(QStringLiteral(MELVANE_CLI), QStringList{QStringLiteral("rip")} + arguments);
+    return finish(process);
+}
+
+// The samples of a WAV file's data chunk; empty when there is none.
+std::vector<qint16> wavSamples(const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    const QByteArray bytes = file.readAll();
+    for (qsizetype at = 12; at + 8 <= bytes.size();) {
+        const quint32 size = qFromLittleEndian<quint32>(bytes.constData() + at + 4);
+        if (bytes.mid(at, 4) == "data") {
+            std::vector<qint16> samples(size / 2);
+            std::memcpy(samples.data(), bytes.constData() + at + 8, samples.size() * 2);
+            return samples;
+        }
+        at += 8 + size + (size & 1);
+    }
+    return {};
+}
+
+// CRC-32 bit by bit, as the polynomial defines it.
+quint32 crc32Of(const std::vector<qint16>& samples) {
+    quint32 crc = 0xffffffff;
+    for (const qint16 sample : samples) {
+        for (const quint8 byte : {quint8(quint16(sample) & 0xff), quint8(quint16(sample) >> 8)}) {
+            crc ^= byte;
+            for (int bit = 0; bit < 8; ++bit)
+                crc = (crc >> 1) ^ (0xedb88320 & (0 - (crc & 1)));
+        }
+    }
+    return ~crc;
+}
+
+// "Track NN  CRC32 …  ARv1 …  ARv2 …" for track n of a disc of `count` audio tracks.
+QString checksumLine(const TestImage& image, int n, int count) {
+    const std::vector<qint16> pcm = image.track(n);
+    const qint64 frames = qint64(pcm.size() / 2);
+    const qint64 from = n == 1 ? 2939 : 0;
+    const qint64 to = n == count ? frames - 2940 : frames;
+    quint64 v1 = 0;
+    quint64 v2 = 0;
+    for (qint64 i = from; i < to; ++i) {
+        const quint64 word = quint64(quint16(pcm[2 * i])) | quint64(quint16(pcm[2 * i + 1])) << 16;
+        const quint64 product = word * quint64(i + 1);
+        v1 += product & 0xffffffff;
+        v2 += (product & 0xffffffff) + (product >> 32);
+    }
+    auto hex = [](quint64 v) {
+        return QStringLiteral("%1").arg(v & 0xffffffff, 8, 16, QChar(u'0'));
+    };
+    return QStringLiteral("Track %1  CRC32 %2  ARv1 %3  ARv2 %4")
+        .arg(n, 2, 10, QChar(u'0'))
+        .arg(hex(crc32Of(pcm)), hex(v1), hex(v2));
+}
+
+QStringList checksumLines(const QString& out) {
+    return out.split(u'\n').filter(QRegularExpression(QStringLiteral("^Track \\d\\d  CRC32")));
+}
+
+// The AccurateRip disc ID of an all-audio image, from the published definition.
+QString discId(const TestImage& image) {
+    const qint32 count = qint32(image.starts.size());
+    const qint32 leadout = image.starts.last() + image.sectors.last();
+    quint32 id1 = quint32(leadout);
+    quint32 id2 = quint32(leadout) * quint32(count + 1);
+    int digits = 0;
+    for (qint32 i = 0; i < count; ++i) {
+        id1 += quint32(image.starts[i]);
+        id2 += quint32(qMax(image.starts[i], 1)) * quint32(i + 1);
+        for (const QChar c : QString::number((image.starts[i] + 150) / 75))
+            digits += c.digitValue();
+    }
+    const quint32 freedb = quint32(digits % 255) << 24 |
+                           quint32((leadout + 150) / 75 - (image.starts[0] + 150) / 75) << 8 |
+                           quint32(count);
+    return QStringLiteral("%1-%2-%3-%4")
+        .arg(count, 3, 10, QChar(u'0'))
+        .arg(id1, 8, 16, QChar(u'0'))
+        .arg(id2, 8, 16, QChar(u'0'))
+        .arg(freedb, 8, 16, QChar(u'0'));
+}
+
+QStringList filesIn(const QString& folder) {
+    return QDir(folder).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot,
+                                  QDir::Name);
+}
+
+} // namespace
+
+class TestCliRip : public QObject {
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_dir;
+    TestImage m_disc;  // three audio tracks of uneven lengths, an INDEX 00 gap before track 2
+    TestImage m_mixed; // a data track, then an audio track
+    TestImage m_data;  // a data track only
+    int m_folders = 0;
+
+    QString freshFolder() {
+        const QString folder = m_dir.filePath(QStringLiteral("out%1").arg(++m_folders));
+        QDir().mkpath(folder);
+        return folder;
+    }
+
+private Q_SLOTS:
+    void initTestCase() {
+        QVERIFY(m_dir.isValid());
+        m_disc = writeImage(m_dir.path(), QStringLiteral("disc"),
+                            {{QStringLiteral("AUDIO"), 588 * 40 + 123},
+                             {QStringLiteral("AUDIO"), 588 * 25 + 7, 30},
+                             {QStringLiteral("AUDIO"), 588 * 33 + 300}},
+                            5);
+        m_mixed = writeImage(m_dir.path(), QStringLiteral("mixed"),
+                             {{QStringLiteral("MODE1/2352"), 588 * 100},
+                              {QStringLiteral("AUDIO"), 588 * 20 + 11, 150}},
+                             6);
+        m_data = writeImage(m_dir.path(), QStringLiteral("data"),
+                            {{QStringLiteral("MODE1/2352"), 588 * 100}});
+    }
+
+    // Every track bit-exact, its gap and padding included, and its checksum line right.
+    void wavBitExactWithChecksums() {
+        const QString out = freshFolder();
+        const Run r = rip({"--to", "wav", "--out", out, m_disc.cue});
+        QVERIFY2(r.exitCode == 0, qPrintable(r.err));
+        QCOMPARE(filesIn(out), QStringList({"Track01.wav", "Track02.wav", "Track03.wav"}));
+        QStringList expected;
+        for (int n = 1; n <= 3; ++n) {
+            QVERIFY2(wavSamples(QDir(out).filePath(
+                         QStringLiteral("Track%1.wav").arg(n, 2, 10, QChar(u'0')))) ==
+                         m_disc.track(n),
+                     qPrintable(QStringLiteral("track %1").arg(n)));
+            expected << checksumLine(m_disc, n, 3);
+        }
+        QCOMPARE(checksumLines(r.out), expected);
+        QVERIFY2(r.out.endsWith(QStringLiteral("AccurateRip disc ID %1\n").arg(discId(m_disc))),
+                 qPrintable(r.out));
+    }
+
+    void severalFormatsFromOneRead() {
+        const QString out = freshFolder();
+        const Run r = rip(
+            {"--to", "wav,mp3,wav", "--bitrate", "192", "--tracks", "2", "--out", out, m_disc.cue});
+        QVERIFY2(r.exitCode == 0, qPrintable(r.err));
+        QCOMPARE(filesIn(out), QStringList({"Track02.mp3", "Track02.wav"}));
+        QVERIFY(wavSamples(QDir(out).filePath("Track02.wav")) == m_disc.track(2));
+        QFile mp3(QDir(out).filePath("Track02.mp3"));
+        QVERIFY(mp3.open(QIODevice::ReadOnly));
+        const QByteArray head = mp3.read(3);
+        QVERIFY2(head == "ID3" || (quint8(head[0]) == 0xff && (quint8(head[1]) & 0xe0) == 0xe0),
+                 head.toHex().constData());
+        // About 192 kbit/s over the track's 0.34 s.
+        QVERIFY2(mp3.size() > 4000 && mp3.size() < 16000, qPrintable(QString::number(mp3.size())));
+        QCOMPARE(checksumLines(r.out), QStringList{checksumLine(m_disc, 2, 3)});
+    }
+
+    // The output's sample i is the disc's sample i + offset; beyond the disc's edges, silence.
+    void offsetCorrection_data() {
+        QTest::addColumn<int>("offset");
+        QTest::addColumn<int>("track");
+        QTest::newRow("+6, first track") << 6 << 1;
+        QTest::newRow("-6, first track: silence first") << -6 << 1;
+        QTest::newRow("+1000, last track: silence last") << 1000 << 3;
+        QTest::newRow("-700, across the gap") << -700 << 2;
+        QTest::newRow("+667, middle") << 667 << 2;
+        QTest::newRow("-1000, last track") << -1000 << 3;
+    }
+    void offsetCorrection() {
+        QFETCH(int, offset);
+        QFETCH(int, track);
+        const QString out = freshFolder();
+        const Run r = rip({"--to", "wav", "--offset", QString::number(offset), "--tracks",
+                           QString::number(track), "--out", out, m_disc.cue});
+        QVERIFY2(r.exitCode == 0, qPrintable(r.err));
+        const qint64 first = m_disc.starts[track - 1] * 588LL + offset;
+        const std::vector<qint16> expected =
+            m_disc.samples(first, first + m_disc.sectors[track - 1] * 588LL);
+        const std::vector<qint16> got =
+            wavSamples(QDir(out).filePath(QStringLiteral("Track0%1.wav").arg(track)));
+        QCOMPARE(got.size(), expected.size());
+        QVERIFY(got == expected);
+        QVERIFY(crc32Of(got) != crc32Of(m_disc.track(track)));
+    }
+
+    void trackLists_data() {
+        QTest::addColumn<QString>("tracks");
+        QTest::addColumn<QStringList>("files");
+        QTest::newRow("1,3") << "1,3" << QStringList{"Track01.wav", "Track03.wav"};
+        QTest::newRow("2-3") << "2-3" << QStringList{"Track02.wav", "Track03.wav"};
+        QTest::newRow("3,1-2") << "3,1-2"
+                               << QStringList{"Track01.wav", "Track02.wav", "Track03.wav"};
+        QTest::newRow("2,2-2") << "2,2-2" << QStringList{"Track02.wav"};
+    }
+    void trackLists() {
+        QFETCH(QString, tracks);
+        QFETCH(QStringList, files);
+        const QString out = freshFolder();
+        const Run r = rip({"--to", "wav", "--tracks", tracks, "--out", out, m_disc.cue});
+        QVERIFY2(r.exitCode == 0, qPrintable(r.err));
+        QCOMPARE(filesIn(out), files);
+        QStringList lines;
+        for (const QString& file : files)
+            lines << checksumLine(m_disc, file.mid(5, 2).toInt(), 3);
+        QCOMPARE(checksumLines(r.out), lines);
+    }
+
+    // Nothing is ripped and no file is made; the message says what is wrong.
+    void refusals_data() {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QString>("message");
+        const QString disc = m_disc.cue;
+        auto row = [](const char* name, QStringList arguments, int code, const char* message) {
+            QTest::newRow(name) << arguments << code << QString::fromUtf8(message);
+        };
+        row("unknown format", {"--to", "wav,flac", disc}, 2, "unknown format 'flac'");
+        row("no format", {disc}, 2, "missing --to");
+        row("no --out", {"--to", "wav", "--out", "", disc}, 2, "missing --out");
+        row("empty track", {"--to", "wav", "--tracks", "1,,2", disc}, 2, "'' should be a track");
+        row("backwards range", {"--to", "wav", "--tracks", "3-1", disc}, 2, "'3-1' should be");
+        row("track 0", {"--to", "wav", "--tracks", "0", disc}, 2, "is not a list of tracks");
+        row("open range", {"--to", "wav", "--tracks", "2-", disc}, 2, "is not a list of tracks");
+        row("not on the disc", {"--to", "wav", "--tracks", "2-4", disc}, 2, "has no track 4");
+        row("data track", {"--to", "wav", "--tracks", "1", m_mixed.cue}, 2, "is a data track");
+        row("bad offset", {"--to", "wav", "--offset", "6x", disc}, 2, "--offset '6x'");
+        row("bad bit rate", {"--to", "mp3", "--bitrate", "0", disc}, 2, "--bitrate '0'");
+        row("two drives", {"--to", "wav", disc, disc}, 2, "give one drive");
+        row("no such drive number", {"--to", "wav", "99"}, 1, "There is no drive number 99");
+        row("missing image", {"--to", "wav", "/nonexistent/x.cue"}, 1, "/nonexistent/x.cue");
+        row("data disc", {"--to", "wav", m_data.cue}, 1, "holds no audio tracks");
+    }
+    void refusals() {
+        QFETCH(QStringList, arguments);
+        QFETCH(int, exitCode);
+        QFETCH(QString, message);
+        const QString out = freshFolder();
+        if (!arguments.contains("--out"))
+            arguments = QStringList{"--out", out} + arguments;
+        const Run r = rip(arguments);
+        QCOMPARE(r.exitCode, exitCode);
+        QVERIFY2(r.err.contains(message), qPrintable(r.err));
+        QCOMPARE(filesIn(out), QStringList());
+        QCOMPARE(r.out, QString());
+    }
+
+    void missingOutputFolder() {
+        const QString gone = m_dir.filePath("no/such/folder");
+        const Run r = rip({"--to", "wav", "--out", gone, m_disc.cue});
+        QCOMPARE(r.exitCode, 2);
+        QVERIFY2(r.err.contains(gone + " does not exist"), qPrintable(r.err));
+    }
+
+    // Without --tracks a mixed-mode disc gives its audio tracks only.
+    void mixedDiscGivesItsAudio() {
+        const QString out = freshFolder();
+        const Run r = rip({"--to", "wav", "--out", out, m_mixed.cue});
+        QVERIFY2(r.exitCode == 0, qPrintable(r.err));
+        QCOMPARE(filesIn(out), QStringList{"Track02.wav"});
+        QVERIFY(wavSamples(QDir(out).filePath("Track02.wav")) == m_mixed.track(2));
+    }
+
+    // A track whose file cannot be written fails alone: named, the others ripped, exit 1.
+    void failedTrackDoesNotStopTheOthers() {
+        const QString out = freshFolder();
+        QVERIFY(QDir(out).mkdir("Track02.wav"));
+        const Run r = rip({"--to", "wav", "--out", out, m_disc.cue});
+        QCOMPARE(r.exitCode, 1);
+        QVERIFY2(r.err.contains("track 2 failed: Cannot write " + out + "/Track02.wav"),
+                 qPrintable(r.err));
+        QVERIFY2(r.err.contains("1 of 3 track(s) failed: 2"), qPrintable(r.err));
+        QCOMPARE(filesIn(out), QStringList({"Track01.wav", "Track02.wav", "Track03.wav"}));
+        QVERIFY(QFileInfo(QDir(out).filePath("Track02.wav")).isDir());
+        QVERIFY(wavSamples(QDir(out).filePath("Track03.wav")) == m_disc.track(3));
+        QCOMPARE(checksumLines(r.out),
+                 QStringList({checksumLine(m_disc, 1, 3), checksumLine(m_disc, 3, 3)}));
+    }
+
+    // SIGINT while the first quarter is out: the process ends with 128 + 2 and no file at all.
+    void interruptLeavesNoFile() {
+        const TestImage image =
+            writeImage(m_dir.path(), "long", {{QStringLiteral("AUDIO"), 44100LL * 240}}, 7);
+        const QString out = freshFolder();
+        QProcess process;
+        process.start(QStringLiteral(MELVANE_CLI),
+                      {"rip", "--to", "wav,mp3,wma", "--out", out, image.cue});
+        QByteArray seen;
+        while (!seen.contains("Track 01: 25%") && process.waitForReadyRead(30000))
+            seen += process.readAllStandardOutput();
+        QVERIFY2(seen.contains("Track 01: 25%"), seen.constData());
+        QCOMPARE(::kill(pid_t(process.processId()), SIGINT), 0);
+        const Run r = finish(process);
+        QCOMPARE(r.exitCode, 128 + SIGINT);
+        QVERIFY2(r.err.contains("interrupted; 1 of 1 track(s) not ripped"), qPrintable(r.err));
+        QCOMPARE(filesIn(out), QStringList());
+    }
+};
+
+QTEST_GUILESS_MAIN(TestCliRip)
+#include "test_cli_rip.moc"
