@@ -3,9 +3,7 @@
 #include <QtEndian>
 #include <algorithm>
 
-extern "C" {
-#include <libavutil/crc.h>
-}
+#include <zlib.h>
 
 namespace cdio {
 namespace {
@@ -30,29 +28,38 @@ TrackChecksums::TrackChecksums(qint64 trackFrames, bool firstTrack, bool lastTra
       m_checkTo(lastTrack ? trackFrames - kSkippedAtEnd : trackFrames) {}
 
 void TrackChecksums::write(const qint16* buffer, qint64 frames) {
-    const AVCRC* table = av_crc_get_table(AV_CRC_32_IEEE_LE);
+    // zlib's CRC-32 works on several bytes a step; a byte-table one took a fifth of a WAV
+    // rip's time.
     if constexpr (Q_BYTE_ORDER == Q_LITTLE_ENDIAN) {
-        m_crc = av_crc(table, m_crc, reinterpret_cast<const uint8_t*>(buffer),
-                       size_t(frames) * 2 * sizeof(qint16));
+        m_crc = crc32_z(m_crc, reinterpret_cast<const Bytef*>(buffer),
+                        size_t(frames) * 2 * sizeof(qint16));
     } else {
         for (qint64 i = 0; i < frames * 2; ++i) {
             const qint16 sample = qToLittleEndian(buffer[i]);
-            m_crc = av_crc(table, m_crc, reinterpret_cast<const uint8_t*>(&sample), 2);
+            m_crc = crc32_z(m_crc, reinterpret_cast<const Bytef*>(&sample), sizeof sample);
         }
     }
-    for (qint64 i = 0; i < frames; ++i) {
-        const qint64 number = ++m_position;
-        if (number < m_checkFrom || number > m_checkTo)
-            continue;
+    // Only the frames inside AccurateRip's edges count; the loop over them has no branch, so
+    // the compiler can widen it.
+    const qint64 first = m_position + 1; // the number of buffer's first frame
+    m_position += frames;
+    const qint64 from = std::max(first, m_checkFrom);
+    const qint64 to = std::min(m_position, m_checkTo);
+    quint32 low = m_sumLow;
+    quint32 high = m_sumHigh;
+    for (qint64 number = from; number <= to; ++number) {
+        const qint64 i = number - first;
         const quint32 word = quint16(buffer[2 * i]) | quint32(quint16(buffer[2 * i + 1])) << 16;
         const quint64 product = quint64(word) * quint64(quint32(number));
-        m_sumLow += quint32(product);
-        m_sumHigh += quint32(product >> 32);
+        low += quint32(product);
+        high += quint32(product >> 32);
     }
+    m_sumLow = low;
+    m_sumHigh = high;
 }
 
 quint32 TrackChecksums::crc32() const {
-    return ~m_crc;
+    return m_crc;
 }
 
 QString accurateRipDiscId(const Toc& toc) {

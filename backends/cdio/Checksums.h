@@ -27,7 +27,7 @@ private:
     qint64 m_position = 0; // frames taken so far
     qint64 m_checkFrom;    // AccurateRip counts frames numbered (from 1) checkFrom to checkTo
     qint64 m_checkTo;
-    quint32 m_crc = 0xffffffffu;
+    quint32 m_crc = 0; // zlib's running CRC-32, complete at every step
     quint32 m_sumLow = 0;
     quint32 m_sumHigh = 0;
 };
