@@ -20,6 +20,8 @@ namespace {
 // Retries of a sector before paranoia gives up on it; cd-paranoia's default.
 constexpr int kRetries = 20;
 constexpr int kSectorSamples = kFramesPerSector * 2;
+// Sectors of paranoia's cache model for an image (see open()).
+constexpr int kImageCacheModelSectors = 100;
 
 qint32 sectorOf(qint64 frame) {
     return qint32(frame >= 0 ? frame / kFramesPerSector
@@ -121,6 +123,10 @@ void DiscReader::Impl::open() {
     if (options.paranoia) {
         paranoia = cdio_paranoia_init(cdda);
         cdio_paranoia_modeset(paranoia, PARANOIA_MODE_FULL ^ PARANOIA_MODE_NEVERSKIP);
+        // The cache model is how far paranoia reads to push a drive's own cache out before a
+        // re-read. An image has no such cache, and the default model holds 20 MB per reader.
+        if (drive.image)
+            cdio_paranoia_cachemodel_size(paranoia, kImageCacheModelSectors);
     }
     if (drive.image) {
         state.binPath = binPathFor(drive.device).toLocal8Bit();
