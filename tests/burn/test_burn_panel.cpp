@@ -1,128 +1,11 @@
-// The burn panel and its two dialogs alone, on a fake engine and a fake main window: the
-// recorder list, the drive and disc boxes, the compilation, the burn job, the write speeds and
-// the burn methods.
-#include "burn/FrameBurn.h"
-#include "burn/FrmBurnMethod.h"
-#include "burn/FrmSpeedSelect.h"
+// The burn panel alone, on a fake engine and a fake main window: the recorder list, the drive
+// and disc boxes, the compilation and the burn job.
 #include "components/Error.h"
-#include "controls/ProgressBar.h"
-#include "controls/ReportList.h"
-#include "controls/SkinCheckBox.h"
 #include "shell/common/CommonHelpers.h"
-#include "shell/common/ErrorBoundary.h"
-#include "shell/common/SharedState.h"
-#include "tests/fakes/Fakes.h"
-#include "tests/qt/ModalHelper.h"
+#include "tests/burn/BurnPanelFixture.h"
 
 #include <QComboBox>
-#include <QLabel>
-#include <QPaintEvent>
-#include <QPushButton>
-#include <QRadioButton>
-#include <QTest>
 #include <QTimer>
-
-namespace {
-
-using Event = FakeAudioBurner::Event;
-
-// The panel with the main window's wiring: the drive box and disc box operations lead back to
-// the panel and the kept dialogs are made on first use, as Form1 does.
-struct BurnFixture {
-    CallLog log;
-    FakeAudioBurner engine{&log};
-    FakeCommonDialog dialog{&log};
-    FakeMessageBox messageBox{&log};
-    FakeHarnTools tools{&log};
-    FakeSkin skin{&log};
-    FakeMainWindow main{&log};
-    SharedState state;
-    FrameBurn panel{{engine, dialog, messageBox, tools, main, state}};
-    std::unique_ptr<FrmBurnMethod> methodDialog;
-    std::unique_ptr<FrmSpeedSelect> speedDialog;
-
-    BurnFixture() {
-        ErrorBoundary::setMessageBox(&messageBox);
-        main.onRefreshDriveInfo = [this] { panel.RefreshDriveInfo(); };
-        main.onReadDiscStatus = [this] { panel.ReadDiscStatus(); };
-        main.burnMethodDialog = [this]() -> FrmBurnMethod& {
-            if (!methodDialog)
-                methodDialog = std::make_unique<FrmBurnMethod>(context(), &panel);
-            return *methodDialog;
-        };
-        main.speedDialog = [this]() -> FrmSpeedSelect& {
-            if (!speedDialog)
-                speedDialog = std::make_unique<FrmSpeedSelect>(context(), &panel);
-            return *speedDialog;
-        };
-        engine.recorders = {{"Plextor", "PX-716A", "1.11", 3, 40, 48, 2 << 20, true, true},
-                            {"Melvane", "Image Recorder", "2.0", 2, 48, 48, 1 << 20, true, true}};
-        engine.fileBytes = {{"/m/a.wav", 1 << 20}, {"/m/b.mp3", 2 << 20}, {"/m/c.wma", 3 << 20}};
-    }
-    ~BurnFixture() { ErrorBoundary::setMessageBox(nullptr); }
-
-    BurnDialogContext context() { return {engine, skin, main, state}; }
-
-    template <class T = QLabel> T* child(const QString& name) const {
-        T* found = panel.findChild<T*>(name);
-        if (!found)
-            qFatal("no %s", qPrintable(name));
-        return found;
-    }
-    QString text(const QString& name) const { return child<QLabel>(name)->text(); }
-    ProgressBar* bar(int n) const {
-        return child<ProgressBar>(QStringLiteral("ProgressBar%1").arg(n));
-    }
-    QPushButton* button(const QString& name) const { return child<QPushButton>(name); }
-    ReportList* list() const { return child<ReportList>(QStringLiteral("ListView2")); }
-
-    void enter() {
-        panel.show();
-        panel.enterBurnMode();
-    }
-    void add(const QStringList& paths) {
-        for (const QString& path : paths) {
-            dialog.answers << path;
-            panel.AddBtn_Click();
-        }
-    }
-    QStringList rows() const {
-        QStringList result;
-        for (qint32 row = 1; row <= list()->Count(); ++row)
-            result << list()->Text(row) + u' ' + list()->SubItem(row, 1);
-        return result;
-    }
-    // The panel is idle: the button starts, the inputs are on, the progress box is cleared.
-    void checkIdle() const {
-        QCOMPARE(button("BurnNowBtn")->text(), QStringLiteral("BurnNow!"));
-        QCOMPARE(state.burnRunning, False16);
-        QVERIFY(button("AddBtn")->isEnabled() && button("BurnNowBtn")->isEnabled());
-        QCOMPARE(text("driveStatusLbl"), QStringLiteral("Idle"));
-        QCOMPARE(text("ProgressLbl"), QStringLiteral("Burn Tracks:"));
-        QCOMPARE(bar(1)->Value(), 0.0);
-        QCOMPARE(text("driveBurnedBlocksLbl"), QStringLiteral("0"));
-    }
-};
-
-const QStringList kBurnControls = {
-    "RefreshBtn",        "BurnNowBtn",         "EjectBtn",    "AddBtn",
-    "DeleteBtn",         "DeleteAllBtn",       "driveCombo",  "driveTypeLbl",
-    "driveMaxRSpeedLbl", "driveBufferSizeLbl", "cdTypeLbl",   "cdStatusLbl",
-    "cdUsedSpaceLbl",    "FinilizeCDChk",      "TestBurnChk", "BurnMethodBtn",
-    "SelSpeedBtn"};
-
-struct PaintWatch : QObject {
-    explicit PaintWatch(std::function<void(const QPaintEvent*)> onPaint)
-        : m_onPaint(std::move(onPaint)) {}
-    bool eventFilter(QObject*, QEvent* event) override {
-        if (event->type() == QEvent::Paint)
-            m_onPaint(static_cast<QPaintEvent*>(event));
-        return false;
-    }
-    std::function<void(const QPaintEvent*)> m_onPaint;
-};
-
-} // namespace
 
 class TestBurnPanel : public QObject {
     Q_OBJECT
@@ -173,69 +56,45 @@ private Q_SLOTS:
         QCOMPARE(f.text("driveTypeLbl"), QStringLiteral("CD-R"));
     }
 
-    void anUnsupportedRecorderAsksForABurnMethod() {
-        BurnFixture f;
-        f.engine.recorders[0].supported = false;
-        f.add({"/m/a.wav"});
-        QVERIFY(answerModal<FrmBurnMethod>([&] { f.enter(); },
-                                           [](FrmBurnMethod* d) { d->cmdOk_Click(); }));
-        QCOMPARE(f.engine.count("ClearTracks"), 1);
-        QVERIFY(f.engine.tracks.isEmpty());
-    }
-
+    // Type codes the box does not know keep the text it showed before.
     void driveBox_data() {
-        QTest::addColumn<qint32>("typeBefore");
-        QTest::addColumn<qint32>("type");
-        QTest::addColumn<qint16>("readSpeed");
-        QTest::addColumn<qint32>("buffer");
+        QTest::addColumn<int>("typeBefore");
+        QTest::addColumn<int>("type");
+        QTest::addColumn<int>("readSpeed");
+        QTest::addColumn<int>("buffer");
         QTest::addColumn<bool>("burnProof");
-        QTest::addColumn<QString>("typeText");
-        QTest::addColumn<QString>("readText");
-        QTest::addColumn<QString>("bufferText");
-        QTest::newRow("generic") << 3 << 0 << qint16(0) << 0 << true << "CD Device"
-                                 << "N/A"
-                                 << "0.0 MB";
-        QTest::newRow("1 keeps CD-RW") << 3 << 1 << qint16(1) << (2 << 20) << false << "CD-RW"
-                                       << "1"
-                                       << "2.0 MB";
-        QTest::newRow("CD-R") << 0 << 2 << qint16(48) << 1572864 << true << "CD-R"
-                              << "48"
-                              << "1.5 MB";
-        QTest::newRow("CD-ROM") << 0 << 4 << qint16(-1) << 0 << true << "CD-ROM"
-                                << "N/A"
-                                << "0.0 MB";
-        QTest::newRow("DVD-ROM") << 0 << 5 << qint16(16) << 0 << true << "DVD-ROM"
-                                 << "16"
-                                 << "0.0 MB";
-        QTest::newRow("DVD-RW") << 0 << 6 << qint16(16) << 0 << true << "DVD-RW"
-                                << "16"
-                                << "0.0 MB";
-        QTest::newRow("7 keeps CD-R") << 2 << 7 << qint16(8) << 0 << true << "CD-R"
-                                      << "8"
-                                      << "0.0 MB";
-        QTest::newRow("-1 keeps DVD-ROM") << 5 << -1 << qint16(8) << 0 << true << "DVD-ROM"
-                                          << "8"
-                                          << "0.0 MB";
+        QTest::addColumn<QStringList>("texts"); // type, read speed, buffer
+        auto row = [](const char* name, int before, int type, int speed, int buffer, bool proof,
+                      const QStringList& texts) {
+            QTest::newRow(name) << before << type << speed << buffer << proof << texts;
+        };
+        row("generic", 3, 0, 0, 0, true, {"CD Device", "N/A", "0.0 MB"});
+        row("1 keeps CD-RW", 3, 1, 1, 2 << 20, false, {"CD-RW", "1", "2.0 MB"});
+        row("CD-R", 0, 2, 48, 1572864, true, {"CD-R", "48", "1.5 MB"});
+        row("CD-ROM", 0, 4, -1, 0, true, {"CD-ROM", "N/A", "0.0 MB"});
+        row("DVD-ROM", 0, 5, 16, 0, true, {"DVD-ROM", "16", "0.0 MB"});
+        row("DVD-RW", 0, 6, 16, 0, true, {"DVD-RW", "16", "0.0 MB"});
+        row("7 keeps CD-R", 2, 7, 8, 0, true, {"CD-R", "8", "0.0 MB"});
+        row("-1 keeps DVD-ROM", 5, -1, 8, 0, true, {"DVD-ROM", "8", "0.0 MB"});
     }
 
     void driveBox() {
-        QFETCH(qint32, typeBefore);
-        QFETCH(qint32, type);
-        QFETCH(qint16, readSpeed);
-        QFETCH(qint32, buffer);
+        QFETCH(int, typeBefore);
+        QFETCH(int, type);
+        QFETCH(int, readSpeed);
+        QFETCH(int, buffer);
         QFETCH(bool, burnProof);
-        QFETCH(QString, typeText);
-        QFETCH(QString, readText);
-        QFETCH(QString, bufferText);
+        QFETCH(QStringList, texts);
         BurnFixture f;
         f.state.currentDrive = 1;
         f.engine.recorders[0].type = typeBefore;
         f.panel.RefreshDriveInfo();
-        f.engine.recorders[0] = {"V", "P", "R", type, readSpeed, 8, buffer, burnProof, true};
+        f.engine.recorders[0] = {"V", "P",    "R",       type, qint16(readSpeed),
+                                 8,   buffer, burnProof, true};
         f.panel.SelectBurnDrive();
-        QCOMPARE(f.text("driveTypeLbl"), typeText);
-        QCOMPARE(f.text("driveMaxRSpeedLbl"), readText);
-        QCOMPARE(f.text("driveBufferSizeLbl"), bufferText);
+        QCOMPARE(QStringList({f.text("driveTypeLbl"), f.text("driveMaxRSpeedLbl"),
+                              f.text("driveBufferSizeLbl")}),
+                 texts);
         // The box shows the flag inverted.
         QCOMPARE(f.child<SkinCheckBox>("BurnProofChk")->Value(), qint16(burnProof ? 0 : 1));
     }
@@ -495,153 +354,6 @@ private Q_SLOTS:
         QCOMPARE(f.messageBox.shown.last().prompt,
                  QStringLiteral("Cannot read /m/b.mp3: the data is damaged"));
         f.checkIdle();
-    }
-
-    void speedProbe_data() {
-        QTest::addColumn<QList<int>>("offered"); // empty: every value reads back
-        QTest::addColumn<int>("clampAbove");     // reads this back above it; 0: none
-        QTest::addColumn<QList<int>>("enabled");
-        QTest::addColumn<int>("chosen");
-        QList<int> all, upTo24;
-        for (int n = 1; n <= 50; ++n) {
-            all << n;
-            if (n <= 24)
-                upTo24 << n;
-        }
-        QTest::newRow("takes all") << QList<int>() << 0 << all << 50;
-        QTest::newRow("4, 8 and 16") << QList<int>{4, 8, 16} << 0 << QList<int>{4, 8, 16} << 16;
-        QTest::newRow("clamps at 24") << QList<int>() << 24 << upTo24 << 24;
-        QTest::newRow("takes none") << QList<int>{0} << 0 << QList<int>() << 9;
-    }
-
-    void speedProbe() {
-        QFETCH(QList<int>, offered);
-        QFETCH(int, clampAbove);
-        QFETCH(QList<int>, enabled);
-        QFETCH(int, chosen);
-        BurnFixture f;
-        f.enter();
-        if (clampAbove)
-            f.engine.acceptSpeed = [=](qint16 n) { return qint16(std::min<int>(n, clampAbove)); };
-        else if (!offered.isEmpty())
-            f.engine.acceptSpeed = [=](qint16 n) { return qint16(offered.contains(n) ? n : 1000); };
-        FrmSpeedSelect& dialog = f.main.frmSpeedSelect();
-        dialog.option(9)->setChecked(true);
-        f.state.SelectedWriteSpeed = 9;
-        f.engine.calls.clear();
-        f.button("SelSpeedBtn")->click();
-        QVERIFY(dialog.isVisible());
-        QCOMPARE(f.engine.count("setWriteSpeed"), 50);
-        QCOMPARE(f.engine.calls.first(), QStringLiteral("AudioBurner.setWriteSpeed(1)"));
-        QList<int> on;
-        for (int n = 1; n <= 50; ++n)
-            if (dialog.option(n)->isEnabled())
-                on << n;
-        QCOMPARE(on, enabled);
-        QVERIFY(dialog.option(chosen)->isChecked());
-        QCOMPARE(f.state.SelectedWriteSpeed, qint16(chosen));
-        const auto detect = dialog.findChild<ProgressBar*>("progressDetect");
-        QCOMPARE(detect->Value(), 50.0);
-        QVERIFY(detect->isHidden() && dialog.findChild<QLabel*>("lblDetectOptimals")->isHidden());
-
-        // Show All widens the choice only; a speed the drive refused can then be picked.
-        dialog.findChild<QPushButton*>("btnAll")->click();
-        QVERIFY(dialog.option(50)->isEnabled() && dialog.option(1)->isEnabled());
-        QCOMPARE(f.state.SelectedWriteSpeed, qint16(chosen));
-        dialog.option(7)->click();
-        QCOMPARE(f.state.SelectedWriteSpeed, qint16(7));
-        dialog.findChild<QPushButton*>("btnOK")->click();
-        QVERIFY(!dialog.isVisible());
-        QCOMPARE(f.state.SelectedWriteSpeed, qint16(7));
-    }
-
-    void speedDialogLooksAsItAlwaysHas() {
-        BurnFixture f;
-        f.enter();
-        FrmSpeedSelect& dialog = f.main.frmSpeedSelect();
-        QCOMPARE(dialog.windowTitle(), QStringLiteral("Select Burn  Speed"));
-        QCOMPARE(dialog.findChildren<QRadioButton*>().size(), 50);
-        QVERIFY(dialog.findChild<QRadioButton*>("opt7x") &&
-                !dialog.findChild<QRadioButton*>("opt7X"));
-        QCOMPARE(dialog.option(7)->text(), QStringLiteral("7x"));
-        QCOMPARE(dialog.findChild<QRadioButton*>("opt50X")->text(), QStringLiteral("50x"));
-        QCOMPARE(f.skin.calls, QStringList({"Skin.LoadSkin(/opt/melvane/melvane.skn)",
-                                            "Skin.ApplySkin(frmSpeedSelect)"}));
-
-        // The whole dialog is repainted before the first probe and at every probe from 13x on,
-        // at none of the first twelve: their painting waits for the yield.
-        QList<qint16> repaintedAt;
-        PaintWatch watch([&](const QPaintEvent* e) {
-            if (e->rect() == dialog.rect())
-                repaintedAt << f.engine.writeSpeed;
-        });
-        dialog.show();
-        QCoreApplication::processEvents();
-        dialog.installEventFilter(&watch);
-        f.engine.writeSpeed = -1;
-        dialog.DetectOptimals();
-        QList<qint16> expected{-1};
-        for (qint16 n = 13; n <= 50; ++n)
-            expected << n;
-        QCOMPARE(repaintedAt, expected);
-    }
-
-    void burnMethodDialog() {
-        BurnFixture f;
-        f.enter();
-        f.engine.burnMethod = 11;
-        f.add({"/m/a.wav", "/m/b.mp3"});
-        f.log.clear();
-        QVERIFY(answerModal<FrmBurnMethod>([&] { f.button("BurnMethodBtn")->click(); },
-                                           [&](FrmBurnMethod* d) {
-                                               QCOMPARE(d->windowTitle(),
-                                                        QStringLiteral("Burn Method "));
-                                               for (int v = 0; v <= 11; ++v)
-                                                   QVERIFY(!d->option(v)->isChecked());
-                                               d->cmdOk_Click();
-                                           }));
-        // The compilation goes first, the boxes are filled again last.
-        QCOMPARE(f.log.calls.first(), QStringLiteral("AudioBurner.ClearTracks()"));
-        QVERIFY(f.log.indexOf("Skin.ApplySkin(frmBurnMethod)") <
-                f.log.indexOf("AudioBurner.RefreshDisc()"));
-        QVERIFY(f.list()->Count() == 0 && f.engine.tracks.isEmpty());
-        QCOMPARE(f.engine.burnMethod, 11);
-
-        // A click reaches the engine at once and fills the drive box again.
-        f.log.clear();
-        QVERIFY(answerModal<FrmBurnMethod>([&] { f.panel.ChooseBurnMethod(); },
-                                           [&](FrmBurnMethod* d) {
-                                               d->option(0)->click();
-                                               d->findChild<QPushButton*>("cmdOk")->click();
-                                           }));
-        QCOMPARE(f.engine.burnMethod, 0);
-        const qsizetype set = f.log.indexOf("AudioBurner.setBurnMethod(0)");
-        QVERIFY(set >= 0);
-        QCOMPARE(f.log.calls.at(set + 1), QStringLiteral("MainWindow.RefreshDriveInfo()"));
-        QCOMPARE(f.skin.count("LoadSkin"), 1); // loaded once, kept since
-    }
-
-    void burnMethodCaptions() {
-        BurnFixture f;
-        f.engine.burnMethod = 4;
-        FrmBurnMethod& dialog = f.main.frmBurnMethod();
-        QVERIFY(dialog.option(4)->isChecked());
-        const QStringList captions = {
-            "Auto",
-            "Burn Method 1 (MMC-1, Speed 1-4x,   CLV, Burn Proof: No )",
-            "Burn Method 2 (MMC-1, Speed 1-8x,   CLV, Burn Proof: No )",
-            "Burn Method 3 (MMC-2, Speed 1-8x,   CLV, Burn Proof: No )",
-            "Burn Method 4 (MMC-2, Speed 1-16x, CLV, Burn Proof: No )",
-            "Burn Method 5 (MMC-3, Speed 1-16x, CLV, Burn Proof: Yes)",
-            "Burn Method 6 (MMC-3, Speed 1-24x, CAV, Burn Proof: Yes)",
-            "Burn Method 7 (MMC-4, Speed 1-24x, CAV, Burn Proof: Yes)",
-            "Burn Method 8 (For carefull Timing burn for old model drives )",
-            "Burn Method 9 (For carefull Burn-Proofed  High Speed burn )",
-            "Burn Method 10 (CyberDrive Models )",
-            "Burn Method 11(Plextor Models )"};
-        for (int v = 0; v <= 11; ++v)
-            QCOMPARE(dialog.option(v)->text(), captions[v]);
-        QCOMPARE(dialog.option(0)->objectName(), QStringLiteral("optBurnMethodAuto"));
     }
 };
 
