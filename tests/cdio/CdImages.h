@@ -8,7 +8,13 @@
 #include <QFile>
 #include <QList>
 #include <QString>
+#include <QtEndian>
+#include <cstring>
+#include <utility>
 #include <vector>
+
+// Where the drive table puts the first image: a host no real drive has.
+constexpr qint32 kImageHost = 255 << 16;
 
 struct TrackSpec {
     QString mode = QStringLiteral("AUDIO"); // or MODE1/2352, MODE2/2352 ...
@@ -89,4 +95,69 @@ inline TestImage writeImage(const QString& folder, const QString& name,
     cue.open(QIODevice::WriteOnly);
     cue.write(sheet.toUtf8());
     return image;
+}
+
+// The three-track audio disc and the mixed-mode disc most CD tests read.
+inline TestImage writeAudioDisc(const QString& folder) {
+    return writeImage(folder, QStringLiteral("audio"),
+                      {{QStringLiteral("AUDIO"), 44100 * 2 + 17},
+                       {QStringLiteral("AUDIO"), 588 * 100, 113},
+                       {QStringLiteral("AUDIO"), 4410 + 1}},
+                      1, QStringLiteral("TITLE \"Test\"\n"));
+}
+inline TestImage writeMixedDisc(const QString& folder) {
+    return writeImage(folder, QStringLiteral("mixed"),
+                      {{QStringLiteral("MODE1/2352"), 588 * 300},
+                       {QStringLiteral("AUDIO"), 588 * 80 + 300, 150},
+                       {QStringLiteral("AUDIO"), 588 * 75}},
+                      2);
+}
+
+// The samples of a WAV file's data chunk; empty when there is none.
+inline std::vector<qint16> wavSamples(const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    const QByteArray bytes = file.readAll();
+    for (qsizetype at = 12; at + 8 <= bytes.size();) {
+        const quint32 size = qFromLittleEndian<quint32>(bytes.constData() + at + 4);
+        if (bytes.mid(at, 4) == "data") {
+            std::vector<qint16> samples(size / 2);
+            std::memcpy(samples.data(), bytes.constData() + at + 8, samples.size() * 2);
+            return samples;
+        }
+        at += 8 + size + (size & 1);
+    }
+    return {};
+}
+
+// Checksums written from their definitions, bit by bit, to hold the product's against.
+inline quint32 referenceCrc32(const QByteArray& bytes) {
+    quint32 crc = 0xffffffff;
+    for (const char byte : bytes) {
+        crc ^= quint8(byte);
+        for (int bit = 0; bit < 8; ++bit)
+            crc = crc & 1 ? (crc >> 1) ^ 0xedb88320 : crc >> 1;
+    }
+    return ~crc;
+}
+inline quint32 referenceCrc32(const std::vector<qint16>& samples) {
+    QByteArray bytes;
+    for (const qint16 sample : samples)
+        bytes.append(char(quint16(sample) & 0xff)).append(char(quint16(sample) >> 8));
+    return referenceCrc32(bytes);
+}
+// AccurateRip v1 and v2; the first track skips its first 2939 frames, the last its last 2940.
+inline std::pair<quint32, quint32> referenceAccurateRip(const std::vector<qint16>& pcm, bool first,
+                                                        bool last) {
+    const qint64 frames = qint64(pcm.size() / 2);
+    quint32 v1 = 0;
+    quint32 v2 = 0;
+    for (qint64 i = first ? 2939 : 0; i < (last ? frames - 2940 : frames); ++i) {
+        const quint64 sample = quint16(pcm[2 * i]) + 65536ull * quint16(pcm[2 * i + 1]);
+        const quint64 product = sample * quint64(i + 1);
+        v1 += quint32(product);
+        v2 += quint32(product) + quint32(product >> 32);
+    }
+    return {v1, v2};
 }

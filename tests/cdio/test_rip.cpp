@@ -14,32 +14,11 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QtEndian>
 #include <sys/resource.h>
 
 using namespace cdio;
 
 namespace {
-
-constexpr qint32 kImageHost = 255 << 16;
-
-// The samples of a WAV file's data chunk.
-std::vector<qint16> wavSamples(const QString& path) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return {};
-    const QByteArray bytes = file.readAll();
-    for (qsizetype at = 12; at + 8 <= bytes.size();) {
-        const quint32 size = qFromLittleEndian<quint32>(bytes.constData() + at + 4);
-        if (bytes.mid(at, 4) == "data") {
-            std::vector<qint16> samples(size / 2);
-            std::memcpy(samples.data(), bytes.constData() + at + 8, samples.size() * 2);
-            return samples;
-        }
-        at += 8 + size + (size & 1);
-    }
-    return {};
-}
 
 // What a rip reports, and what was on the disk when its 100 came.
 struct RipEvents {
@@ -95,16 +74,11 @@ private:
 };
 
 void TestRip::initTestCase() {
+    QVERIFY2(qEnvironmentVariableIsSet("PULSE_SERVER"),
+             "run through scripts/test, which starts the test audio server");
     QVERIFY(m_dir.isValid());
-    m_audio = writeImage(m_dir.path(), QStringLiteral("audio"),
-                         {{QStringLiteral("AUDIO"), 44100 * 2 + 17},
-                          {QStringLiteral("AUDIO"), 588 * 100, 113},
-                          {QStringLiteral("AUDIO"), 4410 + 1}});
-    m_mixed = writeImage(m_dir.path(), QStringLiteral("mixed"),
-                         {{QStringLiteral("MODE1/2352"), 588 * 300},
-                          {QStringLiteral("AUDIO"), 588 * 80 + 300, 150},
-                          {QStringLiteral("AUDIO"), 588 * 75}},
-                         2);
+    m_audio = writeAudioDisc(m_dir.path());
+    m_mixed = writeMixedDisc(m_dir.path());
     m_table = std::make_shared<DriveTable>(QStringList{m_audio.cue, m_mixed.cue}, false);
 }
 
@@ -303,8 +277,6 @@ void TestRip::aSecondRipReplacesTheFirst() {
 
 // A read failure while playing (the image deleted) turns the player Stopped by itself.
 void TestRip::playerStopsWhenTheImageGoes() {
-    QVERIFY2(qEnvironmentVariableIsSet("PULSE_SERVER"),
-             "run through scripts/test, which starts the test audio server");
     const TestImage image = writeImage(m_dir.path(), QStringLiteral("play"),
                                        {{QStringLiteral("AUDIO"), 588 * 75 * 60}}, 5);
     DiscPlayer player;
@@ -320,8 +292,6 @@ void TestRip::playerStopsWhenTheImageGoes() {
 // The rip panel's playback commands on the real player: the position advances, holds while
 // paused and goes on after resume; stop, and the sound's end, make the device stopped.
 void TestRip::mciPlaysThroughThePlayer() {
-    QVERIFY2(qEnvironmentVariableIsSet("PULSE_SERVER"),
-             "run through scripts/test, which starts the test audio server");
     CdAudioMci mci(m_table, std::make_unique<DiscPlayer>());
     auto send = [&mci](const QString& command) {
         QString reply;
