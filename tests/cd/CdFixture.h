@@ -106,6 +106,13 @@ struct CdFixture {
             commands << call.mid(18, call.size() - 19);
         return commands;
     }
+    // Track, length, size, track count and disc length of a row of the track list.
+    QStringList row(qint32 n) const {
+        QStringList texts;
+        for (int sub = 1; sub <= 5; ++sub)
+            texts << list()->SubItem(n, sub);
+        return texts;
+    }
     void checkOnly(const QList<qint32>& rows) {
         for (qint32 row = 1; row <= list()->Count(); ++row)
             list()->setChecked(row, rows.contains(row));

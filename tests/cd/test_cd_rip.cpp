@@ -43,14 +43,17 @@ private Q_SLOTS:
         QTest::addColumn<QString>("first");
         QTest::addColumn<QString>("line");
         QTest::addColumn<QString>("bitrateSet");
-        QTest::newRow("wave") << "mnuoptcdmode1" << 2 << 1 << "44100 hz"
-                              << "Wave PCM Rip Mode" << QString();
-        QTest::newRow("mp3") << "mnuoptcdmode2" << 0 << 14 << "320"
-                             << "MP3 Rip Mode"
-                             << "HarnTools.setMp3Bitrate(320000)";
-        QTest::newRow("wma") << "mnuoptcdmode3" << 1 << 10 << "160"
-                             << "WMA Rip Mode"
-                             << "HarnTools.setMp3Bitrate(160000)";
+        auto row = [](const char* name, const char* menu, int position, int bitrates,
+                      const char* first, const char* line, const char* bitrateSet) {
+            QTest::newRow(name) << QString::fromLatin1(menu) << position << bitrates
+                                << QString::fromLatin1(first) << QString::fromLatin1(line)
+                                << QString::fromLatin1(bitrateSet);
+        };
+        row("wave", "mnuoptcdmode1", 2, 1, "44100 hz", "Wave PCM Rip Mode", "");
+        row("mp3", "mnuoptcdmode2", 0, 14, "320", "MP3 Rip Mode",
+            "HarnTools.setMp3Bitrate(320000)");
+        row("wma", "mnuoptcdmode3", 1, 10, "160", "WMA Rip Mode",
+            "HarnTools.setMp3Bitrate(160000)");
     }
     void formats() {
         QFETCH(QString, menu);
@@ -74,25 +77,20 @@ private Q_SLOTS:
                  bitrateSet.isEmpty() ? QStringList() : QStringList{bitrateSet});
     }
 
+    // The file name joins the folder and "Track" as the folder comes; a cancel keeps the name.
     void destination_data() {
         QTest::addColumn<QString>("menu");
         QTest::addColumn<QString>("folder");
         QTest::addColumn<QString>("file");
-        QTest::newRow("folder") << "mnuoptcdmode2"
-                                << "/music"
-                                << "/music/Track.mp3";
-        QTest::newRow("root /") << "mnuoptcdmode1"
-                                << "/"
-                                << "//Track.wav";
-        QTest::newRow("C:\\") << "mnuoptcdmode3"
-                              << "C:\\"
-                              << "C:\\Track.wma";
-        QTest::newRow("F:\\") << "mnuoptcdmode3"
-                              << "F:\\"
-                              << "F:\\/Track.wma";
-        QTest::newRow("cancel") << "mnuoptcdmode1"
-                                << ""
-                                << "kept";
+        auto row = [](const char* name, const char* menu, const char* folder, const char* file) {
+            QTest::newRow(name) << QString::fromLatin1(menu) << QString::fromLatin1(folder)
+                                << QString::fromLatin1(file);
+        };
+        row("folder", "mnuoptcdmode2", "/music", "/music/Track.mp3");
+        row("root /", "mnuoptcdmode1", "/", "//Track.wav");
+        row("C:\\", "mnuoptcdmode3", "C:\\", "C:\\Track.wma");
+        row("F:\\", "mnuoptcdmode3", "F:\\", "F:\\/Track.wma");
+        row("cancel", "mnuoptcdmode1", "", "kept");
     }
     void destination() {
         QFETCH(QString, menu);
@@ -139,19 +137,6 @@ private Q_SLOTS:
         f.child("Command17")->click();
         QCOMPARE(f.status(), before);
         QCOMPARE(f.ripPaths().size(), 3);
-    }
-
-    void rowTenKeepsTwoDigits() {
-        RipFixture f;
-        f.tools.trackCount = 10;
-        f.action("mnuoptcdmode6")->trigger();
-        // Reading the disc turns named files on again.
-        QVERIFY(f.child<QCheckBox>("Check1")->isChecked());
-        f.child<QCheckBox>("Check1")->setChecked(false);
-        f.checkOnly({10});
-        f.child("Command17")->click();
-        QCOMPARE(f.ripPaths(), QStringList({"/rips/Track10.wav, 10"}));
-        QCOMPARE(f.status().last(), QStringLiteral("Now Ripping Track10"));
     }
 
     // The timer is driven by hand: 23 ticks for a 4:35 track.
@@ -249,16 +234,22 @@ private Q_SLOTS:
         QCOMPARE(f.status().last(), QStringLiteral("All Tracks Selected"));
         f.action("mnuoptcdmode7")->trigger();
         QCOMPARE(f.status(), QStringList());
-        // Refresh reads the disc again and forgets the new names.
+        // Refresh reads the disc again, with ten tracks now, and forgets the new names.
         f.state.renamedTracks = True16;
+        f.tools.trackCount = 10;
         f.log.clear();
         f.action("mnuoptcdmode6")->trigger();
-        // Reading the disc turns named files on again.
-        QVERIFY(f.child<QCheckBox>("Check1")->isChecked());
-        f.child<QCheckBox>("Check1")->setChecked(false);
         QCOMPARE(f.state.renamedTracks, False16);
         QCOMPARE(f.mciCommands().indexOf("open cdaudio alias cd1"), 12);
-        QCOMPARE(f.list()->Count(), 3);
+        QCOMPARE(f.list()->Count(), 10);
+        // Reading the disc turns named files on again.
+        QVERIFY(f.child<QCheckBox>("Check1")->isChecked());
+        // Numbered files: row ten keeps two digits.
+        f.child<QCheckBox>("Check1")->setChecked(false);
+        f.checkOnly({10});
+        f.child("Command17")->click();
+        QCOMPARE(f.ripPaths(), QStringList({"/rips/Track10.wav, 10"}));
+        QCOMPARE(f.status().last(), QStringLiteral("Now Ripping Track10"));
     }
 
     void trackNamesOnAnEmptyList() {
@@ -304,13 +295,10 @@ private Q_SLOTS:
         f.log.clear();
         dialog.findChild<QPushButton*>("Command1")->click();
         QCOMPARE(f.state.renamedTracks, False16);
-        QStringList rows;
-        for (qint32 row = 1; row <= f.list()->Count(); ++row)
-            for (int sub = 1; sub <= 5; ++sub)
-                rows << f.list()->SubItem(row, sub);
-        QCOMPARE(rows, QStringList({"Track01", "04:35:10", "46.35 MB", "3", "17:41:09", "Intro",
-                                    "03:00:00", "30.34 MB", "3", "17:41:09", "Track03", "10:05:74",
-                                    "101.98 MB", "3", "17:41:09"}));
+        QCOMPARE(f.row(1) + f.row(2) + f.row(3),
+                 QStringList({"Track01", "04:35:10", "46.35 MB", "3", "17:41:09", "Intro",
+                              "03:00:00", "30.34 MB", "3", "17:41:09", "Track03", "10:05:74",
+                              "101.98 MB", "3", "17:41:09"}));
         QCOMPARE(f.log.matching("HarnTools.").last(), QStringLiteral("HarnTools.TrackCount()"));
         QCOMPARE(f.log.calls.last(), QStringLiteral("MainWindow.unloadTrackRename()"));
 

@@ -113,15 +113,11 @@ private Q_SLOTS:
                  QStringList({"HarnTools.ReadTrackCount(65536)", "HarnTools.ReadDiscInfo(65536, 0)",
                               "HarnTools.DiscType()", "HarnTools.SelectDrive(65536)",
                               "HarnTools.ReadTrackCount(65536)"}));
-        ReportList& list = *f.list();
-        const QStringList row1 = {"Track01", "04:35:10", "46.35 MB", "3", "17:41:09"};
-        for (int sub = 1; sub <= 5; ++sub)
-            QCOMPARE(list.SubItem(1, sub), row1[sub - 1]);
-        for (qint32 row = 1; row <= 3; ++row)
-            QCOMPARE(list.SubItem(row, 5), QStringLiteral("17:41:09"));
-        QCOMPARE(list.SubItem(3, 1), QStringLiteral("Track03"));
-        QCOMPARE(list.SubItem(3, 3), QStringLiteral("101.98 MB"));
+        QCOMPARE(f.row(1), QStringList({"Track01", "04:35:10", "46.35 MB", "3", "17:41:09"}));
+        QCOMPARE(f.row(3), QStringList({"Track03", "10:05:74", "101.98 MB", "3", "17:41:09"}));
+        QCOMPARE(f.row(2).last(), QStringLiteral("17:41:09"));
         QCOMPARE(f.panel.trackLengths, QStringList({"", "04:35:10", "03:00:00", "10:05:74"}));
+        const ReportList& list = *f.list();
         QCOMPARE(list.headerItem()->text(1), QStringLiteral("Track"));
         QCOMPARE(list.headerItem()->text(5), QStringLiteral("CD Time"));
         QCOMPARE(list.toolTip(), QStringLiteral("DOUBLE CLICK TRACK TO PLAY SONG"));
@@ -186,34 +182,31 @@ private Q_SLOTS:
         QCOMPARE(RipRules::sizeText(seconds), size);
     }
 
-    // Each sequence starts on a read disc with the log cleared.
+    // Each sequence starts on a read disc with the log cleared; the lists are joined with '|'.
     void player_data() {
         QTest::addColumn<int>("position");
         QTest::addColumn<QStringList>("actions");
         QTest::addColumn<QStringList>("commands");
         QTest::addColumn<QStringList>("lines");
-        QTest::newRow("stop, play on cd2") << 1 << QStringList{"stop", "play"}
-                                           << QStringList{"stop cd2", "stop cd2", "play cd2 from 1"}
-                                           << QStringList{"Stop Playing CD"};
-        QTest::newRow("stop, play on cd1")
-            << 0 << QStringList{"stop", "play"}
-            << QStringList{"stop cd1", "stop cd1", "stop cd1", "play cd1 from 1"}
-            << QStringList{"Stop Playing CD"};
-        QTest::newRow("pause, play, play")
-            << 0 << QStringList{"pause", "play", "play"}
-            << QStringList{"pause cd1", "play cd1", "play cd1"}
-            << QStringList{"CD 1 Paused", "Resume Play", "Playing Audio CD"};
-        QTest::newRow("pause on cd2")
-            << 1 << QStringList{"pause"} << QStringList{"pause cd2"} << QStringList{"CD 2 Paused"};
-        QTest::newRow("double-click, nothing selected")
-            << 0 << QStringList{"dblclick"} << QStringList{"stop cd1", "play cd1 from 0"}
-            << QStringList{"Playing Track 0"};
-        QTest::newRow("double-click on row 3")
-            << 1 << QStringList{"select3", "dblclick"} << QStringList{"stop cd2", "play cd2 from 3"}
-            << QStringList{"Playing Track 3"};
-        QTest::newRow("third drive")
-            << 2 << QStringList{"play", "pause", "stop", "dblclick", "eject"} << QStringList{}
-            << QStringList{};
+        auto row = [](const char* name, int position, const char* actions, const char* commands,
+                      const char* lines) {
+            auto split = [](const char* joined) {
+                return QString::fromLatin1(joined).split(u'|', Qt::SkipEmptyParts);
+            };
+            QTest::newRow(name) << position << split(actions) << split(commands) << split(lines);
+        };
+        row("stop, play on cd2", 1, "stop|play", "stop cd2|stop cd2|play cd2 from 1",
+            "Stop Playing CD");
+        row("stop, play on cd1", 0, "stop|play", "stop cd1|stop cd1|stop cd1|play cd1 from 1",
+            "Stop Playing CD");
+        row("pause, play, play", 0, "pause|play|play", "pause cd1|play cd1|play cd1",
+            "CD 1 Paused|Resume Play|Playing Audio CD");
+        row("pause on cd2", 1, "pause", "pause cd2", "CD 2 Paused");
+        row("double-click, nothing selected", 0, "dblclick", "stop cd1|play cd1 from 0",
+            "Playing Track 0");
+        row("double-click on row 3", 1, "select3|dblclick", "stop cd2|play cd2 from 3",
+            "Playing Track 3");
+        row("third drive", 2, "play|pause|stop|dblclick|eject", "", "");
     }
     void player() {
         QFETCH(int, position);
