@@ -204,12 +204,9 @@ void TestRip::refusedAtOnce() {
 void TestRip::failsMidRip_data() {
     QTest::addColumn<QString>("what");
     QTest::addColumn<QString>("message");
-    QTest::newRow("image deleted") << "deleted"
-                                   << "was deleted or cut short";
-    QTest::newRow("image cut short") << "cut"
-                                     << "was deleted or cut short";
-    QTest::newRow("disk full") << "full"
-                               << "File too large";
+    QTest::newRow("image deleted") << QStringLiteral("deleted") << "was deleted or cut short";
+    QTest::newRow("image cut short") << QStringLiteral("cut") << "was deleted or cut short";
+    QTest::newRow("disk full") << QStringLiteral("full") << "File too large";
 }
 
 // One Failed naming the image or the file, no 100, and nothing left in the folder, not even a
