@@ -124,18 +124,18 @@ void FrameCDMode::Command17_Click() {
     if (format == Format::Mp3)
         tools.setMp3Option(0);
     const QString extension = QLatin1String(kFormats[int(format)].extension);
-    QString path;
-    if (!m_ui->Check1->isChecked()) {
-        path = RipRules::numberedFile(m_ui->txtFilename->text(), n, extension);
-        m_ui->Text1->setText(path);
-    } else {
-        path = state.prevFolder + u'/' + list.SubItem(n, 1) + extension;
-    }
-    Timer1->start();
-    const qint32 address = selectedDriveAddress();
-    // The tools' handle argument is unused; ours is passed as the program always did.
-    const auto handle = qint32(quintptr(window()->effectiveWinId()));
     try {
+        QString path;
+        if (!m_ui->Check1->isChecked()) {
+            path = RipRules::numberedFile(m_ui->txtFilename->text(), n, extension);
+            m_ui->Text1->setText(path);
+        } else {
+            path = state.prevFolder + u'/' + list.SubItem(n, 1) + extension;
+        }
+        Timer1->start();
+        const qint32 address = selectedDriveAddress();
+        // The tools' handle argument is unused; ours is passed as the program always did.
+        const auto handle = qint32(quintptr(window()->effectiveWinId()));
         switch (format) {
         case Format::Wma:
             tools.RipTrackToWma(address, path, n, handle);

@@ -42,8 +42,8 @@ Form1::Form1(Form1Components components, QWidget* parent)
     // Whoever builds the window hands over every component; say which is missing rather
     // than fail later on an empty one.
     if (!c.test || !c.mci || !c.drives)
-        throw Error(QStringLiteral("Melvane cannot start: the CD tools, the media control "
-                                   "interface or the drive list were not supplied."));
+        throw Error(QStringLiteral("The CD tools, the media control interface or the drive "
+                                   "list were not supplied."));
     m_ui->setupUi(this);
     ErrorBoundary::setMessageBox(m_components.messageBox.get());
 

@@ -34,8 +34,9 @@ private:
     std::shared_ptr<cdio::TrackChecksums> m_sums;
 };
 
-// Lets go of the disc reader the moment the track is read: paranoia holds some 25 MB per reader,
-// and the encoders of the track still have a few seconds of work while the next track starts.
+// Lets go of the disc reader the moment the track is read: paranoia holds megabytes of cache per
+// reader, and the encoders of the track still have a few seconds of work while the next track
+// starts.
 class ReleasingSource final : public PcmSource {
 public:
     explicit ReleasingSource(std::unique_ptr<cdio::DiscReader> reader)

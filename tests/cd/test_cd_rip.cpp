@@ -224,6 +224,19 @@ private Q_SLOTS:
         QCOMPARE(f.bar("eprog")->Value(), 0.0);
     }
 
+    // Numbered names need a destination's file name to number: without one the press is
+    // refused with a report and leaves no track half started.
+    void numberedNamesWithoutADestination() {
+        RipFixture f;
+        f.child<QLineEdit>("txtFilename")->clear();
+        f.child("Command17")->click();
+        QVERIFY(f.ripPaths().isEmpty());
+        QVERIFY(f.messageBox.shown.last().prompt.contains(QStringLiteral("Destination")));
+        QVERIFY(!f.panel.Timer1->isActive());
+        QCOMPARE(f.panel.trackInProgress, False16);
+        QVERIFY(f.list()->Checked(1));
+    }
+
     void selectionAndStatusMenus() {
         RipFixture f;
         f.action("mnuoptcdmode5")->trigger();
