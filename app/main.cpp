@@ -2,6 +2,7 @@
 #include "backends/audio/AlsaSoundCard.h"
 #include "backends/audio/FilterGraph.h"
 #include "backends/audio/MixerDevices.h"
+#include "backends/audio/ProcessEnd.h"
 #include "backends/audio/SoundPlayer.h"
 #include "backends/audio/SoundRecorder.h"
 #include "backends/burn/Burner.h"
@@ -75,9 +76,7 @@ int startupFailed(const QString& reason) {
     return EXIT_FAILURE;
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
     MelvaneApplication app(argc, argv);
     QCoreApplication::setOrganizationName(QStringLiteral("Melvane"));
     QCoreApplication::setApplicationName(QStringLiteral("Melvane"));
@@ -102,4 +101,10 @@ int main(int argc, char** argv) {
     // Jobs cancelled on the way out finish removing their temporary files.
     MediaJob::waitForAll(10000);
     return code;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    endProcess(run(argc, argv));
 }

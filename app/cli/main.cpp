@@ -11,6 +11,7 @@
 #include "app/cli/RecordCommands.h"
 #include "app/cli/RipCommand.h"
 #include "app/cli/TocCommand.h"
+#include "backends/audio/ProcessEnd.h"
 #include "backends/media/Codecs.h"
 #include "backends/media/MediaJob.h"
 
@@ -244,9 +245,7 @@ int runInfoCommand(const QStringList& arguments) {
     return runInfo(x, files, openPaths(files));
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("melvane-cli"));
     QCoreApplication::setApplicationVersion(
@@ -276,10 +275,6 @@ int main(int argc, char** argv) {
         {"play", runPlayCommand},
         {"devices", runDevicesCommand},
         {"record", runRecordCommand},
-        {"convert", runConvert},
-        {"info", runInfoCommand},
-        {"drives", runDrivesCommand},
-        {"toc", runTocCommand},
         {"recorders", runRecordersCommand},
         {"burn", runBurnCommand},
         {"rip", runRipCommand},
@@ -312,4 +307,10 @@ int main(int argc, char** argv) {
         return kUsageError;
     }
     return usageError(QString(), QStringLiteral("unknown command '%1'").arg(first));
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    endProcess(run(argc, argv));
 }

@@ -5,6 +5,7 @@
 #include "backends/media/EncodedSink.h"
 #include "backends/media/MediaJob.h"
 #include "components/Error.h"
+#include "tests/audio/AudioTestMain.h"
 #include "tests/media/MediaTestSupport.h"
 
 #include <QCoreApplication>
@@ -120,10 +121,6 @@ private Q_SLOTS:
     }
 };
 
-int main(int argc, char** argv) {
-    WatchfulApplication app(argc, argv);
-    TestAudio test;
-    return QTest::qExec(&test, argc, argv);
-}
+MELVANE_AUDIO_TEST_MAIN(TestAudio, WatchfulApplication)
 
 #include "test_audio.moc"

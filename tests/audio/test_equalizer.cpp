@@ -4,8 +4,10 @@
 #include "backends/audio/FilterGraph.h"
 #include "backends/media/EqualizerSource.h"
 #include "convert/EqualizerResponse.h"
+#include "tests/audio/AudioTestMain.h"
 #include "tests/media/MediaTestSupport.h"
 
+#include <QApplication>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -150,5 +152,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(TestEqualizer)
+MELVANE_AUDIO_TEST_MAIN(TestEqualizer, QApplication)
 #include "test_equalizer.moc"

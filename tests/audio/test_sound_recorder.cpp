@@ -4,6 +4,7 @@
 #include "backends/audio/SoundRecorder.h"
 #include "backends/media/MediaProbe.h"
 #include "components/Error.h"
+#include "tests/audio/AudioTestMain.h"
 #include "tests/media/MediaTestSupport.h"
 
 #include <QCoreApplication>
@@ -298,5 +299,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestSoundRecorder)
+MELVANE_AUDIO_TEST_MAIN(TestSoundRecorder, QCoreApplication)
 #include "test_sound_recorder.moc"

@@ -8,6 +8,7 @@
 #include "backends/cdio/CueSheet.h"
 #include "backends/cdio/DiscPlayer.h"
 #include "backends/media/MediaJob.h"
+#include "tests/audio/AudioTestMain.h"
 #include "tests/cdio/CdImages.h"
 #include "tests/media/MediaTestSupport.h"
 
@@ -317,5 +318,5 @@ void TestRip::mciPlaysThroughThePlayer() {
     QCOMPARE(send("close cd1"), "");
 }
 
-QTEST_MAIN(TestRip)
+MELVANE_AUDIO_TEST_MAIN(TestRip, QCoreApplication)
 #include "test_rip.moc"

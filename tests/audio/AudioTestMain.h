@@ -1,0 +1,19 @@
+#pragma once
+
+#include "backends/audio/ProcessEnd.h"
+
+#include <QTest>
+
+// The main() of a test program that plays or records through Qt Multimedia: as QTEST_MAIN,
+// then an exit past the audio engine's racy clean-up (see ProcessEnd.h), so a run that passed
+// cannot abort on its way out.
+#define MELVANE_AUDIO_TEST_MAIN(TestClass, Application)                                            \
+    int main(int argc, char** argv) {                                                              \
+        int code = 0;                                                                              \
+        {                                                                                          \
+            Application app(argc, argv);                                                           \
+            TestClass test;                                                                        \
+            code = QTest::qExec(&test, argc, argv);                                                \
+        }                                                                                          \
+        endProcess(code);                                                                          \
+    }
