@@ -1,5 +1,6 @@
-// melvane-cli: batch conversion and file information over the same codec components as the
-// convert panel, without any window.
+// melvane-cli: Melvane's work without a window, for scripts and batches: converting and
+// describing files, CD drives and rips, the mixer, playing, recording and burning, over the
+// same components as the windows.
 #include "app/cli/BurnCommand.h"
 #include "app/cli/ConvertCommand.h"
 #include "app/cli/DrivesCommand.h"
@@ -30,9 +31,10 @@ namespace {
 constexpr int kUsageError = 2;
 
 const char* const kToolHelp =
-    "Usage: melvane-cli COMMAND [OPTIONS] FILE...\n"
+    "Usage: melvane-cli COMMAND [OPTIONS] [ARGUMENTS...]\n"
     "\n"
-    "Converts and describes audio files with Melvane's codecs, for batch work.\n"
+    "Melvane without a window: converts and describes audio files, rips and burns audio\n"
+    "CDs, plays, records and sets the mixer, for scripts and batch work.\n"
     "\n"
     "Commands:\n"
     "  convert   convert WAV files to MP3 or WMA, or MP3 and WMA files to WAV\n"
