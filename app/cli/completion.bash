@@ -33,7 +33,7 @@ _melvane_cli_listed() {
 
 _melvane_cli() {
     local cur prev words cword split
-    _init_completion -s || return
+    _init_completion -s -n : || return
     local cli=${words[0]} command="" i
     for ((i = 1; i < cword; i++)); do
         if [[ ${words[i]} != -* ]]; then
@@ -71,6 +71,8 @@ _melvane_cli() {
             ;;
         --device:*)
             COMPREPLY=($(compgen -W "$(_melvane_cli_listed "$cli" devices)" -- "$cur"))
+            # Ids may hold colons, at which bash splits words.
+            __ltrim_colon_completions "$cur"
             ;;
         *:DIR)
             _filedir -d
