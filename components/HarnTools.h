@@ -63,7 +63,7 @@ public:
     // A readable image is a finalised disc (0). Raises Error when the drive holds no disc.
     virtual qint32 DiscState(qint32 address) = 0;
 
-    // Bits per second of MP3 and WMA rips.
+    // Bits per second of MP3 and WMA rips; what a WMA rip makes of a low rate is in WAEnc.h.
     virtual void setMp3Bitrate(double bitsPerSecond) = 0;
     virtual double Mp3Bitrate() const = 0;
     // The MP3 encoder, as MEnc's EncoderSwitch: 0 = LAME, 1 = shine; any other value is 0.
