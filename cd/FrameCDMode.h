@@ -120,6 +120,8 @@ private:
     Format checkedFormat() const;
     void setTrackChecks(bool on);
     void endTrack();
+    // Eject during a rip: the rip stops, nothing of it is kept, the panel is idle.
+    void cancelRip();
 
     CDContext m_context;
     std::unique_ptr<Ui::FrameCDMode> m_ui;

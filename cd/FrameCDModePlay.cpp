@@ -78,8 +78,21 @@ void FrameCDMode::ListView1_DblClick() {
 void FrameCDMode::cmdEject_Click() {
     if (playAlias().isEmpty())
         return;
+    // A rip cannot go on without its disc: it stops here, before the tray opens.
+    if (trackInProgress)
+        cancelRip();
     releaseDrives();
     m_context.state.renamedTracks = False16;
     m_context.test.EjectDrive(selectedDriveAddress());
     m_ui->ListView1->Clear();
+}
+
+void FrameCDMode::cancelRip() {
+    m_context.test.CancelRip();
+    addStatus(QStringLiteral("Ripping Track") + ripTrackNumber +
+              QStringLiteral(" Cancelled: The Disc Was Ejected"));
+    endTrack();
+    m_ui->tprog->setValue(0);
+    // The next Rip counts its tracks afresh.
+    m_context.state.newJob = True16;
 }

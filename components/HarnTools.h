@@ -81,6 +81,10 @@ public:
                                qint32 windowHandle) = 0;
     virtual void RipTrackToWma(qint32 address, const QString& path, qint32 track,
                                qint32 windowHandle) = 0;
+    // Stops the running rip at once, if any: its file is removed and nothing more is reported
+    // for it (no RipProgress, no Failed), unless the file was already complete and in place;
+    // then its 100 still comes.
+    virtual void CancelRip() = 0;
     // Sectors of the running rip's track read so far, and the track's length in sectors.
     virtual qint32 CurrentSector() const = 0;
     virtual qint32 TotalSectors() const = 0;

@@ -3,6 +3,8 @@
 #include "components/Error.h"
 #include "tests/cd/CdFixture.h"
 
+#include <QTimer>
+
 namespace {
 
 const QStringList kRelease = {"stop cd1", "close cd1", "stop cd2", "close cd2"};
@@ -244,6 +246,39 @@ private Q_SLOTS:
         QCOMPARE(f.log.matching("HarnTools."), QStringList({"HarnTools.EjectDrive(65536)"}));
         QCOMPARE(f.list()->Count(), 0);
         QCOMPARE(f.state.renamedTracks, False16);
+    }
+
+    // Eject in the middle of a rip: the rip is cancelled before the tray opens, what it still
+    // had to report is dropped, and the panel is idle: no timer, no error, nothing started.
+    // Even a 100 that was already under way (its file complete) changes nothing.
+    void ejectDuringARipCancelsIt() {
+        CdFixture f;
+        f.main.folders = {QStringLiteral("/rips")};
+        f.enter();
+        f.action("mnuoptcdmode1")->trigger();
+        f.child("Command16")->click();
+        f.child<QCheckBox>("Check1")->setChecked(false);
+        f.checkOnly({1, 2, 3});
+        f.state.newJob = True16;
+        f.tools.progressOnRip = {40, 100};
+        f.child("Command17")->click();
+        QVERIFY(f.panel.Timer1->isActive());
+        f.log.clear();
+        f.child("cmdEject")->click();
+        QCOMPARE(f.log.matching("HarnTools."),
+                 QStringList({"HarnTools.CancelRip()", "HarnTools.EjectDrive(65536)"}));
+        QCoreApplication::processEvents();
+        f.tools.raiseProgress(100);
+        QVERIFY(!f.panel.Timer1->isActive());
+        QCOMPARE(f.panel.trackInProgress, False16);
+        QCOMPARE(f.list()->Count(), 0);
+        QCOMPARE(f.messageBox.shown.size(), 1); // the analysing notice only
+        QCOMPARE(f.log.matching("HarnTools.RipTrack"), QStringList());
+        QCOMPARE(f.status().last(),
+                 QStringLiteral("Ripping Track01 Cancelled: The Disc Was Ejected"));
+        for (const QString bar : {"prgTrack", "eprog", "tprog"})
+            QCOMPARE(f.bar(bar)->Value(), 0.0);
+        QCOMPARE(f.state.newJob, True16);
     }
 };
 
