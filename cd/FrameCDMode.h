@@ -115,11 +115,13 @@ private:
     void mci(const QString& command);
     void mci(const QString& command, QString& buffer);
     void releaseDrives();
-    // "cd1" at Combo1 position 0, "cd2" at position 1, empty anywhere else.
+    // "cd1" at Combo1 position 0, "cd2" at any later one, empty when no drive is chosen.
     QString playAlias() const;
     Format checkedFormat() const;
     void setTrackChecks(bool on);
     void endTrack();
+    // Eject during a rip: the rip stops, nothing of it is kept, the panel is idle.
+    void cancelRip();
 
     CDContext m_context;
     std::unique_ptr<Ui::FrameCDMode> m_ui;

@@ -6,14 +6,11 @@
 #include "ui_FrameCDMode.h"
 
 QString FrameCDMode::playAlias() const {
-    switch (m_ui->Combo1->currentIndex()) {
-    case 0:
-        return QStringLiteral("cd1");
-    case 1:
-        return QStringLiteral("cd2");
-    default:
+    const int position = m_ui->Combo1->currentIndex();
+    if (position < 0)
         return {};
-    }
+    // updatecd opens the first drive as cd1 and any other by its letter as cd2.
+    return position == 0 ? QStringLiteral("cd1") : QStringLiteral("cd2");
 }
 
 void FrameCDMode::CmdPlay_Click() {
@@ -78,8 +75,21 @@ void FrameCDMode::ListView1_DblClick() {
 void FrameCDMode::cmdEject_Click() {
     if (playAlias().isEmpty())
         return;
+    // A rip cannot go on without its disc: it stops here, before the tray opens.
+    if (trackInProgress)
+        cancelRip();
     releaseDrives();
     m_context.state.renamedTracks = False16;
     m_context.test.EjectDrive(selectedDriveAddress());
     m_ui->ListView1->Clear();
+}
+
+void FrameCDMode::cancelRip() {
+    m_context.test.CancelRip();
+    addStatus(QStringLiteral("Ripping Track") + ripTrackNumber +
+              QStringLiteral(" Cancelled: The Disc Was Ejected"));
+    endTrack();
+    m_ui->tprog->setValue(0);
+    // The next Rip counts its tracks afresh.
+    m_context.state.newJob = True16;
 }

@@ -168,6 +168,9 @@ void FrameCDMode::endTrack() {
 }
 
 void FrameCDMode::test_RipProgress(double percent) {
+    // What a cancelled rip still reports (its file was complete) belongs to no job any more.
+    if (!trackInProgress)
+        return;
     HarnTools& tools = m_context.test;
     m_ui->lblCurSector->setText(QString::number(tools.CurrentSector()));
     m_ui->lblTotSector->setText(QString::number(tools.TotalSectors()));

@@ -52,10 +52,12 @@
 // track's data, 2 writing it, 3 closing it), 3 while the disc is finalised, 0 otherwise.
 // TotalBlocks and WrittenBlocks count the sectors of the tracks; BufferFill is the fill of the
 // queue between the decoder and the writer, in percent. Progress carries the percentage of the
-// whole writing while State is 2 and of the finalising while State is 3; a burn that closes the
-// disc reports State 3 at 100 just before BurnFinished. A test burn (RealBurn false) goes
-// through the same phases and writes nothing; KeepDiscOpen true leaves the disc appendable and
-// skips State 3. Once finalising has begun, CancelBurn is too late and the burn completes.
+// whole writing while State is 2 and of the finalising while State is 3; a burn that succeeds
+// reports 100 just before BurnFinished, in State 3 when it closed the disc, else in State 2.
+// A test burn (RealBurn false) goes through the same track phases and writes nothing; like a
+// drive's test write it closes no disc, so it never reports State 3, whatever KeepDiscOpen
+// says. KeepDiscOpen true leaves the disc appendable and skips State 3. Once finalising has
+// begun, CancelBurn is too late and the burn completes.
 class AudioBurner : public QObject {
     Q_OBJECT
 public:

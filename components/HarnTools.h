@@ -63,7 +63,7 @@ public:
     // A readable image is a finalised disc (0). Raises Error when the drive holds no disc.
     virtual qint32 DiscState(qint32 address) = 0;
 
-    // Bits per second of MP3 and WMA rips.
+    // Bits per second of MP3 and WMA rips; what a WMA rip makes of a low rate is in WAEnc.h.
     virtual void setMp3Bitrate(double bitsPerSecond) = 0;
     virtual double Mp3Bitrate() const = 0;
     // The MP3 encoder, as MEnc's EncoderSwitch: 0 = LAME, 1 = shine; any other value is 0.
@@ -81,6 +81,10 @@ public:
                                qint32 windowHandle) = 0;
     virtual void RipTrackToWma(qint32 address, const QString& path, qint32 track,
                                qint32 windowHandle) = 0;
+    // Stops the running rip at once, if any: its file is removed and nothing more is reported
+    // for it (no RipProgress, no Failed), unless the file was already complete and in place;
+    // then its 100 still comes.
+    virtual void CancelRip() = 0;
     // Sectors of the running rip's track read so far, and the track's length in sectors.
     virtual qint32 CurrentSector() const = 0;
     virtual qint32 TotalSectors() const = 0;

@@ -5,6 +5,14 @@
 
 // Wave to WMA encoder (WMA version 2 in an ASF file). Progress is a percentage as a double and
 // ends with exactly one 100.0 once the file is in place.
+//
+// Bit rates: the file gets the rate asked for, at the source's sample rate and channels (at most
+// two, at most 48 kHz), with one exception: the encoder takes nothing below 24 kbit/s, whatever
+// the sample rate or channels, so a lower rate gets 24 kbit/s. Of the rates the panels offer,
+// 22 kbit/s thus becomes 24 kbit/s (44.1 kHz stereo for CD audio), and 32 kbit/s stays 32 kbit/s
+// at 44.1 kHz stereo: the encoder takes it as it is, a lower sample rate measured no closer to
+// the source, and mono would lose the stereo picture. The same holds for WMA rips and for
+// melvane-cli.
 class WAEnc : public QObject {
     Q_OBJECT
 public:

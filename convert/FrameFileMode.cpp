@@ -133,10 +133,14 @@ void FrameFileMode::connectCodecs() {
             main.decdonenowwhat();
     }));
     // A file that fails on the way sends no 100: the job stops there and the user is told why.
-    connect(&m_context.mEnc, &MEnc::Failed, this, &ErrorBoundary::report);
-    connect(&m_context.waEnc, &WAEnc::Failed, this, &ErrorBoundary::report);
-    connect(&m_context.mDec, &MDec::Failed, this, &ErrorBoundary::report);
-    connect(&m_context.waDec, &WaDec::Failed, this, &ErrorBoundary::report);
+    const auto failed = [this](const QString& message) {
+        m_converting = false;
+        ErrorBoundary::report(message);
+    };
+    connect(&m_context.mEnc, &MEnc::Failed, this, failed);
+    connect(&m_context.waEnc, &WAEnc::Failed, this, failed);
+    connect(&m_context.mDec, &MDec::Failed, this, failed);
+    connect(&m_context.waDec, &WaDec::Failed, this, failed);
 }
 
 void FrameFileMode::enterFileMode() {
@@ -271,6 +275,7 @@ void FrameFileMode::Command12_Click() {
             break;
     }
     currentRow = convertIndex;
+    m_converting = false;
     // With nothing checked this asks for a row past the end and the list raises its index error.
     currentName = ConvertRules::cutName(ConvertRules::fileNameOf(lv.Text(currentRow)));
     // Without a folder the outputs would land in the root folder.
@@ -288,6 +293,7 @@ void FrameFileMode::Command12_Click() {
         mEnc.setInputFile(lv.Text(currentRow));
         mEnc.setOutputFile(outputPath(QStringLiteral("mp3")));
         mEnc.Encode();
+        m_converting = true;
     } else if (wmaTarget != False16) {
         m_context.waEnc.setBitrate(bitrate);
         rowCount = lv.Count();
@@ -296,6 +302,7 @@ void FrameFileMode::Command12_Click() {
         lv.setSelected(currentRow, true);
         currentInput = lv.Text(currentRow);
         m_context.waEnc.Encode(currentInput, outputPath(QStringLiteral("wma")));
+        m_converting = true;
     } else if (wavTarget != False16) {
         rowCount = lv.Count();
         if (rowCount == 0)
@@ -309,10 +316,12 @@ void FrameFileMode::Command12_Click() {
             m_context.waDec.setInputFile(currentInput);
             m_context.waDec.setOutputFile(currentOutput);
             m_context.waDec.Decode();
+            m_converting = true;
         } else if (type == FileType::Mp3) {
             m_context.mDec.setInputFile(currentInput);
             m_context.mDec.setOutputFile(currentOutput);
             m_context.mDec.Decode();
+            m_converting = true;
         }
     }
 }
@@ -324,6 +333,7 @@ void FrameFileMode::fileDone() {
         Command12_Click();
         return;
     }
+    m_converting = false;
     for (qint32 row = 1; row <= lv.Count(); ++row)
         lv.setSelected(row, true);
     m_ui->prog->setValue(0);

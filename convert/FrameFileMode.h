@@ -50,6 +50,8 @@ public:
     void enterFileMode();
     // One file is done: uncheck it and go on with the next, or finish the job.
     void fileDone();
+    // A codec is working on a file of the list.
+    bool converting() const { return m_converting; }
 
     // Target format: MP3, WMA, WAV.
     void Command4_Click();
@@ -90,4 +92,5 @@ private:
 
     ConvertContext m_context;
     std::unique_ptr<Ui::FrameFileMode> m_ui;
+    bool m_converting = false;
 };

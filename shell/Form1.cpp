@@ -113,6 +113,8 @@ void Form1::connectHandlers() {
     // File > Open File adds a file to the conversion list, whatever the mode.
     connect(m_ui->mnufile00, &QAction::triggered, m_fileMode,
             handler(m_fileMode, &FrameFileMode::Command2_Click));
+    // File > Quit (Ctrl+Q) is the close button: the same questions while a job runs.
+    connect(m_ui->mnufileQuit, &QAction::triggered, this, &QWidget::close);
 }
 
 FrmMainA* Form1::recorderWindow() const {
@@ -192,7 +194,30 @@ void Form1::Form_Load() {
     }
 }
 
+QString Form1::closeQuestion() const {
+    if (m_state.burnRunning != False16)
+        return QStringLiteral(
+            "A CD is being burnt. Closing Melvane now stops the burn half way, and a CD-R left "
+            "half written cannot be used again.\n\nClose Melvane anyway?");
+    if (m_cdMode->trackInProgress != False16)
+        return QStringLiteral("A CD is being ripped. Closing Melvane now stops the rip, and the "
+                              "track being ripped is not saved.\n\nClose Melvane anyway?");
+    if (m_fileMode->converting())
+        return QStringLiteral("Files are being converted. Closing Melvane now stops the "
+                              "conversion, and the file being converted is not saved.\n\nClose "
+                              "Melvane anyway?");
+    return {};
+}
+
 void Form1::closeEvent(QCloseEvent* event) {
+    // A job under way is not thrown away without asking; No keeps the window and the job.
+    const QString question = m_unloaded ? QString() : closeQuestion();
+    if (!question.isEmpty() &&
+        m_components.messageBox->MsgBox(question, MessageBox::Buttons::YesNo,
+                                        MessageBox::Icon::Exclamation) != MessageBox::Result::Yes) {
+        event->ignore();
+        return;
+    }
     try {
         Form_Unload();
     } catch (...) {

@@ -91,6 +91,8 @@ private:
     void mergePanelMenus();
     void connectHandlers();
     BurnDialogContext burnDialogContext();
+    // What to ask before closing while a burn, a rip or a conversion runs; empty when idle.
+    QString closeQuestion() const;
 
     std::unique_ptr<Ui::Form1> m_ui;
     Form1Components m_components;

@@ -124,7 +124,7 @@ void BurnRun::writeTick() {
     m_status.track = qint16(track + 1);
     m_status.writtenBlocks = std::max(m_status.writtenBlocks, clamp32(s.written));
     m_status.bufferFill = qint16(m_tracks[size_t(track)].feed->fill());
-    const bool finalising = s.finishing && !m_settings.keepOpen;
+    const bool finalising = s.finishing && closesDisc();
     m_status.state = finalising ? 3 : 2;
     if (finalising)
         m_status.percent = 0;
@@ -145,20 +145,25 @@ void BurnRun::writeTick() {
         m_status.writtenBlocks = m_status.totalBlocks;
         m_status.percent = 100;
         m_status.trackPhase = 3;
-        m_status.state = m_settings.keepOpen ? 2 : 3;
+        m_status.state = closesDisc() ? 3 : 2;
         end(AudioBurner::BurnSucceeded,
             m_settings.simulate ? QStringLiteral("The test burn went well.")
                                 : QStringLiteral("Burn complete."),
-            !m_settings.keepOpen);
+            true);
     }
 }
 
-void BurnRun::end(qint32 code, const QString& text, bool reportFinalised) {
+bool BurnRun::closesDisc() const {
+    // A simulation writes nothing, so there is no disc to close, as on a drive's test write.
+    return !m_settings.keepOpen && !m_settings.simulate;
+}
+
+void BurnRun::end(qint32 code, const QString& text, bool reportDone) {
     // Over before anything is raised: a handler may run the event loop.
     m_timer.stop();
     m_stage = Stage::Over;
     m_over = true;
-    if (reportFinalised)
+    if (reportDone)
         Q_EMIT progressed();
     Q_EMIT finished(code, text);
 }

@@ -83,7 +83,10 @@ private:
     void fillTick();
     void writeTick();
     void startFeedsUpTo(int track);
-    void end(qint32 code, const QString& text, bool reportFinalised = false);
+    // The burn ends by finalising the disc: State 3 follows the tracks.
+    bool closesDisc() const;
+    // reportDone: one last progressed() at 100 %, in State 3 when the disc was closed.
+    void end(qint32 code, const QString& text, bool reportDone = false);
 
     std::vector<PlannedTrack> m_tracks;
     BurnSettings m_settings;

@@ -36,6 +36,10 @@ void CdTools::RipTrackToWma(qint32 address, const QString& path, qint32 track, q
     rip(address, path, track, OutputCodec::Wma);
 }
 
+void CdTools::CancelRip() {
+    m_runner.cancel();
+}
+
 void CdTools::rip(qint32 address, const QString& path, qint32 track, OutputCodec codec) {
     // Everything is checked before the running rip is touched: a refused rip leaves it going.
     const Drive drive = drives().drive(address);

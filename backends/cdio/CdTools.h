@@ -22,6 +22,7 @@ public:
                        qint32 windowHandle) override;
     void RipTrackToWma(qint32 address, const QString& path, qint32 track,
                        qint32 windowHandle) override;
+    void CancelRip() override;
 
 private:
     void rip(qint32 address, const QString& path, qint32 track, OutputCodec codec);

@@ -1,5 +1,6 @@
 #include "backends/media/CodecPolicy.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace {
@@ -16,6 +17,8 @@ const CodecPolicy kPolicies[] = {
     {OutputCodec::Wav8,     "pcm_u8",     "wav",    0,  false,  0,   0,     false},
 };
 // clang-format on
+
+constexpr qint64 kLowestWmaBitRate = 24000;
 
 // MP3 has a fixed list of bit rates per MPEG version; take the nearest, the higher one on a tie.
 qint64 nearestMp3BitRate(qint64 wanted, int sampleRate) {
@@ -60,8 +63,10 @@ int CodecPolicy::sampleRate(const AVCodec* avCodec, int rate) const {
 qint64 CodecPolicy::bitRate(qint64 wanted, int rate, int channels) const {
     if (!hasBitRate)
         return 0;
+    // wmav2 refuses less than 24 kbit/s at any rate and channel count (measured); a lower rate
+    // (the rip panel's 22) gets that floor.
     if (codec == OutputCodec::Wma)
-        return wanted;
+        return std::max(wanted, kLowestWmaBitRate);
     const qint64 mp3 = nearestMp3BitRate(wanted, rate);
     // The same flaw in libshine hits mono at 320 kbit/s and 44.1 kHz.
     if (codec == OutputCodec::Mp3Shine && channels == 1 && rate == 44100 && mp3 > 256000)

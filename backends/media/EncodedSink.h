@@ -27,7 +27,8 @@ class EncodedSink final : public PcmSink {
 public:
     struct Options {
         OutputCodec codec = OutputCodec::Wav;
-        // Bits per second for MP3 and WMA; MP3 uses the nearest rate the format allows.
+        // Bits per second for MP3 and WMA; MP3 uses the nearest rate the format allows, WMA at
+        // least 24000 (the encoder's floor, see WAEnc.h).
         qint64 bitRate = 128000;
         // Tags for the container, with FFmpeg's generic keys: title, artist, album ...
         QMap<QString, QString> tags;

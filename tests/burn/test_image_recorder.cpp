@@ -123,8 +123,9 @@ void TestBurn::imageBurnEndings_data() {
     QTest::addColumn<bool>("finalised"); // a State 3 Progress at 100
     QTest::newRow("kept open") << true << true << false << qint64(-1) << qint64(-1) << 0 << 1
                                << false;
+    // Like a drive's test write, a test burn closes no disc: no finalising phase.
     QTest::newRow("test burn") << false << false << false << qint64(-1) << qint64(-1) << 0 << 0
-                               << true;
+                               << false;
     QTest::newRow("cancelled") << false << true << true << qint64(-1) << qint64(-1) << 1 << 0
                                << false;
     QTest::newRow("decoder fails")

@@ -3,6 +3,8 @@
 #include "components/Error.h"
 #include "tests/cd/CdFixture.h"
 
+#include <QTimer>
+
 namespace {
 
 const QStringList kRelease = {"stop cd1", "close cd1", "stop cd2", "close cd2"};
@@ -151,18 +153,30 @@ private Q_SLOTS:
         QCOMPARE(f.list()->SubItem(3, 2), QStringLiteral("10:05:74"));
     }
 
-    void positionsPastTheSecondReadNothing() {
+    // The third drive and every later one (an image recorder behind two images) is opened by
+    // its own letter, as the second is, and its disc is listed.
+    void everyLaterDriveIsReadThroughCd2ByItsLetter_data() {
+        QTest::addColumn<int>("position");
+        QTest::addColumn<QString>("letter");
+        QTest::newRow("third") << 2 << "F";
+        QTest::newRow("fourth") << 3 << "G";
+    }
+    void everyLaterDriveIsReadThroughCd2ByItsLetter() {
+        QFETCH(int, position);
+        QFETCH(QString, letter);
         CdFixture f;
         f.enter();
-        f.pickDrive(2);
-        QCOMPARE(f.combo(4)->currentText(), QStringLiteral("F"));
-        QCOMPARE(f.list()->Count(), 0);
         f.log.clear();
-        f.pickDrive(3); // past the third: the letter stays that of the last choice
-        QCOMPARE(f.combo(4)->currentText(), QStringLiteral("F"));
-        QCOMPARE(f.panel.currentDriveLetter, QStringLiteral("F"));
-        QCOMPARE(f.mciCommands(), kRelease + kRelease);
-        QCOMPARE(f.list()->Count(), 0);
+        f.pickDrive(position);
+        QCOMPARE(f.combo(4)->currentText(), letter);
+        QCOMPARE(f.panel.currentDriveLetter, letter);
+        QCOMPARE(f.mciCommands().mid(8, 2),
+                 QStringList({"open  " + letter + ":\\  type cdaudio alias cd2",
+                              "set cd2 time  format tmsf"}));
+        const QString address = QString::number(f.tools.drives[position].address);
+        QVERIFY(f.log.calls.contains("HarnTools.SelectDrive(" + address + ")"));
+        QCOMPARE(f.list()->Count(), 3);
+        QCOMPARE(f.row(3), QStringList({"Track03", "10:05:74", "101.98 MB", "3", "17:41:09"}));
     }
 
     void lengthsAndSizes_data() {
@@ -206,7 +220,9 @@ private Q_SLOTS:
             "Playing Track 0");
         row("double-click on row 3", 1, "select3|dblclick", "stop cd2|play cd2 from 3",
             "Playing Track 3");
-        row("third drive", 2, "play|pause|stop|dblclick|eject", "", "");
+        row("fourth drive", 3, "play|select3|dblclick|eject",
+            "play cd2|stop cd2|play cd2 from 3|stop cd1|close cd1|stop cd2|close cd2",
+            "Playing Audio CD|Playing Track 3");
     }
     void player() {
         QFETCH(int, position);
@@ -244,6 +260,39 @@ private Q_SLOTS:
         QCOMPARE(f.log.matching("HarnTools."), QStringList({"HarnTools.EjectDrive(65536)"}));
         QCOMPARE(f.list()->Count(), 0);
         QCOMPARE(f.state.renamedTracks, False16);
+    }
+
+    // Eject in the middle of a rip: the rip is cancelled before the tray opens, what it still
+    // had to report is dropped, and the panel is idle: no timer, no error, nothing started.
+    // Even a 100 that was already under way (its file complete) changes nothing.
+    void ejectDuringARipCancelsIt() {
+        CdFixture f;
+        f.main.folders = {QStringLiteral("/rips")};
+        f.enter();
+        f.action("mnuoptcdmode1")->trigger();
+        f.child("Command16")->click();
+        f.child<QCheckBox>("Check1")->setChecked(false);
+        f.checkOnly({1, 2, 3});
+        f.state.newJob = True16;
+        f.tools.progressOnRip = {40, 100};
+        f.child("Command17")->click();
+        QVERIFY(f.panel.Timer1->isActive());
+        f.log.clear();
+        f.child("cmdEject")->click();
+        QCOMPARE(f.log.matching("HarnTools."),
+                 QStringList({"HarnTools.CancelRip()", "HarnTools.EjectDrive(65536)"}));
+        QCoreApplication::processEvents();
+        f.tools.raiseProgress(100);
+        QVERIFY(!f.panel.Timer1->isActive());
+        QCOMPARE(f.panel.trackInProgress, False16);
+        QCOMPARE(f.list()->Count(), 0);
+        QCOMPARE(f.messageBox.shown.size(), 1); // the analysing notice only
+        QCOMPARE(f.log.matching("HarnTools.RipTrack"), QStringList());
+        QCOMPARE(f.status().last(),
+                 QStringLiteral("Ripping Track01 Cancelled: The Disc Was Ejected"));
+        for (const QString bar : {"prgTrack", "eprog", "tprog"})
+            QCOMPARE(f.bar(bar)->Value(), 0.0);
+        QCOMPARE(f.state.newJob, True16);
     }
 };
 

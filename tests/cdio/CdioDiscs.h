@@ -18,6 +18,7 @@ public:
     void RipTrackToWav(qint32, const QString&, qint32, qint32) override {}
     void RipTrackToMp3(qint32, const QString&, qint32, qint32) override {}
     void RipTrackToWma(qint32, const QString&, qint32, qint32) override {}
+    void CancelRip() override {}
 };
 
 // Everything the source gives, read in pieces of the given frames.

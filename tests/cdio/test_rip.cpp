@@ -8,6 +8,7 @@
 #include "backends/cdio/CueSheet.h"
 #include "backends/cdio/DiscPlayer.h"
 #include "backends/media/MediaJob.h"
+#include "backends/media/MediaProbe.h"
 #include "tests/audio/AudioTestMain.h"
 #include "tests/cdio/CdImages.h"
 #include "tests/media/MediaTestSupport.h"
@@ -64,7 +65,7 @@ private Q_SLOTS:
 
 private:
     void rip(CdTools& tools, const QString& format, qint32 address, const QString& path,
-             qint32 track);
+             qint32 track, double bitsPerSecond = 128000);
     QString outFolder() const { return m_out->path(); }
 
     QTemporaryDir m_dir;
@@ -88,8 +89,8 @@ void TestRip::init() {
 }
 
 void TestRip::rip(CdTools& tools, const QString& format, qint32 address, const QString& path,
-                  qint32 track) {
-    tools.setMp3Bitrate(128000);
+                  qint32 track, double bitsPerSecond) {
+    tools.setMp3Bitrate(bitsPerSecond);
     tools.setMp3Option(format == QLatin1String("shine") ? 1 : 0);
     if (format == QLatin1String("wav"))
         tools.RipTrackToWav(address, path, track, 0);
@@ -104,14 +105,18 @@ void TestRip::ripsTrack_data() {
     QTest::addColumn<int>("track");
     QTest::addColumn<QString>("format");
     QTest::addColumn<qint64>("slack"); // frames an encoded file may differ by
-    QTest::newRow("wav, ends mid-sector, holds the next track's gap") << false << 1 << "wav" << 0LL;
-    QTest::newRow("wav, after a gap") << false << 2 << "wav" << 0LL;
-    QTest::newRow("wav, last track") << false << 3 << "wav" << 0LL;
-    QTest::newRow("wav, audio after a data track") << true << 2 << "wav" << 0LL;
+    QTest::addColumn<int>("kbps");
+    QTest::newRow("wav, ends mid-sector, holds the next track's gap")
+        << false << 1 << "wav" << 0LL << 0;
+    QTest::newRow("wav, after a gap") << false << 2 << "wav" << 0LL << 0;
+    QTest::newRow("wav, last track") << false << 3 << "wav" << 0LL << 0;
+    QTest::newRow("wav, audio after a data track") << true << 2 << "wav" << 0LL << 0;
     // The MP3 header records the encoder's delay and padding: the decoder gives back exactly.
-    QTest::newRow("mp3, lame") << false << 1 << "mp3" << 0LL;
-    QTest::newRow("mp3, shine") << false << 3 << "shine" << 0LL;
-    QTest::newRow("wma") << false << 2 << "wma" << 2048LL;
+    QTest::newRow("mp3, lame") << false << 1 << "mp3" << 0LL << 128;
+    QTest::newRow("mp3, shine") << false << 3 << "shine" << 0LL << 128;
+    QTest::newRow("wma") << false << 2 << "wma" << 2048LL << 128;
+    // The rip panel's lowest WMA rate is under wmav2's floor: the file gets 24 kbit/s.
+    QTest::newRow("wma at 22 kbit/s") << false << 1 << "wma" << 2048LL << 22;
 }
 
 // The file holds the whole track, gap included, and is in place when the one 100 comes, the
@@ -121,12 +126,14 @@ void TestRip::ripsTrack() {
     QFETCH(int, track);
     QFETCH(QString, format);
     QFETCH(qint64, slack);
+    QFETCH(int, kbps);
     const TestImage& image = mixed ? m_mixed : m_audio;
     const qint32 address = kImageHost | (mixed ? 1 << 8 : 0);
     const QString path = QDir(outFolder()).filePath(QStringLiteral("Track.") + format);
     CdTools tools(m_table);
     RipEvents events(tools, path);
-    rip(tools, format, address, path, track);
+    const QString refusal = errorOf([&] { rip(tools, format, address, path, track, kbps * 1e3); });
+    QVERIFY2(refusal.isEmpty(), qPrintable(refusal));
     QVERIFY(events.percents.isEmpty()); // nothing is raised inside the call
     QTRY_VERIFY_WITH_TIMEOUT(events.ended(), 30000);
 
@@ -148,6 +155,7 @@ void TestRip::ripsTrack() {
     } else {
         const DecodedAudio decoded = decodeFile(path);
         QCOMPARE(decoded.format, PcmFormat::cdAudio());
+        QCOMPARE(probeMediaFile(path).bitRate, qint64(std::max(kbps, 24)) * 1000);
         QVERIFY2(std::abs(decoded.frames() - qint64(sectors) * 588) <= slack,
                  qPrintable(QStringLiteral("%1 frames for %2")
                                 .arg(decoded.frames())

@@ -98,6 +98,9 @@ private Q_SLOTS:
         QTest::newRow("mp3 shine")
             << "mp3" << QStringList{"--encoder", "shine"} << "mp3" << qint64(128000) << false;
         QTest::newRow("wma 128") << "wma" << QStringList{} << "wmav2" << qint64(128000) << false;
+        // Below what wmav2 takes: the lowest rate it does.
+        QTest::newRow("wma 22") << "wma" << QStringList{"--bitrate", "22"} << "wmav2"
+                                << qint64(24000) << false;
     }
 
     // WAV to the target and back to WAV, with the names, codecs and info lines a user sees.

@@ -2,8 +2,10 @@
 // this test writes, with real libcdio and paranoia. The files and the checksum lines are
 // checked against the image's own samples and against checksums computed here from their
 // definitions.
+#include "backends/media/MediaProbe.h"
 #include "tests/cdio/CdImages.h"
 #include "tests/cli/CliProcess.h"
+#include "tests/media/MediaTestSupport.h"
 
 #include <QRegularExpression>
 #include <QTemporaryDir>
@@ -223,6 +225,19 @@ private Q_SLOTS:
         QVERIFY2(r.exitCode == 0, qPrintable(r.err));
         QCOMPARE(filesIn(out), QStringList{"Track02.wav"});
         QVERIFY(wavSamples(QDir(out).filePath("Track02.wav")) == m_mixed.track(2));
+    }
+
+    // The rip panel's lowest WMA rate, 22, is under what wmav2 takes: the file gets its lowest,
+    // 24 kbit/s, at 44.1 kHz stereo.
+    void wmaAtTheLowestRate() {
+        const QString out = freshFolder();
+        const Run r =
+            rip({"--to", "wma", "--bitrate", "22", "--tracks", "1", "--out", out, m_disc.cue});
+        QVERIFY2(r.exitCode == 0, qPrintable(r.err));
+        QCOMPARE(filesIn(out), QStringList{"Track01.wma"});
+        const MediaFacts facts = probeMediaFile(QDir(out).filePath("Track01.wma"));
+        QCOMPARE(facts.bitRate, qint64(24000));
+        QCOMPARE(std::pair(facts.sampleRate, facts.channels), std::pair(44100, 2));
     }
 
     // A track whose file cannot be written fails alone: named, the others ripped, exit 1.

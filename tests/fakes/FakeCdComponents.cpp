@@ -124,6 +124,11 @@ void FakeHarnTools::rip(const QString& member, qint32 address, const QString& pa
             Qt::QueuedConnection);
 }
 
+void FakeHarnTools::CancelRip() {
+    record(QStringLiteral("CancelRip"));
+    ++m_run; // what the cancelled rip had still to report is dropped
+}
+
 void FakeHarnTools::RipTrackToWav(qint32 address, const QString& path, qint32 track,
                                   qint32 windowHandle) {
     rip(QStringLiteral("RipTrackToWav"), address, path, track, windowHandle);

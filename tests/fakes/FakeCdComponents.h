@@ -10,8 +10,8 @@
 
 // The CD tools over a scripted list of drives and one scripted disc. Rips write nothing: each
 // RipTrackTo... posts the values of progressOnRip to the event loop, as the real rip reports
-// from its worker (a new rip drops those of the last not yet delivered); raiseProgress and
-// raiseFailed emit at once.
+// from its worker (a new rip, or CancelRip, drops those of the last not yet delivered);
+// raiseProgress and raiseFailed emit at once.
 class FakeHarnTools final : public HarnTools, public CallRecorder {
     Q_OBJECT
 public:
@@ -47,6 +47,7 @@ public:
                        qint32 windowHandle) override;
     void RipTrackToWma(qint32 address, const QString& path, qint32 track,
                        qint32 windowHandle) override;
+    void CancelRip() override;
     qint32 CurrentSector() const override;
     qint32 TotalSectors() const override;
 

@@ -182,7 +182,9 @@ private Q_SLOTS:
             return result;
         };
         QCOMPARE(texts(f.form->menuBar()->actions()), QStringList({"File", "Options"}));
-        QCOMPARE(texts(f.child<QMenu>("mnufile")->actions()), QStringList({"Open File"}));
+        // Quit (Ctrl+Q) follows the file menu's own entry.
+        QCOMPARE(texts(f.child<QMenu>("mnufile")->actions()),
+                 QStringList({"Open File", "-", "Quit"}));
         QCOMPARE(texts(f.child<QMenu>("mnuopt")->actions()),
                  QStringList({"Mode", "-", "Convert Mode Options", "Rip Mode Options",
                               "Burn Mode Options"}));
@@ -370,6 +372,77 @@ private Q_SLOTS:
         QCOMPARE(f.log.calls,
                  QStringList({"FilgraphManager.Stop()", "VolumeControl1.Enabled(false)"}));
         QVERIFY(!play->isEnabled());
+    }
+
+    // Closing while a burn, a rip or a conversion runs asks first, by the close button or by
+    // File > Quit (Ctrl+Q): No keeps the window and the job, Yes closes. Idle, it just closes.
+    void closingDuringAJobAsksFirst_data() {
+        QTest::addColumn<QString>("job");
+        QTest::addColumn<bool>("byKeyboard");
+        QTest::addColumn<QString>("question"); // its start; empty: nothing is asked
+        const QStringList jobs{"burn", "rip", "convert", "idle"};
+        const QStringList questions{"A CD is being burnt.", "A CD is being ripped.",
+                                    "Files are being converted.", QString()};
+        for (int i = 0; i < jobs.size(); ++i)
+            for (const bool byKeyboard : {false, true})
+                QTest::addRow("%s, %s", qPrintable(jobs[i]), byKeyboard ? "Ctrl+Q" : "close button")
+                    << jobs[i] << byKeyboard << questions[i];
+    }
+    void closingDuringAJobAsksFirst() {
+        QFETCH(QString, job);
+        QFETCH(bool, byKeyboard);
+        QFETCH(QString, question);
+        Form1Fixture f;
+        f.folderAnswers = {QStringLiteral("/out"), QStringLiteral("/out")};
+        f.load();
+        Form1& form = *f.form;
+        const auto running = [&] {
+            return form.state().burnRunning != False16 ||
+                   form.cdModePanel()->trackInProgress != False16 ||
+                   form.fileModePanel()->converting();
+        };
+        if (job == "burn") {
+            form.Command10_Click();
+            f.child("BurnNowBtn")->click();
+        } else if (job == "rip") {
+            f.child("Command16")->click();
+            f.child<QAction>("mnuoptcdmode4")->trigger();
+            f.child("Command17")->click();
+        } else if (job == "convert") {
+            form.Command8_Click();
+            f.comd->answers << QStringLiteral("/music/a.wav");
+            f.child("Command2")->click();
+            f.child("Command12")->click();
+        }
+        QCOMPARE(running(), job != "idle");
+        QAction* quit = f.child<QAction>("mnufileQuit");
+        QCOMPARE(quit->shortcut(), QKeySequence(Qt::CTRL | Qt::Key_Q));
+        const auto close = [&] {
+            if (!byKeyboard)
+                return form.close();
+            form.activateWindow();
+            [&] { QVERIFY(QTest::qWaitForWindowActive(&form)); }();
+            QTest::keyClick(&form, Qt::Key_Q, Qt::ControlModifier);
+            return !form.isVisible();
+        };
+        f.messageBox->shown.clear();
+        f.messageBox->results = {MessageBox::Result::No};
+        f.log.clear();
+        if (!question.isEmpty()) {
+            QVERIFY(!close());
+            QCOMPARE(f.messageBox->shown.size(), 1);
+            QVERIFY2(f.messageBox->shown[0].prompt.startsWith(question),
+                     qPrintable(f.messageBox->shown[0].prompt));
+            QVERIFY(f.messageBox->shown[0].prompt.endsWith("Close Melvane anyway?"));
+            QCOMPARE(f.messageBox->shown[0].buttons, MessageBox::Buttons::YesNo);
+            QVERIFY(form.isVisible());
+            QVERIFY(running());
+            QVERIFY(!f.log.calls.contains("FilgraphManager.Stop()"));
+            f.messageBox->results = {MessageBox::Result::Yes};
+        }
+        QVERIFY(close());
+        QCOMPARE(f.messageBox->shown.size(), question.isEmpty() ? 0 : 2);
+        QVERIFY(f.log.calls.contains("FilgraphManager.Stop()"));
     }
 
     void operationsForPanelsAndDialogs() {
