@@ -228,8 +228,8 @@ void FrameCDMode::Combo1_Click() {
     releaseDrives();
     lastMciResult = 0;
     const int position = m_ui->Combo1->currentIndex();
-    // Every drive moves the letter list along, so each one is opened by its own letter.
-    if (position >= 0 && position < m_ui->Combo4->count())
+    // Only the first three drives move the letter list along.
+    if (position >= 0 && position <= 2 && position < m_ui->Combo4->count())
         m_ui->Combo4->setCurrentIndex(position);
     currentDriveLetter = m_ui->Combo4->currentText();
     HarnTools& tools = m_context.test;
@@ -264,8 +264,7 @@ void FrameCDMode::updatecd() {
         tools.SelectDrive(address);
         tools.ReadTrackCount(address);
         tracks = state.renamedTracks ? tools.TrackCount() : driveTrackCount;
-    } else if (position >= 1) {
-        // The second drive and every one after it are opened by their letter.
+    } else if (position == 1) {
         alias = QStringLiteral("cd2");
         mci(QStringLiteral("open  ") + currentDriveLetter +
             QStringLiteral(":\\  type cdaudio alias cd2"));

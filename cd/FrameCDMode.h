@@ -115,7 +115,7 @@ private:
     void mci(const QString& command);
     void mci(const QString& command, QString& buffer);
     void releaseDrives();
-    // "cd1" at Combo1 position 0, "cd2" at any later one, empty when no drive is chosen.
+    // "cd1" at Combo1 position 0, "cd2" at position 1, empty anywhere else.
     QString playAlias() const;
     Format checkedFormat() const;
     void setTrackChecks(bool on);

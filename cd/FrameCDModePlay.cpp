@@ -6,11 +6,14 @@
 #include "ui_FrameCDMode.h"
 
 QString FrameCDMode::playAlias() const {
-    const int position = m_ui->Combo1->currentIndex();
-    if (position < 0)
+    switch (m_ui->Combo1->currentIndex()) {
+    case 0:
+        return QStringLiteral("cd1");
+    case 1:
+        return QStringLiteral("cd2");
+    default:
         return {};
-    // updatecd opens the first drive as cd1 and any other by its letter as cd2.
-    return position == 0 ? QStringLiteral("cd1") : QStringLiteral("cd2");
+    }
 }
 
 void FrameCDMode::CmdPlay_Click() {
