@@ -151,9 +151,11 @@ void PlayerStrip::placeEqualizer() {
 void PlayerStrip::hideEvent(QHideEvent* event) {
     QFrame::hideEvent(event);
     // A minimised or closing window keeps the strip in place; only a panel put away (another
-    // mode) leaves nothing on screen to stop the music with.
+    // mode) leaves nothing on screen to stop the music with. Its equaliser goes with it.
     if (!m_graph || isVisibleTo(window()))
         return;
+    if (m_equalizer)
+        m_equalizer->hide();
     try {
         if (m_graph->GetState() == FilgraphManager::State::Running)
             m_graph->Stop();

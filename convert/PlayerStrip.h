@@ -15,7 +15,8 @@ class QTimer;
 // click beside the handle pages by a tenth of the file), elapsed and total time, and the
 // Equalizer button that opens the equaliser window beside the strip. It plays through the main
 // window's filter graph, which exists from start-up to shutdown. Hidden with its panel (another
-// mode), it stops what plays: no control would be left on screen to stop it.
+// mode), it stops what plays, as no control would be left on screen to stop it, and closes the
+// equaliser.
 class PlayerStrip final : public QFrame {
     Q_OBJECT
 public:

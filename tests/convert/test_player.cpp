@@ -120,8 +120,8 @@ private Q_SLOTS:
                  qPrintable(f.log.calls.first()));
     }
 
-    // Another mode hides the panel and with it every control of the player: what plays stops.
-    // A window that is closed or minimised keeps it playing.
+    // Another mode hides the panel and with it every control of the player: what plays stops,
+    // and the equaliser closes. A window that is closed or minimised keeps it playing.
     void leavingThePanelStopsPlayback() {
         QWidget window; // outlives the panel, which leaves it when destroyed
         PlayerFixture f;
@@ -133,9 +133,12 @@ private Q_SLOTS:
         window.show();
         QCOMPARE(f.log.calls, QStringList());
 
+        f.child("equalizerButton")->click();
+        QVERIFY(f.strip->equalizerWindow()->isVisible());
         f.panel.hide();
         QCOMPARE(f.log.calls, QStringList({"FilgraphManager.Stop()"}));
         QCOMPARE(f.child("playButton")->text(), QStringLiteral("Play"));
+        QVERIFY(!f.strip->equalizerWindow()->isVisible());
 
         // Nothing playing, nothing to stop.
         f.log.clear();
