@@ -8,7 +8,11 @@
 #include "ui_PlayerStrip.h"
 
 #include <QFileInfo>
+#include <QHideEvent>
+#include <QScreen>
+#include <QStyle>
 #include <QTimer>
+#include <algorithm>
 
 using ErrorBoundary::guarded;
 using ErrorBoundary::handler;
@@ -17,6 +21,10 @@ namespace {
 
 // The slider counts tenths of a second.
 constexpr double kSteps = 10;
+// A click beside the handle moves by this part of the file.
+constexpr int kPagesPerFile = 10;
+// Room between the strip and the equaliser window.
+constexpr int kEqualizerGap = 8;
 
 QString clock(double seconds) {
     return ConvertSeconds(float(std::max(seconds, 0.0)), true, true, true);
@@ -107,9 +115,54 @@ void PlayerStrip::equalizerButton_Click() {
         return;
     if (!m_equalizer)
         m_equalizer = new EqualizerWindow(*m_graph, this);
+    if (!m_equalizer->isVisible())
+        placeEqualizer();
     m_equalizer->show();
     m_equalizer->raise();
     m_equalizer->activateWindow();
+}
+
+// Above the strip, its right edge under the Equalizer button's, so the player's own buttons
+// stay in view; below the strip when the screen has no room above.
+void PlayerStrip::placeEqualizer() {
+    if (!m_equalizer->testAttribute(Qt::WA_Resized))
+        m_equalizer->adjustSize();
+    QSize frame = m_equalizer->frameGeometry().size();
+    if (frame == m_equalizer->size()) {
+        // Never shown: the window manager's frame is not known yet, so allow for a title bar.
+        const int border = m_equalizer->style()->pixelMetric(QStyle::PM_MdiSubWindowFrameWidth);
+        frame += QSize(2 * border,
+                       m_equalizer->style()->pixelMetric(QStyle::PM_TitleBarHeight) + 2 * border);
+    }
+    const QRect strip(mapToGlobal(QPoint(0, 0)), size());
+    const QScreen* screen = this->screen();
+    const QRect area = screen ? screen->availableGeometry() : QRect();
+    int x = strip.right() + 1 - frame.width();
+    int y = strip.top() - kEqualizerGap - frame.height();
+    if (area.isValid()) {
+        if (y < area.top())
+            y = strip.bottom() + 1 + kEqualizerGap;
+        x = std::clamp(x, area.left(), std::max(area.left(), area.right() + 1 - frame.width()));
+        y = std::clamp(y, area.top(), std::max(area.top(), area.bottom() + 1 - frame.height()));
+    }
+    m_equalizer->move(x, y);
+}
+
+void PlayerStrip::hideEvent(QHideEvent* event) {
+    QFrame::hideEvent(event);
+    // A minimised or closing window keeps the strip in place; only a panel put away (another
+    // mode) leaves nothing on screen to stop the music with. Its equaliser goes with it.
+    if (!m_graph || isVisibleTo(window()))
+        return;
+    if (m_equalizer)
+        m_equalizer->hide();
+    try {
+        if (m_graph->GetState() == FilgraphManager::State::Running)
+            m_graph->Stop();
+    } catch (...) {
+        ErrorBoundary::reportCurrentException();
+    }
+    refresh();
 }
 
 void PlayerStrip::seekToSlider() {
@@ -137,6 +190,7 @@ void PlayerStrip::refresh() {
     if (!m_ui->positionSlider->isSliderDown()) {
         const double elapsed = open ? m_graph->CurrentPosition() : 0;
         m_ui->positionSlider->setRange(0, int(total * kSteps));
+        m_ui->positionSlider->setPageStep(std::max(1, int(total * kSteps) / kPagesPerFile));
         m_ui->positionSlider->setValue(int(elapsed * kSteps));
         showTime(elapsed);
     }

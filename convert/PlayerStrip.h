@@ -11,9 +11,12 @@ class EqualizerWindow;
 class FilgraphManager;
 class QTimer;
 
-// The file player under the conversion list: play/pause, stop, the position (drag to move),
-// elapsed and total time, and the Equalizer button that opens the equaliser window. It plays
-// through the main window's filter graph, which exists from start-up to shutdown.
+// The file player under the conversion list: play/pause, stop, the position (drag to move, a
+// click beside the handle pages by a tenth of the file), elapsed and total time, and the
+// Equalizer button that opens the equaliser window beside the strip. It plays through the main
+// window's filter graph, which exists from start-up to shutdown. Hidden with its panel (another
+// mode), it stops what plays, as no control would be left on screen to stop it, and closes the
+// equaliser.
 class PlayerStrip final : public QFrame {
     Q_OBJECT
 public:
@@ -37,7 +40,11 @@ Q_SIGNALS:
     // Play was pressed with no file opened yet: the owner picks one and calls play().
     void fileWanted();
 
+protected:
+    void hideEvent(QHideEvent* event) override;
+
 private:
+    void placeEqualizer();
     void refresh();
     void seekToSlider();
     void showTime(double elapsed);

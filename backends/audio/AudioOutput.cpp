@@ -21,6 +21,7 @@ namespace {
 constexpr int kAheadMilliseconds = 500;
 constexpr qint64 kChunkFrames = 2048;
 constexpr int kDrainPollMilliseconds = 50;
+constexpr int kStallPollMilliseconds = 250;
 
 QAudioFormat audioFormat(const PcmFormat& pcm) {
     QAudioFormat format;
@@ -99,9 +100,12 @@ private:
     qint64 m_pulled = 0;
 };
 
-AudioOutput::AudioOutput(QObject* parent) : QObject(parent), m_drainTimer(new QTimer(this)) {
+AudioOutput::AudioOutput(QObject* parent)
+    : QObject(parent), m_drainTimer(new QTimer(this)), m_stallTimer(new QTimer(this)) {
     m_drainTimer->setInterval(kDrainPollMilliseconds);
     connect(m_drainTimer, &QTimer::timeout, this, &AudioOutput::checkDrained);
+    m_stallTimer->setInterval(kStallPollMilliseconds);
+    connect(m_stallTimer, &QTimer::timeout, this, &AudioOutput::checkStalled);
 }
 
 AudioOutput::~AudioOutput() {
@@ -144,6 +148,7 @@ void AudioOutput::start() {
     if (m_state == State::Paused) {
         m_sink->resume();
         m_state = State::Playing;
+        watchForStalls();
         return;
     }
     if (m_state == State::Playing)
@@ -179,6 +184,7 @@ void AudioOutput::play(std::unique_ptr<PcmSource> source) {
         teardown();
         throw Error(QStringLiteral("Cannot play: the audio output refused to start."));
     }
+    watchForStalls();
 }
 
 void AudioOutput::pause() {
@@ -186,6 +192,7 @@ void AudioOutput::pause() {
         return;
     m_sink->suspend();
     m_state = State::Paused;
+    m_stallTimer->stop();
 }
 
 void AudioOutput::stop() {
@@ -227,6 +234,7 @@ double AudioOutput::duration() const {
 
 void AudioOutput::teardown() {
     m_drainTimer->stop();
+    m_stallTimer->stop();
     if (m_sink) {
         // Kept a while: teardown may run inside the sink's own stateChanged.
         m_sink->disconnect(this);
@@ -269,6 +277,32 @@ void AudioOutput::checkDrained() {
     teardown();
     m_position = 0;
     Q_EMIT finished();
+}
+
+void AudioOutput::watchForStalls() {
+    m_lastProcessed = -1;
+    m_sinceProgress.start();
+    m_stallTimer->start();
+}
+
+// A device that takes no sound while it has some waiting is stalled; one that waits for the
+// source (a slow disc, a busy machine) has nothing to play and is not.
+void AudioOutput::checkStalled() {
+    if (!m_sink || !m_device || m_state != State::Playing)
+        return;
+    const qint64 processed = m_sink->processedUSecs();
+    const qint64 pulled = m_device->pulledBytes() / m_format.bytesPerFrame();
+    const bool hasSound =
+        m_pipe->queuedBytes() > 0 || playedFrames() + m_format.sampleRate / 100 < pulled;
+    if (processed != m_lastProcessed || !hasSound) {
+        m_lastProcessed = processed;
+        m_sinceProgress.start();
+        return;
+    }
+    if (m_sinceProgress.elapsed() >= StallLimit)
+        fail(QStringLiteral("Cannot play: the audio output has played nothing for %1 seconds; "
+                            "its device may have been removed or switched off.")
+                 .arg(StallLimit / 1000));
 }
 
 void AudioOutput::fail(const QString& message) {

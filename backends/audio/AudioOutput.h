@@ -2,6 +2,7 @@
 
 #include "backends/media/PcmSource.h"
 
+#include <QElapsedTimer>
 #include <QObject>
 #include <QString>
 #include <functional>
@@ -27,12 +28,18 @@ class PipeDevice;
 // once at once and again for each start after a stop and each seek, which then moves the new
 // source to the position through its Seekable capability.
 //
+// An output that stops taking sound while it has some to play (its device removed or
+// suspended, the sound server hung) ends playback with failed() after StallLimit.
+//
 // All methods are called on the object's thread; none waits for the worker.
 class AudioOutput final : public QObject {
     Q_OBJECT
 public:
     enum class State { Stopped, Playing, Paused };
     using SourceFactory = std::function<std::unique_ptr<PcmSource>()>;
+
+    // How long the device may hold its position while it has sound to play.
+    static constexpr int StallLimit = 5000; // ms
 
     explicit AudioOutput(QObject* parent = nullptr);
     ~AudioOutput() override;
@@ -77,6 +84,8 @@ private:
     void teardown();
     void onSinkState();
     void checkDrained();
+    void checkStalled();
+    void watchForStalls();
     void fail(const QString& message);
     qint64 playedFrames() const;
 
@@ -97,4 +106,8 @@ private:
     // Stopped sinks, deleted when no signal of theirs can be running.
     std::vector<std::unique_ptr<QAudioSink>> m_retired;
     QTimer* m_drainTimer = nullptr;
+    // Watches the device's position while playing.
+    QTimer* m_stallTimer = nullptr;
+    qint64 m_lastProcessed = -1;
+    QElapsedTimer m_sinceProgress;
 };

@@ -65,18 +65,50 @@ quint32 MixerDevices::mixerOpen(Handle& handle, quint32 device) {
         return Failed;
     }
     const Handle opened = m_nextHandle++;
-    AlsaMixer* alsa = open.mixer.get();
-    for (int fd : alsa->pollDescriptors()) {
-        auto notifier = std::make_unique<QSocketNotifier>(fd, QSocketNotifier::Read);
-        connect(notifier.get(), &QSocketNotifier::activated, this, [this, alsa, opened] {
-            if (alsa->handleEvents())
-                Q_EMIT ControlChanged(opened);
-        });
-        open.notifiers.push_back(std::move(notifier));
-    }
+    watch(opened, open);
     m_open.emplace(opened, std::move(open));
     handle = opened;
     return NoError;
+}
+
+void MixerDevices::watch(Handle handle, Open& open) {
+    AlsaMixer* alsa = open.mixer.get();
+    for (int fd : alsa->pollDescriptors()) {
+        auto notifier = std::make_unique<QSocketNotifier>(fd, QSocketNotifier::Read);
+        connect(notifier.get(), &QSocketNotifier::activated, this, [this, alsa, handle] {
+            if (alsa->handleEvents())
+                Q_EMIT ControlChanged(handle);
+        });
+        open.notifiers.push_back(std::move(notifier));
+    }
+    open.age.start();
+}
+
+// A notifier may be the very one whose signal led here: it goes when that returns.
+void MixerDevices::release(Open& open) {
+    for (auto& notifier : open.notifiers) {
+        notifier->setEnabled(false);
+        notifier.release()->deleteLater();
+    }
+    open.notifiers.clear();
+}
+
+void MixerDevices::freshen(Handle handle) {
+    const auto it = m_open.find(handle);
+    if (it == m_open.end() || it->second.mixer->device() != QLatin1String("default") ||
+        it->second.age.elapsed() < ReopenAfter)
+        return;
+    Open fresh;
+    try {
+        fresh.mixer = std::make_unique<AlsaMixer>(it->second.mixer->device());
+    } catch (const Error&) {
+        // The server went away for a moment: the old one serves until the next try.
+        it->second.age.start();
+        return;
+    }
+    release(it->second);
+    watch(handle, fresh);
+    it->second = std::move(fresh);
 }
 
 quint32 MixerDevices::mixerGetLineInfo(Handle handle, quint32 componentType, Line& line) {
@@ -117,6 +149,7 @@ quint32 MixerDevices::mixerGetLineControls(Handle handle, quint32 lineId, quint3
 }
 
 quint32 MixerDevices::find(Handle handle, quint32 controlId, AlsaMixer*& alsa, ControlRef& ref) {
+    freshen(handle);
     alsa = mixer(handle);
     if (!alsa)
         return InvalidHandle;
@@ -155,11 +188,7 @@ quint32 MixerDevices::mixerClose(Handle handle) {
     const auto it = m_open.find(handle);
     if (it == m_open.end())
         return InvalidHandle;
-    // A notifier may be the very one whose signal led here: let it go when that returns.
-    for (auto& notifier : it->second.notifiers) {
-        notifier->setEnabled(false);
-        notifier.release()->deleteLater();
-    }
+    release(it->second);
     m_open.erase(it);
     return NoError;
 }

@@ -13,8 +13,10 @@
 
 #include <QLabel>
 #include <QPushButton>
+#include <QScreen>
 #include <QSlider>
 #include <QTest>
+#include <QVBoxLayout>
 
 namespace {
 
@@ -105,11 +107,77 @@ private Q_SLOTS:
         slider->setSliderDown(false);
         QCOMPARE(f.log.calls, QStringList({"FilgraphManager.setCurrentPosition(123.4)"}));
         QCOMPARE(f.text("elapsedLabel"), QStringLiteral("02:03"));
-        // A click beside the handle moves at once.
+        // A click beside the handle moves at once, by a tenth of the file (200 s long).
         f.log.clear();
         slider->triggerAction(QAbstractSlider::SliderPageStepAdd);
         QTRY_COMPARE(f.log.calls.size(), 1);
-        QVERIFY(f.log.calls.first().startsWith("FilgraphManager.setCurrentPosition(124.4"));
+        QVERIFY2(f.log.calls.first().startsWith("FilgraphManager.setCurrentPosition(143.4"),
+                 qPrintable(f.log.calls.first()));
+        f.log.clear();
+        slider->triggerAction(QAbstractSlider::SliderPageStepSub);
+        QTRY_COMPARE(f.log.calls.size(), 1);
+        QVERIFY2(f.log.calls.first().startsWith("FilgraphManager.setCurrentPosition(123.4"),
+                 qPrintable(f.log.calls.first()));
+    }
+
+    // Another mode hides the panel and with it every control of the player: what plays stops,
+    // and the equaliser closes. A window that is closed or minimised keeps it playing.
+    void leavingThePanelStopsPlayback() {
+        QWidget window; // outlives the panel, which leaves it when destroyed
+        PlayerFixture f;
+        f.panel.setParent(&window);
+        window.show();
+        f.doubleClick(1);
+        f.log.clear();
+        window.hide();
+        window.show();
+        QCOMPARE(f.log.calls, QStringList());
+
+        f.child("equalizerButton")->click();
+        QVERIFY(f.strip->equalizerWindow()->isVisible());
+        f.panel.hide();
+        QCOMPARE(f.log.calls, QStringList({"FilgraphManager.Stop()"}));
+        QCOMPARE(f.child("playButton")->text(), QStringLiteral("Play"));
+        QVERIFY(!f.strip->equalizerWindow()->isVisible());
+
+        // Nothing playing, nothing to stop.
+        f.log.clear();
+        f.panel.show();
+        f.panel.hide();
+        QCOMPARE(f.log.calls, QStringList());
+    }
+
+    // The equaliser window leaves the strip's buttons in view, wherever the window stands.
+    void theEqualizerOpensBesideTheStrip_data() {
+        QTest::addColumn<QRect>("window");
+        QTest::newRow("room above the strip") << QRect(100, 150, 640, 480);
+        QTest::newRow("window at the top of the screen") << QRect(0, 0, 640, 300);
+    }
+    void theEqualizerOpensBesideTheStrip() {
+        QFETCH(QRect, window);
+        QWidget host;
+        PlayerFixture f;
+        host.setGeometry(window);
+        auto* layout = new QVBoxLayout(&host);
+        layout->addWidget(&f.panel);
+        host.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&host));
+        f.doubleClick(1);
+        f.child("equalizerButton")->click();
+        EqualizerWindow* equalizer = f.strip->equalizerWindow();
+        QVERIFY(QTest::qWaitForWindowExposed(equalizer));
+        const QRect strip(f.strip->mapToGlobal(QPoint(0, 0)), f.strip->size());
+        QVERIFY2(!equalizer->frameGeometry().intersects(strip),
+                 qPrintable(QStringLiteral("equaliser at %1,%2 %3x%4, strip at %5,%6 %7x%8")
+                                .arg(equalizer->frameGeometry().x())
+                                .arg(equalizer->frameGeometry().y())
+                                .arg(equalizer->width())
+                                .arg(equalizer->height())
+                                .arg(strip.x())
+                                .arg(strip.y())
+                                .arg(strip.width())
+                                .arg(strip.height())));
+        QVERIFY(equalizer->screen()->availableGeometry().contains(equalizer->frameGeometry()));
     }
 
     void playingNeedsAFileAndErrorsAreReported() {
