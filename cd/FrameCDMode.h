@@ -5,6 +5,7 @@
 
 #include <QStringList>
 #include <memory>
+#include <optional>
 
 namespace Ui {
 class FrameCDMode;
@@ -120,6 +121,11 @@ private:
     Format checkedFormat() const;
     void setTrackChecks(bool on);
     void endTrack();
+    // A rip with no destination asks for one; false when the user cancelled.
+    bool ensureDestination();
+    // Starts the rip of track n to path; an existing file there is replaced only when the
+    // user says so. False when the user skipped the track.
+    bool startRip(qint32 n, const QString& path);
 
     CDContext m_context;
     std::unique_ptr<Ui::FrameCDMode> m_ui;
@@ -127,4 +133,6 @@ private:
     QString m_trackBuffer;
     QString m_totalBuffer;
     QString m_presentBuffer;
+    // The answer "for all files of this job" to the replace question: replace, or skip.
+    std::optional<bool> m_replaceAll;
 };
