@@ -241,6 +241,27 @@ private Q_SLOTS:
                  QStringList({checksumLine(m_disc, 1, 3), checksumLine(m_disc, 3, 3)}));
     }
 
+    // A track whose file exists fails and the file is kept; --overwrite replaces it.
+    void existingFilesNeedOverwrite() {
+        const QString out = freshFolder();
+        const QString older = QDir(out).filePath("Track02.wav");
+        {
+            QFile file(older);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write("older");
+        }
+        Run r = rip({"--to", "wav", "--out", out, m_disc.cue});
+        QCOMPARE(r.exitCode, 1);
+        QVERIFY2(r.err.contains("track 2 failed: Cannot write " + older +
+                                ": a file of that name exists already (--overwrite replaces it)"),
+                 qPrintable(r.err));
+        QCOMPARE(QFileInfo(older).size(), 5);
+        QVERIFY(wavSamples(QDir(out).filePath("Track03.wav")) == m_disc.track(3));
+        r = rip({"--to", "wav", "--overwrite", "--tracks", "2", "--out", out, m_disc.cue});
+        QVERIFY2(r.exitCode == 0, qPrintable(r.err));
+        QVERIFY(wavSamples(older) == m_disc.track(2));
+    }
+
     // SIGINT while the first quarter is out: the process ends with 128 + 2 and no file at all.
     void interruptLeavesNoFile() {
         const TestImage image =
