@@ -334,6 +334,10 @@ void FrameFileMode::Command12_Click() {
         throw Error(QStringLiteral("Choose an output folder first"));
     }
     rowCount = lv.Count();
+    // The line names the file from the start, also while the user is asked about its output.
+    m_currentFile = ConvertRules::fileNameOf(lv.Text(currentRow));
+    m_ui->prog->setValue(0);
+    m_ui->convertStatus->setText(QStringLiteral("Converting %1").arg(m_currentFile));
     try {
         bool started = false;
         try {
@@ -356,10 +360,7 @@ void FrameFileMode::Command12_Click() {
     }
     m_running = true;
     m_orphaned = false;
-    m_currentFile = ConvertRules::fileNameOf(lv.Text(currentRow));
     m_fileClock.start();
-    m_ui->prog->setValue(0);
-    showProgress(0);
 }
 
 bool FrameFileMode::startCurrentRow(bool replace) {
