@@ -6,7 +6,6 @@
 #include "tests/cli/CliProcess.h"
 #include "tests/media/MediaTestSupport.h"
 
-#include <QCryptographicHash>
 #include <QDeadlineTimer>
 #include <QProcess>
 #include <QSignalSpy>
@@ -216,75 +215,6 @@ private Q_SLOTS:
         QVERIFY2(r.out.endsWith(QString::fromUtf8("caf\uFFFD.wav\tWAV\t00:01\t") +
                                 sizeText(m_second) + "\n"),
                  qPrintable(r.out));
-    }
-
-    // An output that exists is kept unless --overwrite is given; a file of the batch is never
-    // written over, --overwrite or not.
-    void existingOutputsNeedOverwrite() {
-        const QString out = freshFolder(QStringLiteral("existing"));
-        const QString older = out + "/tone.mp3";
-        writeBytes(older, "older");
-        Run r = run({"convert", "--to", "mp3", "--out", out, m_tone});
-        QCOMPARE(r.exitCode, 1);
-        QVERIFY2(r.err.contains("  " + m_tone + ": Cannot write " + older +
-                                ": a file of that name exists already (--overwrite replaces it)"),
-                 qPrintable(r.err));
-        QCOMPARE(fileState(older).first,
-                 QCryptographicHash::hash("older", QCryptographicHash::Sha1));
-        r = run({"convert", "--to", "mp3", "--overwrite", "--out", out, m_tone});
-        QCOMPARE(r.exitCode, 0);
-        QCOMPARE(probeMediaFile(older).codecName, QStringLiteral("mp3"));
-
-        // song.wav would become song.mp3, which is in the batch itself.
-        const QString song = out + "/song.wav";
-        const QString mine = out + "/song.mp3";
-        QVERIFY(QFile::copy(m_second, song));
-        writeBytes(mine, "mine");
-        r = run({"convert", "--to", "mp3", "--overwrite", "--out", out, song, mine});
-        QCOMPARE(r.exitCode, 1);
-        QVERIFY2(r.err.contains("  " + song + ": Cannot write " + mine +
-                                ": it is one of the files being converted"),
-                 qPrintable(r.err));
-        QCOMPARE(fileState(mine).first, QCryptographicHash::hash("mine", QCryptographicHash::Sha1));
-        QCOMPARE(folderEntries(out), QStringList({"song.mp3", "song.wav", "tone.mp3"}));
-    }
-
-    // Names with control characters reach the terminal escaped: no escape sequence, no
-    // carriage return or line feed of theirs, and info keeps one line per file.
-    void controlCharactersAreEscaped() {
-        const QString out = freshFolder(QStringLiteral("controls"));
-        const QString name = QStringLiteral("a\x1b]0;title\x07\r\nb\tc.wav");
-        const QString shown = QStringLiteral("a\\x1b]0;title\\x07\\r\\nb\\tc.wav");
-        const QString source = freshFolder(QStringLiteral("controls-in")) + u'/' + name;
-        QVERIFY(QFile::copy(m_second, source));
-        const QString gone = path(QStringLiteral("gone\x1b[31m.wav"));
-        Run r = run({"info", source, gone});
-        QCOMPARE(r.exitCode, 1);
-        QCOMPARE(r.out.count(u'\n'), 1);
-        QVERIFY2(r.out.startsWith(path("controls-in/") + shown + "\tWAV\t00:01\t"),
-                 qPrintable(r.out));
-        QVERIFY2(r.err.contains("gone\\x1b[31m.wav"), qPrintable(r.err));
-        r = run({"convert", "--to", "mp3", "--out", out, source, gone});
-        QCOMPARE(r.exitCode, 1);
-        QVERIFY2(r.out.contains(shown + " -> ") && r.err.contains("gone\\x1b[31m.wav"),
-                 qPrintable(r.out + r.err));
-        for (const QString& text : {r.out, r.err})
-            QVERIFY(!text.contains(u'\x1b') && !text.contains(u'\r') && !text.contains(u'\x07'));
-        QCOMPARE(folderEntries(out).size(), 1);
-    }
-
-    // Under nohup (SIGHUP ignored from the start) a hang-up does not stop the job.
-    void anIgnoredHangUpStaysIgnored() {
-        const QString out = freshFolder(QStringLiteral("nohup"));
-        QProcess process;
-        QVERIFY(startLong(process,
-                          {"-c", R"(trap '' HUP; exec "$0" "$@")", QStringLiteral(MELVANE_CLI),
-                           "convert", "--to", "mp3", "--out", out, m_long},
-                          "bash"));
-        QCOMPARE(::kill(pid_t(process.processId()), SIGHUP), 0);
-        const Run r = finish(process);
-        QCOMPARE(r.exitCode, 0);
-        QCOMPARE(folderEntries(out), QStringList{"long.mp3"});
     }
 
     void usageErrors_data() {

@@ -262,6 +262,25 @@ private Q_SLOTS:
         QVERIFY(wavSamples(older) == m_disc.track(2));
     }
 
+    // A sheet's name reaches the terminal with its control characters escaped, in the drive's
+    // description of toc and rip alike.
+    void sheetNamesAreEscaped() {
+        const QString name = QStringLiteral("odd\x1b]0;title\x07"
+                                            "disc");
+        const TestImage image =
+            writeImage(m_dir.path(), name, {{QStringLiteral("AUDIO"), 588 * 10}}, 8);
+        QProcess process;
+        process.start(QStringLiteral(MELVANE_CLI), {"toc", image.cue});
+        const Run toc = finish(process);
+        QVERIFY2(toc.exitCode == 0, qPrintable(toc.err));
+        QVERIFY2(toc.out.contains("Image odd\\x1b]0;title\\x07disc"), qPrintable(toc.out));
+        const Run ripped = rip({"--to", "wav", "--out", freshFolder(), image.cue});
+        QVERIFY2(ripped.exitCode == 0, qPrintable(ripped.err));
+        QVERIFY2(ripped.out.contains("\\x1b]0;title\\x07disc"), qPrintable(ripped.out));
+        for (const QString& text : {toc.out, toc.err, ripped.out, ripped.err})
+            QVERIFY(!text.contains(u'\x1b') && !text.contains(u'\x07'));
+    }
+
     // SIGINT while the first quarter is out: the process ends with 128 + 2 and no file at all.
     void interruptLeavesNoFile() {
         const TestImage image =
