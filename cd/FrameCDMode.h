@@ -5,6 +5,7 @@
 
 #include <QStringList>
 #include <memory>
+#include <optional>
 
 namespace Ui {
 class FrameCDMode;
@@ -122,6 +123,11 @@ private:
     void endTrack();
     // Eject during a rip: the rip stops, nothing of it is kept, the panel is idle.
     void cancelRip();
+    // A rip with no destination asks for one; false when the user cancelled.
+    bool ensureDestination();
+    // Starts the rip of track n to path; an existing file there is replaced only when the
+    // user says so. False when the user skipped the track.
+    bool startRip(qint32 n, const QString& path);
 
     CDContext m_context;
     std::unique_ptr<Ui::FrameCDMode> m_ui;
@@ -129,4 +135,6 @@ private:
     QString m_trackBuffer;
     QString m_totalBuffer;
     QString m_presentBuffer;
+    // The answer "for all files of this job" to the replace question: replace, or skip.
+    std::optional<bool> m_replaceAll;
 };

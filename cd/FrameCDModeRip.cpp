@@ -4,7 +4,9 @@
 #include "cd/RipRules.h"
 #include "cd/TrackRename.h"
 #include "components/Checked.h"
+#include "components/Error.h"
 #include "components/HarnTools.h"
+#include "components/MessageBox.h"
 #include "shell/common/ErrorBoundary.h"
 #include "shell/common/MainWindow.h"
 #include "shell/common/SharedState.h"
@@ -96,6 +98,9 @@ void FrameCDMode::Command17_Click() {
     for (qint32 row = 1; row <= list.Count(); ++row)
         if (list.Checked(row))
             ++checkedRows;
+    // Never into the root folder for want of a destination: one is asked for first.
+    if (checkedRows != 0 && !ensureDestination())
+        return;
     SharedState& state = m_context.state;
     if (state.newJob) {
         totalTracks = checkedRows;
@@ -103,8 +108,10 @@ void FrameCDMode::Command17_Click() {
         m_ui->tprog->setValue(0);
         state.newJob = False16;
     }
-    if (checkedRows == 0)
+    if (checkedRows == 0) {
+        m_replaceAll.reset();
         return;
+    }
     m_ui->prgTrack->setValue(0);
     qint32 n = 1;
     while (!list.Checked(n))
@@ -119,11 +126,8 @@ void FrameCDMode::Command17_Click() {
     addStatus(QStringLiteral("Now Ripping Track") + ripTrackNumber);
     trackInProgress = True16;
 
-    HarnTools& tools = m_context.test;
-    const Format format = checkedFormat();
-    if (format == Format::Mp3)
-        tools.setMp3Option(0);
-    const QString extension = QLatin1String(kFormats[int(format)].extension);
+    const QString extension = QLatin1String(kFormats[int(checkedFormat())].extension);
+    bool started = false;
     try {
         QString path;
         if (!m_ui->Check1->isChecked()) {
@@ -133,9 +137,48 @@ void FrameCDMode::Command17_Click() {
             path = state.prevFolder + u'/' + list.SubItem(n, 1) + extension;
         }
         Timer1->start();
-        const qint32 address = selectedDriveAddress();
-        // The tools' handle argument is unused; ours is passed as the program always did.
-        const auto handle = qint32(quintptr(window()->effectiveWinId()));
+        started = startRip(n, path);
+    } catch (...) {
+        // A rip refused at the start ends the track as a failure later would.
+        endTrack();
+        m_replaceAll.reset();
+        throw;
+    }
+    if (started)
+        return;
+    // Skipped: the file there is kept, the track counts as done, and the job goes on.
+    endTrack();
+    addStatus(QStringLiteral("Skipped Track") + ripTrackNumber +
+              QStringLiteral(": the file exists"));
+    tracksDone = checked::add32(tracksDone, 1);
+    if (totalTracks != 0)
+        m_ui->tprog->setValue(double(tracksDone) / double(totalTracks) * 100);
+    list.setChecked(n, false);
+    Command17_Click();
+}
+
+bool FrameCDMode::ensureDestination() {
+    const bool named = m_ui->Check1->isChecked();
+    const auto missing = [&] {
+        return named ? m_context.state.prevFolder.isEmpty()
+                     : m_ui->txtFilename->text().trimmed().isEmpty();
+    };
+    if (!missing())
+        return true;
+    Command16_Click();
+    return !missing();
+}
+
+bool FrameCDMode::startRip(qint32 n, const QString& path) {
+    HarnTools& tools = m_context.test;
+    const qint32 address = selectedDriveAddress();
+    // The tools' handle argument is unused; ours is passed as the program always did.
+    const auto handle = qint32(quintptr(window()->effectiveWinId()));
+    const auto rip = [&](bool replace) {
+        const Format format = checkedFormat();
+        if (format == Format::Mp3)
+            tools.setMp3Option(0);
+        tools.setOverwrite({replace, {}});
         switch (format) {
         case Format::Wma:
             tools.RipTrackToWma(address, path, n, handle);
@@ -147,11 +190,29 @@ void FrameCDMode::Command17_Click() {
             tools.RipTrackToWav(address, path, n, handle);
             break;
         }
-    } catch (...) {
-        // A rip refused at the start ends the track as a failure later would.
-        endTrack();
-        throw;
+    };
+    try {
+        rip(m_replaceAll.value_or(false));
+        return true;
+    } catch (const OutputExistsError&) {
     }
+    bool replace = false;
+    if (m_replaceAll) {
+        replace = *m_replaceAll;
+    } else {
+        const MessageBox::ReplaceAnswer answer = m_context.messageBox.AskReplace(
+            QStringLiteral("%1 exists already.\n\nReplace it with track %2 of the disc, or skip "
+                           "this track?")
+                .arg(path)
+                .arg(n));
+        if (answer.forAll)
+            m_replaceAll = answer.replace;
+        replace = answer.replace;
+    }
+    if (!replace)
+        return false;
+    rip(true);
+    return true;
 }
 
 void FrameCDMode::Timer1_Timer() {
@@ -205,6 +266,7 @@ void FrameCDMode::test_RipProgress(double percent) {
 void FrameCDMode::test_Failed(const QString& message) {
     // The job stops here: the track stays checked, so the next press of Rip tries it again.
     endTrack();
+    m_replaceAll.reset();
     ErrorBoundary::report(message);
 }
 

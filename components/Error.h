@@ -26,6 +26,17 @@ public:
         : Error(QStringLiteral("Index out of bounds: ") + what) {}
 };
 
+// An output that would replace an existing file without the user's consent (see OverwriteRule):
+// nothing was written. path is the file that exists.
+class OutputExistsError : public Error {
+public:
+    OutputExistsError(const QString& path, const QString& message) : Error(message), m_path(path) {}
+    QString path() const { return m_path; }
+
+private:
+    QString m_path;
+};
+
 // A calculation produced something that is not a finite number.
 class FloatError : public Error {
 public:

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "components/OverwriteRule.h"
+
 #include <QObject>
 #include <QString>
 
@@ -85,6 +87,10 @@ public:
     // for it (no RipProgress, no Failed), unless the file was already complete and in place;
     // then its 100 still comes.
     virtual void CancelRip() = 0;
+    // What the rips do about a file already at their path (see OverwriteRule); by default they
+    // refuse with OutputExistsError.
+    virtual void setOverwrite(const OverwriteRule& rule) = 0;
+    virtual OverwriteRule Overwrite() const = 0;
     // Sectors of the running rip's track read so far, and the track's length in sectors.
     virtual qint32 CurrentSector() const = 0;
     virtual qint32 TotalSectors() const = 0;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "components/OverwriteRule.h"
+
 #include <QObject>
 #include <QString>
 
@@ -22,6 +24,10 @@ public:
     virtual QString OutputFile() const = 0;
     // Raises Error at once when the input cannot be decoded or the output folder not written.
     virtual void Encode() = 0;
+    // What Encode does about a file already at the output (see OverwriteRule); by default
+    // it refuses with OutputExistsError.
+    virtual void setOverwrite(const OverwriteRule& rule) = 0;
+    virtual OverwriteRule Overwrite() const = 0;
     // Stops a running file; its partial output is removed and no 100 follows.
     virtual void Cancel() = 0;
 

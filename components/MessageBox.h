@@ -13,4 +13,12 @@ public:
     // An empty title gives the program's default title, "Melvane".
     virtual Result MsgBox(const QString& prompt, Buttons buttons = Buttons::OkOnly,
                           Icon icon = Icon::None, const QString& title = {}) = 0;
+
+    // The question before an existing file is written over: Replace or Skip, and whether that
+    // answer holds for every further file of the running job. Closing the box skips.
+    struct ReplaceAnswer {
+        bool replace = false;
+        bool forAll = false;
+    };
+    virtual ReplaceAnswer AskReplace(const QString& prompt, const QString& title = {}) = 0;
 };

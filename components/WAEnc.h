@@ -1,5 +1,7 @@
 #pragma once
 
+#include "components/OverwriteRule.h"
+
 #include <QObject>
 #include <QString>
 
@@ -20,6 +22,10 @@ public:
     virtual void setBitrate(double bitsPerSecond) = 0;
     virtual double Bitrate() const = 0;
     virtual void Encode(const QString& input, const QString& output) = 0;
+    // What Encode does about a file already at the output (see OverwriteRule); by default
+    // it refuses with OutputExistsError.
+    virtual void setOverwrite(const OverwriteRule& rule) = 0;
+    virtual OverwriteRule Overwrite() const = 0;
     virtual void Cancel() = 0;
 
 Q_SIGNALS:

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "components/OverwriteRule.h"
+
 #include <QObject>
 #include <QString>
 
@@ -13,6 +15,10 @@ public:
     virtual void setOutputFile(const QString& path) = 0;
     virtual QString OutputFile() const = 0;
     virtual void Decode() = 0;
+    // What Decode does about a file already at the output (see OverwriteRule); by default
+    // it refuses with OutputExistsError.
+    virtual void setOverwrite(const OverwriteRule& rule) = 0;
+    virtual OverwriteRule Overwrite() const = 0;
     virtual void Cancel() = 0;
 
 Q_SIGNALS:

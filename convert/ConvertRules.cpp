@@ -30,7 +30,7 @@ qsizetype characterOffset(QStringView text, qsizetype count) {
 } // namespace
 
 FileType typeOf(const QString& path) {
-    const QStringView ending = QStringView(path).right(3);
+    const QString ending = path.right(3).toLower();
     if (ending == u"wma")
         return FileType::Wma;
     if (ending == u"mp3")

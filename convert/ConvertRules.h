@@ -10,8 +10,8 @@ namespace ConvertRules {
 
 enum class FileType { Unknown, Wma, Mp3, Wav };
 
-// The type told by the last three characters of the path, compared exactly: "wma", "mp3" or
-// "wav". Anything else, an upper-case ending too, is Unknown.
+// The type told by the last three characters of the path in lower case: "wma", "mp3" or "wav"
+// (SONG.MP3 is an MP3 file). Anything else is Unknown.
 FileType typeOf(const QString& path);
 // "WMA", "MP3" or "WAV"; empty for Unknown.
 QString typeText(FileType type);

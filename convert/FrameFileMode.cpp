@@ -5,6 +5,7 @@
 #include "components/HarnMediaUtils.h"
 #include "components/MDec.h"
 #include "components/MEnc.h"
+#include "components/MessageBox.h"
 #include "components/WAEnc.h"
 #include "components/WaDec.h"
 #include "convert/PlayerStrip.h"
@@ -25,6 +26,18 @@ namespace {
 const QStringList kMp3Bitrates = {"320", "288", "256", "224", "192", "160",
                                   "128", "96",  "80",  "64",  "48",  "32"};
 const QStringList kWmaBitrates = {"320", "256", "192", "160", "128", "96", "80", "64", "48", "32"};
+
+// m:ss, or h:mm:ss from an hour on.
+QString clockText(qint64 seconds) {
+    const auto twoDigits = [](qint64 n) {
+        return QStringLiteral("%1").arg(n, 2, 10, QLatin1Char('0'));
+    };
+    if (seconds < 3600)
+        return QStringLiteral("%1:%2").arg(seconds / 60).arg(twoDigits(seconds % 60));
+    return QStringLiteral("%1:%2:%3")
+        .arg(seconds / 3600)
+        .arg(twoDigits(seconds / 60 % 60), twoDigits(seconds % 60));
+}
 
 } // namespace
 
@@ -113,34 +126,59 @@ void FrameFileMode::connectCodecs() {
     MainWindow& main = m_context.main;
     // Each codec shows its advance on the bar; exactly 100 finishes the file.
     connect(&m_context.mEnc, &MEnc::Progress, this, guarded([this, &main](qint32 percent) {
-        m_ui->prog->setValue(percent);
+        showProgress(percent);
         if (percent == 100)
             main.mp3donenowwhat();
     }));
     connect(&m_context.waEnc, &WAEnc::Progress, this, guarded([this, &main](double percent) {
-        m_ui->prog->setValue(percent);
+        showProgress(percent);
         if (percent == 100.0)
             main.wmadonenowwhat();
     }));
     connect(&m_context.mDec, &MDec::Progress, this, guarded([this, &main](qint32 percent) {
-        m_ui->prog->setValue(percent);
+        showProgress(percent);
         if (percent == 100)
             main.decdonenowwhat();
     }));
     connect(&m_context.waDec, &WaDec::Progress, this, guarded([this, &main](double percent) {
-        m_ui->prog->setValue(percent);
+        showProgress(percent);
         if (percent == 100.0)
             main.decdonenowwhat();
     }));
     // A file that fails on the way sends no 100: the job stops there and the user is told why.
-    const auto failed = [this](const QString& message) {
-        m_converting = false;
-        ErrorBoundary::report(message);
-    };
-    connect(&m_context.mEnc, &MEnc::Failed, this, failed);
-    connect(&m_context.waEnc, &WAEnc::Failed, this, failed);
-    connect(&m_context.mDec, &MDec::Failed, this, failed);
-    connect(&m_context.waDec, &WaDec::Failed, this, failed);
+    connect(&m_context.mEnc, &MEnc::Failed, this, &FrameFileMode::fileFailed);
+    connect(&m_context.waEnc, &WAEnc::Failed, this, &FrameFileMode::fileFailed);
+    connect(&m_context.mDec, &MDec::Failed, this, &FrameFileMode::fileFailed);
+    connect(&m_context.waDec, &WaDec::Failed, this, &FrameFileMode::fileFailed);
+}
+
+// The bar, and under it the file with the time it has left, estimated from its pace so far.
+void FrameFileMode::showProgress(double percent) {
+    m_ui->prog->setValue(percent);
+    if (!m_running || m_currentFile.isEmpty())
+        return;
+    QString line = QStringLiteral("Converting %1").arg(m_currentFile);
+    const qint64 elapsed = m_fileClock.elapsed();
+    if (percent >= 1.0 && percent < 100.0 && elapsed >= 1000) {
+        const auto left = qint64(double(elapsed) * (100.0 - percent) / percent / 1000.0 + 0.5);
+        line += QStringLiteral(": %1 left").arg(clockText(left));
+    }
+    m_ui->convertStatus->setText(line);
+}
+
+void FrameFileMode::fileFailed(const QString& message) {
+    endJob();
+    ErrorBoundary::report(message);
+}
+
+// The job is over, done or not: the bar and the line go back to rest, the answers go.
+void FrameFileMode::endJob() {
+    m_running = false;
+    m_orphaned = false;
+    m_replaceAll.reset();
+    m_currentFile.clear();
+    m_ui->prog->setValue(0);
+    m_ui->convertStatus->clear();
 }
 
 void FrameFileMode::enterFileMode() {
@@ -177,6 +215,8 @@ void FrameFileMode::selectTarget(Target target) {
     }
 
     m_ui->LV->Clear();
+    // A file already with a codec runs on; its completion finds the list gone.
+    m_orphaned = m_running;
     if (target == Target::Wav) {
         m_ui->Combo5->setEnabled(false);
     } else {
@@ -268,6 +308,14 @@ QString FrameFileMode::outputPath(const QString& extension) const {
            ConvertRules::outputName(currentName, extension);
 }
 
+qint32 FrameFileMode::firstCheckedRow() const {
+    const ReportList& lv = *m_ui->LV;
+    for (qint32 row = 1; row <= lv.Count(); ++row)
+        if (lv.Checked(row))
+            return row;
+    return 0;
+}
+
 void FrameFileMode::Command12_Click() {
     ReportList& lv = *m_ui->LV;
     for (convertIndex = 1; convertIndex <= lv.Count(); ++convertIndex) {
@@ -275,66 +323,128 @@ void FrameFileMode::Command12_Click() {
             break;
     }
     currentRow = convertIndex;
-    m_converting = false;
-    // With nothing checked this asks for a row past the end and the list raises its index error.
+    if (currentRow > lv.Count()) {
+        endJob();
+        throw Error(QStringLiteral("There is nothing to convert: add files and check them"));
+    }
     currentName = ConvertRules::cutName(ConvertRules::fileNameOf(lv.Text(currentRow)));
     // Without a folder the outputs would land in the root folder.
-    if (m_ui->Text5->text().trimmed().isEmpty())
+    if (m_ui->Text5->text().trimmed().isEmpty()) {
+        endJob();
         throw Error(QStringLiteral("Choose an output folder first"));
+    }
+    rowCount = lv.Count();
+    // The line names the file from the start, also while the user is asked about its output.
+    m_currentFile = ConvertRules::fileNameOf(lv.Text(currentRow));
+    m_ui->prog->setValue(0);
+    m_ui->convertStatus->setText(QStringLiteral("Converting %1").arg(m_currentFile));
+    try {
+        bool started = false;
+        try {
+            started = startCurrentRow(m_replaceAll.value_or(false));
+        } catch (const OutputExistsError& e) {
+            if (!mayReplace(e.path())) {
+                skipCurrentRow();
+                return;
+            }
+            started = startCurrentRow(true);
+        }
+        if (!started) {
+            endJob();
+            return;
+        }
+    } catch (...) {
+        // A file refused at its start ends the job as a failure later would.
+        endJob();
+        throw;
+    }
+    m_running = true;
+    m_orphaned = false;
+    m_fileClock.start();
+}
 
+bool FrameFileMode::startCurrentRow(bool replace) {
+    ReportList& lv = *m_ui->LV;
+    // No file of the list is ever written over, whatever the user allows.
+    OverwriteRule rule{replace, {}};
+    for (qint32 row = 1; row <= lv.Count(); ++row)
+        rule.sources << lv.Text(row);
     const double bitrate = m_ui->Combo5->currentText().toDouble() * 1000.0;
     if (mp3Target != False16) {
         MEnc& mEnc = m_context.mEnc;
         mEnc.setBitrate(bitrate);
-        rowCount = lv.Count();
-        if (rowCount == 0)
-            return;
         lv.setSelected(currentRow, true);
         mEnc.setInputFile(lv.Text(currentRow));
         mEnc.setOutputFile(outputPath(QStringLiteral("mp3")));
+        mEnc.setOverwrite(rule);
         mEnc.Encode();
-        m_converting = true;
-    } else if (wmaTarget != False16) {
-        m_context.waEnc.setBitrate(bitrate);
-        rowCount = lv.Count();
-        if (rowCount == 0)
-            return;
-        lv.setSelected(currentRow, true);
-        currentInput = lv.Text(currentRow);
-        m_context.waEnc.Encode(currentInput, outputPath(QStringLiteral("wma")));
-        m_converting = true;
-    } else if (wavTarget != False16) {
-        rowCount = lv.Count();
-        if (rowCount == 0)
-            return;
-        lv.setSelected(currentRow, true);
-        currentInput = lv.Text(currentRow);
-        currentOutput = outputPath(QStringLiteral("wav"));
-        // The decoders are chosen by the exact lower-case ending; any other file starts none.
-        const FileType type = ConvertRules::typeOf(currentInput);
-        if (type == FileType::Wma) {
-            m_context.waDec.setInputFile(currentInput);
-            m_context.waDec.setOutputFile(currentOutput);
-            m_context.waDec.Decode();
-            m_converting = true;
-        } else if (type == FileType::Mp3) {
-            m_context.mDec.setInputFile(currentInput);
-            m_context.mDec.setOutputFile(currentOutput);
-            m_context.mDec.Decode();
-            m_converting = true;
-        }
+        return true;
     }
+    if (wmaTarget != False16) {
+        m_context.waEnc.setBitrate(bitrate);
+        lv.setSelected(currentRow, true);
+        currentInput = lv.Text(currentRow);
+        m_context.waEnc.setOverwrite(rule);
+        m_context.waEnc.Encode(currentInput, outputPath(QStringLiteral("wma")));
+        return true;
+    }
+    lv.setSelected(currentRow, true);
+    currentInput = lv.Text(currentRow);
+    currentOutput = outputPath(QStringLiteral("wav"));
+    // The decoder is chosen by the ending; any other file starts none.
+    const FileType type = ConvertRules::typeOf(currentInput);
+    if (type == FileType::Wma) {
+        m_context.waDec.setInputFile(currentInput);
+        m_context.waDec.setOutputFile(currentOutput);
+        m_context.waDec.setOverwrite(rule);
+        m_context.waDec.Decode();
+        return true;
+    }
+    if (type == FileType::Mp3) {
+        m_context.mDec.setInputFile(currentInput);
+        m_context.mDec.setOutputFile(currentOutput);
+        m_context.mDec.setOverwrite(rule);
+        m_context.mDec.Decode();
+        return true;
+    }
+    return false;
+}
+
+bool FrameFileMode::mayReplace(const QString& output) {
+    if (m_replaceAll)
+        return *m_replaceAll;
+    const MessageBox::ReplaceAnswer answer = m_context.messageBox.AskReplace(
+        QStringLiteral("%1 exists already.\n\nReplace it with the file converted from %2, or "
+                       "skip this file?")
+            .arg(output, m_ui->LV->Text(currentRow)));
+    if (answer.forAll)
+        m_replaceAll = answer.replace;
+    return answer.replace;
+}
+
+void FrameFileMode::skipCurrentRow() {
+    m_ui->LV->setChecked(currentRow, false);
+    if (firstCheckedRow() != 0)
+        Command12_Click();
+    else
+        fileDone();
 }
 
 void FrameFileMode::fileDone() {
     ReportList& lv = *m_ui->LV;
-    lv.setChecked(convertIndex, false);
-    if (currentRow != rowCount) {
+    // The target changed while the file ran: the list it belonged to is gone.
+    if (m_orphaned) {
+        endJob();
+        return;
+    }
+    if (convertIndex >= 1 && convertIndex <= lv.Count())
+        lv.setChecked(convertIndex, false);
+    // The next checked row, if any is left; the search runs no further than the list.
+    if (currentRow != rowCount && firstCheckedRow() != 0) {
         Command12_Click();
         return;
     }
-    m_converting = false;
     for (qint32 row = 1; row <= lv.Count(); ++row)
         lv.setSelected(row, true);
-    m_ui->prog->setValue(0);
+    endJob();
 }

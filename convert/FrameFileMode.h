@@ -4,7 +4,9 @@
 #include "shell/common/Bool16.h"
 #include "shell/common/ModePanel.h"
 
+#include <QElapsedTimer>
 #include <memory>
+#include <optional>
 
 namespace Ui {
 class FrameFileMode;
@@ -16,12 +18,13 @@ class HarnMediaUtils;
 class MDec;
 class MEnc;
 class MainWindow;
+class MessageBox;
 class WAEnc;
 class WaDec;
 struct SharedState;
 
-// What the convert panel works with: its codecs, the media information, its open dialog, and
-// the main window's operations and shared state.
+// What the convert panel works with: its codecs, the media information, its open dialog, the
+// message boxes (the replace question), and the main window's operations and shared state.
 struct ConvertContext {
     MEnc& mEnc;
     MDec& mDec;
@@ -29,12 +32,16 @@ struct ConvertContext {
     WaDec& waDec;
     HarnMediaUtils& x;
     CommonDialog& comd;
+    MessageBox& messageBox;
     MainWindow& main;
     SharedState& state;
 };
 
 // The convert panel: a list of audio files converted one after another to MP3, WMA or WAV.
-// Each file goes to one codec; the codec's progress at 100 starts the next checked row.
+// Each file goes to one codec; the codec's progress at 100 starts the next checked row. An
+// output that exists already is replaced only when the user says so (Replace or Skip, for one
+// file or for the rest of the job); a file of the list is never written over. Under the bar a
+// line names the file being converted and the time it has left.
 class FrameFileMode final : public ModePanel {
     Q_OBJECT
 public:
@@ -48,10 +55,11 @@ public:
     // What entering convert mode does on this panel: MP3 target, ask for the output folder,
     // LAME as the MP3 encoder.
     void enterFileMode();
-    // One file is done: uncheck it and go on with the next, or finish the job.
+    // One file is done: uncheck it and go on with the next, or finish the job. A completion
+    // that finds the list emptied (the target changed meanwhile) ends the job quietly.
     void fileDone();
     // A codec is working on a file of the list.
-    bool converting() const { return m_converting; }
+    bool converting() const { return m_running; }
 
     // Target format: MP3, WMA, WAV.
     void Command4_Click();
@@ -60,7 +68,7 @@ public:
     void Command2_Click();  // add one file
     void Command3_Click();  // add every audio file of a folder
     void Command27_Click(); // choose the output folder
-    void Command12_Click(); // convert the first checked row
+    void Command12_Click(); // convert the first checked row; nothing checked says so
     void disfilepopup();
 
     // The file player: the main window's graph, from start-up to shutdown (null otherwise).
@@ -89,8 +97,23 @@ private:
     QString outputPath(const QString& extension) const;
     void connectHandlers();
     void connectCodecs();
+    // Hands the current row to its codec under the overwrite rule; false when the wave target
+    // has no decoder for its ending.
+    bool startCurrentRow(bool replace);
+    // The user's answer for an output that exists: true to replace it.
+    bool mayReplace(const QString& output);
+    // The file was left out: on to the next checked row, or the job's end.
+    void skipCurrentRow();
+    qint32 firstCheckedRow() const;
+    void showProgress(double percent);
+    void fileFailed(const QString& message);
+    void endJob();
 
     ConvertContext m_context;
     std::unique_ptr<Ui::FrameFileMode> m_ui;
-    bool m_converting = false;
+    bool m_running = false;           // a file is with a codec
+    bool m_orphaned = false;          // ... and the list it came from was emptied
+    std::optional<bool> m_replaceAll; // "for all files of this job": replace, or skip
+    QString m_currentFile;            // the name the progress line shows
+    QElapsedTimer m_fileClock;
 };

@@ -48,7 +48,8 @@ Form1::Form1(Form1Components components, QWidget* parent)
     ErrorBoundary::setMessageBox(m_components.messageBox.get());
 
     m_fileMode = new FrameFileMode(
-        {*c.mEnc, *c.mDec, *c.waEnc, *c.waDec, *c.x, *c.comd, *this, m_state}, m_ui->centralwidget);
+        {*c.mEnc, *c.mDec, *c.waEnc, *c.waDec, *c.x, *c.comd, *c.messageBox, *this, m_state},
+        m_ui->centralwidget);
     m_cdMode =
         new FrameCDMode({*c.test, *c.mci, *c.drives, *c.settings, *c.messageBox, *this, m_state},
                         m_ui->centralwidget);

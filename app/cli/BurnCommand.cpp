@@ -2,6 +2,7 @@
 
 #include "app/cli/DrivesCommand.h"
 #include "app/cli/Interrupts.h"
+#include "app/cli/TerminalText.h"
 #include "backends/burn/Burner.h"
 #include "backends/burn/ImageFiles.h"
 #include "backends/burn/ImageRecorder.h"
@@ -29,7 +30,7 @@ void print(std::FILE* stream, const QString& text) {
 int burnUsage(const QString& message) {
     print(stderr, QStringLiteral("melvane-cli burn: %1\nTry 'melvane-cli burn --help' for more "
                                  "information.\n")
-                      .arg(message));
+                      .arg(terminalText(message)));
     return kUsage;
 }
 
@@ -53,7 +54,7 @@ QString discText(AudioBurner& burner) {
     try {
         burner.RefreshDisc();
     } catch (const Error& e) {
-        return QStringLiteral("cannot be read: %1").arg(e.message());
+        return QStringLiteral("cannot be read: %1").arg(terminalText(e.message()));
     }
     static const char* const types[] = {"no disc", "CD-ROM or write-once disc", "erasable disc",
                                         "DVD-RAM"};
@@ -103,8 +104,9 @@ int runRecordersCommand(const QStringList& arguments) {
         const qint16 read = burner->MaxReadSpeed();
         text += QStringLiteral("%1  %2  %3  %4\n")
                     .arg(n)
-                    .arg(burner->RecorderVendor(), burner->RecorderProduct(),
-                         burner->RecorderRevision());
+                    .arg(terminalText(burner->RecorderVendor()),
+                         terminalText(burner->RecorderProduct()),
+                         terminalText(burner->RecorderRevision()));
         text += QStringLiteral("   %1; reads %2; buffer %3; burn proof: %4\n")
                     .arg(recorderTypeText(burner->RecorderType()),
                          read > 0 ? QStringLiteral("%1x").arg(read) : QStringLiteral("N/A"),
@@ -179,7 +181,10 @@ int runBurnCommand(const QStringList& arguments) {
         return burnUsage(QStringLiteral("no files to burn"));
     if (parser.isSet(imageDir)) {
         const QString dir = parser.value(imageDir);
-        if (!QFileInfo(dir).isDir())
+        const QFileInfo info(dir);
+        if (info.exists() && !info.isDir())
+            return burnUsage(QStringLiteral("the image folder %1 is not a folder").arg(dir));
+        if (!info.isDir())
             return burnUsage(QStringLiteral("the image folder %1 does not exist").arg(dir));
         qputenv("MELVANE_IMAGE_DIR", QFile::encodeName(QDir(dir).absolutePath()));
     }
@@ -208,9 +213,9 @@ int runBurnCommand(const QStringList& arguments) {
     const int code = QCoreApplication::exec();
     if (code == 0 && request.recorder == count && !request.simulate)
         print(stdout, QStringLiteral("Image: %1\n")
-                          .arg(QDir(burning::ImageRecorder::folder())
-                                   .filePath(burner->imageRecorder().lastImage() +
-                                             QStringLiteral(".cue"))));
+                          .arg(terminalText(QDir(burning::ImageRecorder::folder())
+                                                .filePath(burner->imageRecorder().lastImage() +
+                                                          QStringLiteral(".cue")))));
     return code;
 }
 
@@ -253,12 +258,13 @@ void BurnCommand::start() {
                           .arg(m_request.simulate ? QStringLiteral("Test-burning")
                                                   : QStringLiteral("Burning"))
                           .arg(m_request.files.size())
-                          .arg(megabytes(m_burner.CompilationSize()), m_burner.RecorderVendor(),
-                               m_burner.RecorderProduct())
+                          .arg(megabytes(m_burner.CompilationSize()),
+                               terminalText(m_burner.RecorderVendor()),
+                               terminalText(m_burner.RecorderProduct()))
                           .arg(m_burner.WriteSpeed()));
         m_burner.StartBurn();
     } catch (const Error& e) {
-        print(stderr, QStringLiteral("melvane-cli burn: %1\n").arg(e.message()));
+        print(stderr, QStringLiteral("melvane-cli burn: %1\n").arg(terminalText(e.message())));
         Q_EMIT finished(1);
     }
 }
@@ -318,8 +324,8 @@ void BurnCommand::onFinished(qint32 status, const QString& text) {
                                      "nothing was kept\n"));
         Q_EMIT finished(128 + m_signal);
     } else {
-        print(stderr,
-              QStringLiteral("melvane-cli burn: %1\n").arg(m_failure.isEmpty() ? text : m_failure));
+        print(stderr, QStringLiteral("melvane-cli burn: %1\n")
+                          .arg(terminalText(m_failure.isEmpty() ? text : m_failure)));
         Q_EMIT finished(1);
     }
 }

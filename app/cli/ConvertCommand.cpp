@@ -1,5 +1,6 @@
 #include "app/cli/ConvertCommand.h"
 
+#include "app/cli/TerminalText.h"
 #include "components/Error.h"
 #include "convert/ConvertRules.h"
 
@@ -10,10 +11,6 @@
 #include <exception>
 
 namespace {
-
-QString lastThree(const QString& path) {
-    return path.right(3);
-}
 
 QString targetName(ConvertRequest::Target target) {
     switch (target) {
@@ -28,7 +25,7 @@ QString targetName(ConvertRequest::Target target) {
 }
 
 void printError(const QString& text) {
-    std::fputs((text + u'\n').toLocal8Bit().constData(), stderr);
+    std::fputs((terminalText(text) + u'\n').toLocal8Bit().constData(), stderr);
     std::fflush(stderr);
 }
 
@@ -79,6 +76,8 @@ void ConvertCommand::next() {
             startFile(source, output);
             m_running = true;
             return;
+        } catch (const OutputExistsError& e) {
+            fail(e.message() + QStringLiteral(" (--overwrite replaces it)"));
         } catch (const Error& e) {
             fail(e.message());
         } catch (const std::exception& e) {
@@ -91,13 +90,13 @@ void ConvertCommand::next() {
 
 void ConvertCommand::startFile(const QString& source, const QString& output) {
     const ConvertRequest::Target target = m_request.target;
-    const QString ending = lastThree(source);
-    if (target != ConvertRequest::Target::Wav && ending != QLatin1String("wav"))
+    using ConvertRules::FileType;
+    const FileType type = ConvertRules::typeOf(source);
+    if (target != ConvertRequest::Target::Wav && type != FileType::Wav)
         throw Error(QStringLiteral("Cannot convert %1 to %2: only WAV files (names ending in "
                                    "\"wav\") are encoded")
                         .arg(source, targetName(target)));
-    if (target == ConvertRequest::Target::Wav && ending != QLatin1String("mp3") &&
-        ending != QLatin1String("wma"))
+    if (target == ConvertRequest::Target::Wav && type != FileType::Mp3 && type != FileType::Wma)
         throw Error(QStringLiteral("Cannot convert %1 to WAV: only MP3 and WMA files (names "
                                    "ending in \"mp3\" or \"wma\") are decoded")
                         .arg(source));
@@ -110,26 +109,35 @@ void ConvertCommand::startFile(const QString& source, const QString& output) {
     const QString alias = m_request.openAs.value(m_index);
     const QString input = alias.isEmpty() ? source : alias;
     const double bitsPerSecond = m_request.bitrateKbps * 1000.0;
+    // None of the files given is ever written over, --overwrite or not.
+    OverwriteRule rule{m_request.overwrite, m_request.files};
+    for (const QString& path : m_request.openAs)
+        if (!path.isEmpty())
+            rule.sources << path;
     switch (target) {
     case ConvertRequest::Target::Mp3:
         m_codecs.mEnc->setEncoderSwitch(m_request.encoderSwitch);
         m_codecs.mEnc->setBitrate(bitsPerSecond);
         m_codecs.mEnc->setInputFile(input);
         m_codecs.mEnc->setOutputFile(output);
+        m_codecs.mEnc->setOverwrite(rule);
         m_codecs.mEnc->Encode();
         break;
     case ConvertRequest::Target::Wma:
         m_codecs.waEnc->setBitrate(bitsPerSecond);
+        m_codecs.waEnc->setOverwrite(rule);
         m_codecs.waEnc->Encode(input, output);
         break;
     case ConvertRequest::Target::Wav:
-        if (ending == QLatin1String("wma")) {
+        if (type == FileType::Wma) {
             m_codecs.waDec->setInputFile(input);
             m_codecs.waDec->setOutputFile(output);
+            m_codecs.waDec->setOverwrite(rule);
             m_codecs.waDec->Decode();
         } else {
             m_codecs.mDec->setInputFile(input);
             m_codecs.mDec->setOutputFile(output);
+            m_codecs.mDec->setOverwrite(rule);
             m_codecs.mDec->Decode();
         }
         break;

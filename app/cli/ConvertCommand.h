@@ -22,6 +22,8 @@ struct ConvertRequest {
     // What to open for files[i] when it differs from the name: a name that is not valid UTF-8
     // reaches us spoilt, so the file is opened through /proc/self/fd instead.
     QStringList openAs;
+    // Whether an output may replace a file of its name (never one of files).
+    bool overwrite = false;
 };
 
 // The codecs the command drives; app code hands in the real ones.

@@ -1,5 +1,6 @@
 #include "app/cli/DrivesCommand.h"
 
+#include "app/cli/TerminalText.h"
 #include "components/Error.h"
 
 #include <cstdio>
@@ -14,9 +15,10 @@ void print(std::FILE* stream, const QString& text) {
 } // namespace
 
 QString driveDescription(const cdio::Drive& drive) {
+    // An image's product is its sheet's name, which may hold anything.
     return QStringLiteral("%1 %2 %3 %4")
-        .arg(cdio::addressText(drive.address), drive.vendor.leftJustified(8),
-             drive.product.leftJustified(20), drive.revision);
+        .arg(cdio::addressText(drive.address), terminalText(drive.vendor).leftJustified(8),
+             terminalText(drive.product).leftJustified(20), terminalText(drive.revision));
 }
 
 cdio::Drive driveFromArgument(const QString& argument) {

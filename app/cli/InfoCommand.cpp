@@ -1,6 +1,8 @@
 #include "app/cli/InfoCommand.h"
 
+#include "app/cli/TerminalText.h"
 #include "components/Error.h"
+#include "convert/ConvertRules.h"
 #include "shell/common/CommonHelpers.h"
 
 #include <cerrno>
@@ -9,35 +11,21 @@
 #include <exception>
 
 QString infoLine(HarnMediaUtils& x, const QString& path, const QString& openPath) {
-    const QString ending = path.right(3);
     const QString file = openPath.isEmpty() ? path : openPath;
-    QString type;
-    float duration = 0;
-    float size = 0;
-    // Open, then duration, then size: the order the list reads them in.
-    if (ending == QLatin1String("wma")) {
-        type = QStringLiteral("WMA");
-        x.ReadWmaInfo(file);
-        duration = x.WmaDuration();
-        size = x.WmaSizeMB();
-    } else if (ending == QLatin1String("mp3")) {
-        type = QStringLiteral("MP3");
-        x.ReadMp3Info(file);
-        duration = x.Mp3Duration();
-        size = x.Mp3SizeMB();
-    } else if (ending == QLatin1String("wav")) {
-        type = QStringLiteral("WAV");
-        x.ReadWavInfo(file);
-        duration = x.WavDuration();
-        size = x.WavSizeMB();
-    } else {
+    const ConvertRules::FileType type = ConvertRules::typeOf(path);
+    if (type == ConvertRules::FileType::Unknown)
         throw Error(QStringLiteral("Cannot tell the type of %1: its name does not end in \"mp3\", "
-                                   "\"wma\" or \"wav\" (lower case)")
+                                   "\"wma\" or \"wav\"")
                         .arg(path));
-    }
+    // Open, then duration, then size: the order the list reads them in.
+    const ConvertRules::InfoOperations ops = ConvertRules::infoOperations(type);
+    (x.*ops.read)(file);
+    const float duration = (x.*ops.duration)();
+    const float size = (x.*ops.sizeMB)();
+    // One line per file, whatever its name holds.
     return QStringLiteral("%1\t%2\t%3\t%4 mb")
-        .arg(path, type, ConvertSeconds(duration, true, true, true),
-             QString::number(double(size), 'f', 2));
+        .arg(terminalText(path), ConvertRules::typeText(type),
+             ConvertSeconds(duration, true, true, true), QString::number(double(size), 'f', 2));
 }
 
 int runInfo(HarnMediaUtils& x, const QStringList& files, const QStringList& openAs) {
@@ -54,7 +42,10 @@ int runInfo(HarnMediaUtils& x, const QStringList& files, const QStringList& open
                 message.replace(openPath, path);
             // Keep the two streams in order when both go to the same place.
             std::fflush(stdout);
-            std::fputs(QStringLiteral("melvane-cli: %1\n").arg(message).toLocal8Bit().constData(),
+            std::fputs(QStringLiteral("melvane-cli: %1\n")
+                           .arg(terminalText(message))
+                           .toLocal8Bit()
+                           .constData(),
                        stderr);
             exitCode = 1;
         }

@@ -7,7 +7,8 @@
 
 // One line per file with the columns of the conversion list, separated by tabs:
 // path, type ("MP3", "WMA", "WAV" from the name's ending), duration as a clock, size in "mb".
-// The type comes from the last three characters compared in lower case, as the list does.
+// The type comes from the last three characters in lower case, as the list has it. Control
+// characters of a name are shown escaped, so each file keeps to its one line.
 // Returns the exit code: 0 when every file was described, 1 when one could not be or the lines
 // could not be written (a full disk). openAs, when given, holds the path to read for each file
 // where it differs from the name (see ConvertRequest::openAs).

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <iterator>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -14,6 +15,10 @@ namespace {
 int signalSockets[2] = {-1, -1};
 // Every signal whose default would end the program without a word: each cancels cleanly.
 constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGUSR1, SIGUSR2, SIGALRM};
+constexpr int kSignalCount = int(std::size(kSignals));
+// What each signal did before: restored at the end.
+struct sigaction previous[kSignalCount];
+bool caught[kSignalCount] = {};
 
 void onSignal(int signalNumber) {
     const int saved = errno;
@@ -35,19 +40,22 @@ Interrupts::Interrupts(QObject* parent) : QObject(parent) {
     action.sa_handler = onSignal;
     sigemptyset(&action.sa_mask);
     action.sa_flags = SA_RESTART;
-    for (int s : kSignals)
-        ::sigaction(s, &action, nullptr);
+    for (int i = 0; i < kSignalCount; ++i) {
+        ::sigaction(kSignals[i], nullptr, &previous[i]);
+        // A signal ignored at start stays ignored: under nohup, SIGHUP must not stop the job.
+        caught[i] = previous[i].sa_handler != SIG_IGN;
+        if (caught[i])
+            ::sigaction(kSignals[i], &action, nullptr);
+    }
     // A reader that goes away (melvane-cli ... | head) must not kill a job mid-file, which
     // would leave its temporary file behind; the lost progress lines do not matter.
     ::signal(SIGPIPE, SIG_IGN);
 }
 
 Interrupts::~Interrupts() {
-    struct sigaction action {};
-    action.sa_handler = SIG_DFL;
-    sigemptyset(&action.sa_mask);
-    for (int s : kSignals)
-        ::sigaction(s, &action, nullptr);
+    for (int i = 0; i < kSignalCount; ++i)
+        if (caught[i])
+            ::sigaction(kSignals[i], &previous[i], nullptr);
     ::signal(SIGPIPE, SIG_DFL);
     ::close(signalSockets[0]);
     ::close(signalSockets[1]);

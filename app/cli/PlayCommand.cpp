@@ -1,6 +1,7 @@
 #include "app/cli/PlayCommand.h"
 
 #include "app/cli/Interrupts.h"
+#include "app/cli/TerminalText.h"
 #include "backends/audio/FilterGraph.h"
 #include "components/Error.h"
 #include "shell/common/CommonHelpers.h"
@@ -31,7 +32,7 @@ const char* const kUsage =
 int usage(const QString& message) {
     std::fprintf(stderr,
                  "melvane-cli play: %s\nTry 'melvane-cli play --help' for more information.\n",
-                 qPrintable(message));
+                 qPrintable(terminalText(message)));
     return 2;
 }
 
@@ -81,7 +82,7 @@ int runPlayCommand(const QStringList& arguments) {
             graph.setBandGain(band, gains[size_t(band)]);
         graph.Run();
     } catch (const Error& e) {
-        std::fprintf(stderr, "melvane-cli play: %s\n", qPrintable(e.message()));
+        std::fprintf(stderr, "melvane-cli play: %s\n", qPrintable(terminalText(e.message())));
         return 1;
     }
     // The position, redrawn in place on a terminal, a line every second otherwise.
@@ -106,7 +107,7 @@ int runPlayCommand(const QStringList& arguments) {
     QObject::connect(&graph, &FilgraphManager::Failed, [&](const QString& message) {
         if (terminal)
             std::printf("\n");
-        std::fprintf(stderr, "melvane-cli play: %s\n", qPrintable(message));
+        std::fprintf(stderr, "melvane-cli play: %s\n", qPrintable(terminalText(message)));
         status = 1;
         QCoreApplication::exit(1);
     });

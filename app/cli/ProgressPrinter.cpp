@@ -1,5 +1,7 @@
 #include "app/cli/ProgressPrinter.h"
 
+#include "app/cli/TerminalText.h"
+
 #include <algorithm>
 #include <cmath>
 #include <sys/ioctl.h>
@@ -46,7 +48,10 @@ ProgressPrinter::ProgressPrinter(Style style, std::FILE* barStream, int barWidth
 
 void ProgressPrinter::begin(const QString& source, const QString& output, int index, int count) {
     const int digits = int(QString::number(count).size());
-    m_label = QStringLiteral("[%1/%2] %3 -> %4").arg(index, digits).arg(count).arg(source, output);
+    m_label = QStringLiteral("[%1/%2] %3 -> %4")
+                  .arg(index, digits)
+                  .arg(count)
+                  .arg(terminalText(source), terminalText(output));
     m_shown = -1;
     m_clock.start();
     if (m_style == Style::Bar)

@@ -1,6 +1,7 @@
 #include "app/cli/RecordCommands.h"
 
 #include "app/cli/Interrupts.h"
+#include "app/cli/TerminalText.h"
 #include "backends/audio/CaptureDevices.h"
 #include "backends/audio/SoundRecorder.h"
 #include "components/Error.h"
@@ -154,7 +155,7 @@ int runRecordCommand(const QStringList& arguments) {
     try {
         recorder.StartRecording();
     } catch (const Error& e) {
-        print(stderr, QStringLiteral("melvane-cli record: %1\n").arg(e.message()));
+        print(stderr, QStringLiteral("melvane-cli record: %1\n").arg(terminalText(e.message())));
         return 1;
     }
     // The time in place on a terminal, a line every ten seconds otherwise.
@@ -165,9 +166,12 @@ int runRecordCommand(const QStringList& arguments) {
     QObject::connect(&clock, &QTimer::timeout, [&] {
         const double t = recorder.RecordedTime() / 1000.0;
         if (terminal)
-            print(stderr, QStringLiteral("\rRecording %1  %2 ").arg(out, FormatRecordTime(t)));
+            print(
+                stderr,
+                QStringLiteral("\rRecording %1  %2 ").arg(terminalText(out), FormatRecordTime(t)));
         else if (int(t) / 10 > lastLine)
-            print(stderr, QStringLiteral("Recording %1  %2\n").arg(out, FormatRecordTime(t)));
+            print(stderr,
+                  QStringLiteral("Recording %1  %2\n").arg(terminalText(out), FormatRecordTime(t)));
         lastLine = std::max(lastLine, int(t) / 10);
     });
     QObject::connect(&interrupts, &Interrupts::interrupted, [&] { recorder.StopRecording(); });
@@ -180,9 +184,9 @@ int runRecordCommand(const QStringList& arguments) {
     const QString time = FormatRecordTime(recorder.RecordedTime() / 1000.0);
     print(stderr, terminal ? QStringLiteral("\r") : QString());
     if (!failure.isEmpty()) {
-        print(stderr, QStringLiteral("melvane-cli record: %1\n").arg(failure));
+        print(stderr, QStringLiteral("melvane-cli record: %1\n").arg(terminalText(failure)));
         return 1;
     }
-    print(stdout, QStringLiteral("Recorded %1 into %2\n").arg(time, out));
+    print(stdout, QStringLiteral("Recorded %1 into %2\n").arg(time, terminalText(out)));
     return 0;
 }

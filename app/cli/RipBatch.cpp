@@ -1,5 +1,6 @@
 #include "app/cli/RipBatch.h"
 
+#include "app/cli/TerminalText.h"
 #include "backends/cdio/Checksums.h"
 #include "backends/cdio/DiscReader.h"
 #include "backends/media/EncodedSink.h"
@@ -69,9 +70,10 @@ private:
     std::unique_ptr<cdio::DiscReader> m_reader;
 };
 
-EncodedSink::Options encoding(const QString& format, int bitrateKbps) {
+EncodedSink::Options encoding(const QString& format, int bitrateKbps, bool overwrite) {
     EncodedSink::Options options;
     options.bitRate = qint64(bitrateKbps) * 1000;
+    options.overwrite.replace = overwrite;
     if (format == QLatin1String("mp3"))
         options.codec = OutputCodec::Mp3Lame;
     else if (format == QLatin1String("wma"))
@@ -155,7 +157,7 @@ void RipBatch::startTrack(Rip& rip) {
         for (const QString& format : m_request.formats)
             sinks.push_back(std::make_unique<EncodedSink>(
                 QDir(m_request.outputFolder).filePath(fileName(rip.track, format)),
-                encoding(format, m_request.bitrateKbps), source->format()));
+                encoding(format, m_request.bitrateKbps, m_request.overwrite), source->format()));
         sinks.push_back(std::make_unique<ChecksumTap>(rip.sums));
         rip.job = std::make_unique<MediaJob>();
         connect(rip.job.get(), &MediaJob::progress, this,
@@ -168,6 +170,10 @@ void RipBatch::startTrack(Rip& rip) {
         rip.state = Rip::State::Running;
         ++m_running;
         drawProgress();
+    } catch (const OutputExistsError& e) {
+        rip.state = Rip::State::Failed;
+        rip.failure = e.message() + QStringLiteral(" (--overwrite replaces it)");
+        ++m_failed;
     } catch (const std::exception& e) {
         // Nothing may leave through the event loop; a track that cannot start has failed.
         rip.state = Rip::State::Failed;
@@ -334,7 +340,7 @@ void RipBatch::clearProgress() {
 // A whole line, with the progress line taken away first and drawn again after.
 void RipBatch::say(std::FILE* stream, const QString& line) {
     clearProgress();
-    std::fputs((line + u'\n').toLocal8Bit().constData(), stream);
+    std::fputs((terminalText(line) + u'\n').toLocal8Bit().constData(), stream);
     std::fflush(stream);
     drawProgress();
 }

@@ -15,6 +15,7 @@ struct RipRequest {
     QList<int> tracks; // audio tracks of the disc, ascending
     qint32 offsetSamples = 0;
     QString outputFolder;
+    bool overwrite = false; // a file of a track's name may be replaced
 };
 
 // Rips the tracks of a request with full paranoia, each read once into all its formats and its

@@ -3,6 +3,7 @@
 #include "app/cli/DrivesCommand.h"
 #include "app/cli/Interrupts.h"
 #include "app/cli/RipBatch.h"
+#include "app/cli/TerminalText.h"
 #include "components/Error.h"
 
 #include <QCommandLineParser>
@@ -29,14 +30,15 @@ void print(std::FILE* stream, const QString& text) {
 int ripUsage(const QString& message) {
     print(stderr, QStringLiteral("melvane-cli rip: %1\nTry 'melvane-cli rip --help' for more "
                                  "information.\n")
-                      .arg(message));
+                      .arg(terminalText(message)));
     return kUsage;
 }
 
 const char* const kEpilogue =
     "DRIVE is a number from 'melvane-cli drives', a device such as /dev/sr0, or the path\n"
     "of a CUE sheet. Each track is read once, with full paranoia, into every format asked\n"
-    "for, as DIR/TrackNN.wav, .mp3 or .wma; a file appears only once it is complete. After\n"
+    "for, as DIR/TrackNN.wav, .mp3 or .wma; a file appears only once it is complete. A track\n"
+    "whose file exists already fails and the file is kept, unless --overwrite is given. After\n"
     "each track a line gives its checksums, in lower-case hexadecimal:\n"
     "  Track NN  CRC32 xxxxxxxx  ARv1 xxxxxxxx  ARv2 xxxxxxxx\n"
     "(the CRC-32 of its PCM bytes as a WAV file holds them, and its AccurateRip v1 and v2\n"
@@ -103,7 +105,9 @@ int runRipCommand(const QStringList& arguments) {
     const QCommandLineOption out(QStringLiteral("out"),
                                  QStringLiteral("Folder the files go to; it must exist."),
                                  QStringLiteral("DIR"));
-    parser.addOptions({help, to, bitrate, tracks, offset, out});
+    const QCommandLineOption overwrite(QStringLiteral("overwrite"),
+                                       QStringLiteral("Replace files of the same name in DIR."));
+    parser.addOptions({help, to, bitrate, tracks, offset, out, overwrite});
     parser.addPositionalArgument(QStringLiteral("DRIVE"), QStringLiteral("The drive to rip."));
     if (!parser.parse(arguments))
         return ripUsage(parser.errorText());
@@ -112,7 +116,8 @@ int runRipCommand(const QStringList& arguments) {
         text.replace(0, text.indexOf(u'\n'),
                      QStringLiteral("Usage: melvane-cli rip --to wav|mp3|wma[,...] [--bitrate "
                                     "KBPS] [--tracks 1,3-5]\n"
-                                    "                       [--offset SAMPLES] --out DIR DRIVE"));
+                                    "                       [--offset SAMPLES] [--overwrite] --out "
+                                    "DIR DRIVE"));
         print(stdout, text + u'\n' + QString::fromUtf8(kEpilogue));
         return 0;
     }
@@ -152,6 +157,7 @@ int runRipCommand(const QStringList& arguments) {
     if (!parser.isSet(out) || parser.value(out).isEmpty())
         return ripUsage(QStringLiteral("missing --out: give the folder the files go to"));
     request.outputFolder = parser.value(out);
+    request.overwrite = parser.isSet(overwrite);
     if (!QFileInfo(request.outputFolder).isDir())
         return ripUsage(QStringLiteral("the output folder %1 does not exist or is not a folder")
                             .arg(request.outputFolder));
@@ -166,12 +172,12 @@ int runRipCommand(const QStringList& arguments) {
         drive = driveFromArgument(drives.first());
         toc = cdio::Disc(drive).toc();
     } catch (const Error& e) {
-        print(stderr, QStringLiteral("melvane-cli rip: %1\n").arg(e.message()));
+        print(stderr, QStringLiteral("melvane-cli rip: %1\n").arg(terminalText(e.message())));
         return 1;
     }
     if (toc.audioTrackCount() == 0) {
         print(stderr, QStringLiteral("melvane-cli rip: the disc in %1 holds no audio tracks\n")
-                          .arg(drive.name()));
+                          .arg(terminalText(drive.name())));
         return 1;
     }
     for (const cdio::TocTrack& t : toc.tracks) {

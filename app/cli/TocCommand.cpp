@@ -1,6 +1,7 @@
 #include "app/cli/TocCommand.h"
 
 #include "app/cli/DrivesCommand.h"
+#include "app/cli/TerminalText.h"
 #include "backends/cdio/Checksums.h"
 #include "backends/cdio/Disc.h"
 #include "components/Error.h"
@@ -16,7 +17,8 @@ QString megabytes(qint64 sectors) {
 QString tocText(const cdio::Drive& drive) {
     cdio::Disc disc(drive);
     const cdio::Toc toc = disc.toc();
-    QString text = QStringLiteral("%1  (%2)\n").arg(driveDescription(drive), drive.device);
+    QString text =
+        QStringLiteral("%1  (%2)\n").arg(driveDescription(drive), terminalText(drive.device));
     text += QStringLiteral("Track  Start     Length    Sectors  Size        Kind\n");
     for (const cdio::TocTrack& t : toc.tracks)
         text += QStringLiteral("%1   %2  %3  %4  %5  %6\n")
@@ -58,9 +60,11 @@ int runTocCommand(const QStringList& arguments) {
         std::fflush(stdout);
         return 0;
     } catch (const Error& e) {
-        std::fputs(
-            QStringLiteral("melvane-cli toc: %1\n").arg(e.message()).toLocal8Bit().constData(),
-            stderr);
+        std::fputs(QStringLiteral("melvane-cli toc: %1\n")
+                       .arg(terminalText(e.message()))
+                       .toLocal8Bit()
+                       .constData(),
+                   stderr);
         return 1;
     }
 }

@@ -11,6 +11,7 @@
 #include "app/cli/ProgressPrinter.h"
 #include "app/cli/RecordCommands.h"
 #include "app/cli/RipCommand.h"
+#include "app/cli/TerminalText.h"
 #include "app/cli/TocCommand.h"
 #include "backends/audio/ProcessEnd.h"
 #include "backends/media/Codecs.h"
@@ -64,8 +65,8 @@ void print(std::FILE* stream, const QString& text) {
 int usageError(const QString& command, const QString& message) {
     const QString name = command.isEmpty() ? QStringLiteral("melvane-cli")
                                            : QStringLiteral("melvane-cli ") + command;
-    print(stderr,
-          QStringLiteral("%1: %2\nTry '%1 --help' for more information.\n").arg(name, message));
+    print(stderr, QStringLiteral("%1: %2\nTry '%1 --help' for more information.\n")
+                      .arg(name, terminalText(message)));
     return kUsageError;
 }
 
@@ -130,8 +131,10 @@ int runConvert(const QStringList& arguments) {
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
         "Converts the files one after another into the output folder: WAV files to MP3 or WMA,\n"
-        "MP3 and WMA files to WAV. Each output keeps the source's name (up to 50 characters)\n"
-        "with its three-letter ending replaced. A file that fails does not stop the others."));
+        "MP3 and WMA files to WAV. Each output keeps the source's whole file name, however long,\n"
+        "with its last three characters (the ending) replaced: song.wav gives song.mp3. A file\n"
+        "whose output exists is left out unless --overwrite is given; the files being converted\n"
+        "are never written over. A file that fails does not stop the others."));
     const QCommandLineOption to(QStringLiteral("to"),
                                 QStringLiteral("Target format: mp3, wma or wav."),
                                 QStringLiteral("mp3|wma|wav"));
@@ -146,12 +149,15 @@ int runConvert(const QStringList& arguments) {
     const QCommandLineOption out(QStringLiteral("out"),
                                  QStringLiteral("Folder the outputs go to; it must exist."),
                                  QStringLiteral("DIR"));
-    parser.addOptions({to, bitrate, encoder, out});
+    const QCommandLineOption overwrite(
+        QStringLiteral("overwrite"),
+        QStringLiteral("Replace outputs that exist already (never a file being converted)."));
+    parser.addOptions({to, bitrate, encoder, out, overwrite});
     parser.addPositionalArgument(QStringLiteral("FILE"), QStringLiteral("Files to convert."),
                                  QStringLiteral("FILE..."));
     if (const auto code = parseCommand(
             parser, arguments, command,
-            QStringLiteral("--to mp3|wma|wav --out DIR [OPTIONS] FILE..."),
+            QStringLiteral("--to mp3|wma|wav --out DIR [--overwrite] [OPTIONS] FILE..."),
             QStringLiteral("Progress is a bar on a terminal and plain lines otherwise.\n"
                            "Exit status: 0 when every file was converted, 1 when a file failed,\n"
                            "2 for a usage error, 128 + the signal's number when interrupted.\n")))
@@ -205,6 +211,7 @@ int runConvert(const QStringList& arguments) {
             command,
             QStringLiteral("the output folder %1 does not exist").arg(request.outputFolder));
 
+    request.overwrite = parser.isSet(overwrite);
     request.files = parser.positionalArguments();
     if (request.files.isEmpty())
         return usageError(command, QStringLiteral("no files to convert"));
@@ -232,7 +239,8 @@ int runInfoCommand(const QStringList& arguments) {
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
         "Prints one line per file, as the conversion list shows it, separated by tabs:\n"
-        "path, type (MP3, WMA or WAV from the name's lower-case ending), duration, size in mb."));
+        "path, type (MP3, WMA or WAV from the name's ending in lower case), duration, size in mb.\n"
+        "Control characters of a name are shown escaped (\\n, \\t, \\x1b ...)."));
     parser.addPositionalArgument(QStringLiteral("FILE"), QStringLiteral("Files to describe."),
                                  QStringLiteral("FILE..."));
     if (const auto code =
@@ -288,7 +296,9 @@ int run(int argc, char** argv) {
         try {
             code = command.run(arguments.mid(1));
         } catch (const std::exception& e) {
-            print(stderr, QStringLiteral("melvane-cli: %1\n").arg(QString::fromUtf8(e.what())));
+            print(
+                stderr,
+                QStringLiteral("melvane-cli: %1\n").arg(terminalText(QString::fromUtf8(e.what()))));
         }
         // Cancelled jobs finish removing their temporary files.
         MediaJob::waitForAll(10000);

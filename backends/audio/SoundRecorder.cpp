@@ -171,6 +171,8 @@ void SoundRecorder::StartRecording() {
     EncodedSink::Options options;
     options.codec = codec;
     options.bitRate = qint64(m_mp3Bitrate) * 1000;
+    // Whether a take may replace an older file is the recorder window's question.
+    options.overwrite.replace = true;
     auto file = std::make_unique<EncodedSink>(m_fileName, options, format.pcm());
     auto spool = std::make_shared<RecordingSpool>(format.pcm());
     auto pipe = std::make_shared<PcmPipe>(format.pcm(), qint64(kPipeSeconds) * format.sampleRate,

@@ -49,18 +49,6 @@ QString ImageRecorder::folder() {
     return dir.isEmpty() ? QStandardPaths::writableLocation(QStandardPaths::MusicLocation) : dir;
 }
 
-QString ImageRecorder::freeBaseName(const QString& dir) const {
-    const QString stem =
-        QStringLiteral("Melvane Audio CD ") +
-        QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd hh.mm.ss"));
-    QString base = stem;
-    for (int n = 2; QFileInfo::exists(dir + u'/' + base + QStringLiteral(".cue")) ||
-                    QFileInfo::exists(dir + u'/' + base + QStringLiteral(".bin"));
-         ++n)
-        base = stem + QStringLiteral(" (%1)").arg(n);
-    return base;
-}
-
 std::unique_ptr<BurnRun> ImageRecorder::prepareBurn(std::vector<PlannedTrack> tracks,
                                                     const BurnSettings& settings) {
     if (m_disc.mediaStatus != 0)
@@ -72,7 +60,6 @@ std::unique_ptr<BurnRun> ImageRecorder::prepareBurn(std::vector<PlannedTrack> tr
     checkFits(sectors, m_disc.freeSectors, QStringLiteral("the Image Recorder"));
 
     std::unique_ptr<ImageSink> sink;
-    QString base;
     QString dir;
     if (!settings.simulate) {
         dir = folder();
@@ -80,6 +67,8 @@ std::unique_ptr<BurnRun> ImageRecorder::prepareBurn(std::vector<PlannedTrack> tr
         if (qEnvironmentVariableIsEmpty("MELVANE_IMAGE_DIR"))
             QDir().mkpath(dir);
         const QFileInfo info(dir);
+        if (info.exists() && !info.isDir())
+            throw Error(QStringLiteral("The image folder %1 is not a folder.").arg(dir));
         if (!info.isDir())
             throw Error(QStringLiteral("The image folder %1 does not exist.").arg(dir));
         if (!info.isWritable())
@@ -89,22 +78,23 @@ std::unique_ptr<BurnRun> ImageRecorder::prepareBurn(std::vector<PlannedTrack> tr
         if (storage.isValid() && storage.bytesAvailable() < needed)
             throw Error(QStringLiteral("The image folder %1 has %2 free, the image needs %3.")
                             .arg(dir, megabytes(storage.bytesAvailable()), megabytes(needed)));
-        base = freeBaseName(dir);
-        sink = m_output.create(dir, base);
+        // The sink numbers the name on when it is taken.
+        sink = m_output.create(
+            dir, QStringLiteral("Melvane Audio CD ") +
+                     QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd hh.mm.ss")));
     }
-    std::function<void()> written;
+    std::function<void(const QString&)> written;
     if (!settings.simulate)
-        written = [this, sectors, keepOpen = settings.keepOpen, base,
-                   cue = dir + u'/' + base + QStringLiteral(".cue")] {
+        written = [this, sectors, keepOpen = settings.keepOpen, dir](const QString& base) {
             m_disc.mediaStatus = keepOpen ? 1 : 2;
             m_disc.usedSectors = sectors;
             m_disc.freeSectors = 0;
             m_lastImage = base;
             if (m_imageWritten)
-                m_imageWritten(cue);
+                m_imageWritten(dir + u'/' + base + QStringLiteral(".cue"));
         };
-    return std::make_unique<ImageRun>(std::move(sink), base + QStringLiteral(".bin"),
-                                      std::move(tracks), settings, std::move(written));
+    return std::make_unique<ImageRun>(std::move(sink), std::move(tracks), settings,
+                                      std::move(written));
 }
 
 } // namespace burning

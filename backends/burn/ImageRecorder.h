@@ -37,8 +37,6 @@ public:
     }
 
 private:
-    QString freeBaseName(const QString& dir) const;
-
     ImageOutput& m_output;
     RecorderFacts m_facts;
     DiscFacts m_disc;

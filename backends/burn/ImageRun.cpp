@@ -8,11 +8,11 @@
 
 namespace burning {
 
-ImageRun::ImageRun(std::unique_ptr<ImageSink> sink, const QString& binName,
-                   std::vector<PlannedTrack> plannedTracks, const BurnSettings& settings,
-                   std::function<void()> written)
+ImageRun::ImageRun(std::unique_ptr<ImageSink> sink, std::vector<PlannedTrack> plannedTracks,
+                   const BurnSettings& settings,
+                   std::function<void(const QString& baseName)> written)
     : BurnRun(std::move(plannedTracks), settings), m_sink(std::move(sink)),
-      m_cueSheet(cueSheet(binName, tracks())), m_onWritten(std::move(written)) {}
+      m_onWritten(std::move(written)) {}
 
 ImageRun::~ImageRun() {
     if (m_thread.joinable()) {
@@ -47,7 +47,7 @@ QString ImageRun::finishWriting() {
         m_thread.join();
     m_sink.reset();
     if (m_done.load() && m_error.isEmpty() && m_onWritten)
-        m_onWritten();
+        m_onWritten(m_baseName);
     return m_error;
 }
 
@@ -61,7 +61,8 @@ void ImageRun::write() noexcept {
         } else {
             m_phase.store(Finishing);
             if (m_sink)
-                m_sink->commit(m_cueSheet);
+                m_baseName = m_sink->commit(
+                    [this](const QString& binName) { return cueSheet(binName, tracks()); });
         }
     } catch (const Error& e) {
         m_error = e.message();

@@ -22,11 +22,11 @@ public:
     // The writer's buffer: what it takes from a feed and hands to the sink at once.
     static constexpr int kBufferSectors = 448;
 
-    // sink is null for a test burn; binName is what the cue sheet's FILE line names; written
-    // runs on the user-interface thread once the image is in place, before the burn ends.
-    ImageRun(std::unique_ptr<ImageSink> sink, const QString& binName,
-             std::vector<PlannedTrack> tracks, const BurnSettings& settings,
-             std::function<void()> written = {});
+    // sink is null for a test burn; written runs on the user-interface thread once the image
+    // is in place, before the burn ends, with the base name the sink put it under.
+    ImageRun(std::unique_ptr<ImageSink> sink, std::vector<PlannedTrack> tracks,
+             const BurnSettings& settings,
+             std::function<void(const QString& baseName)> written = {});
     ~ImageRun() override;
 
 protected:
@@ -42,8 +42,8 @@ private:
     void writeTrack(size_t index, QByteArray& buffer);
 
     std::unique_ptr<ImageSink> m_sink;
-    QByteArray m_cueSheet;
-    std::function<void()> m_onWritten;
+    std::function<void(const QString&)> m_onWritten;
+    QString m_baseName; // set by the writer before m_done, read after the join
     std::thread m_thread;
     std::atomic<bool> m_stop{false};
     std::atomic<bool> m_done{false};

@@ -3,6 +3,7 @@
 #include <QString>
 #include <QtGlobal>
 
+#include <functional>
 #include <memory>
 
 namespace burning {
@@ -13,13 +14,19 @@ namespace burning {
 // recorder's writer thread), though not the one that created it.
 class ImageSink {
 public:
+    // The cue sheet's text (ISO-8859-1) for the .bin's file name.
+    using CueText = std::function<QByteArray(const QString& binName)>;
+
     virtual ~ImageSink() = default;
     // Appends whole sectors to the .bin. Raises Error when they cannot be written (the folder
     // went away, the disk is full), naming the file and the reason.
     virtual void writeSectors(const char* data, qint64 bytes) = 0;
-    // Makes the .bin and the .cue holding cueText (ISO-8859-1) appear under their final names,
-    // never replacing an existing file. Raises Error, and leaves nothing, when it cannot.
-    virtual void commit(const QByteArray& cueText) = 0;
+    // Makes the .bin and its .cue appear under the first base name of which neither file
+    // exists (a symbolic link, even a dangling one, counts): the base name given to create(),
+    // else the same followed by " (2)", " (3)" ... Never replaces an existing file, even one
+    // that appears meanwhile. Returns the base name used. Raises Error, and leaves nothing,
+    // when it cannot.
+    virtual QString commit(const CueText& cueText) = 0;
 };
 
 // Creates sinks for <folder>/<baseName>.bin and <folder>/<baseName>.cue.

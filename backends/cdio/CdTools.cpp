@@ -45,6 +45,7 @@ void CdTools::rip(qint32 address, const QString& path, qint32 track, OutputCodec
     const Drive drive = drives().drive(address);
     EncodedSink::Options options;
     options.codec = codec;
+    options.overwrite = Overwrite();
     if (codec != OutputCodec::Wav)
         options.bitRate = checkedBitRate(Mp3Bitrate(), path);
     std::unique_ptr<DiscReader> reader = DiscReader::track(drive, track);

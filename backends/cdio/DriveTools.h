@@ -35,6 +35,8 @@ public:
     double Mp3Bitrate() const override { return m_mp3Bitrate; }
     void setMp3Option(qint16 value) override { m_mp3Option = value; }
     qint16 Mp3Option() const override { return m_mp3Option; }
+    void setOverwrite(const OverwriteRule& rule) override { m_overwrite = rule; }
+    OverwriteRule Overwrite() const override { return m_overwrite; }
 
     qint32 CurrentSector() const override { return m_currentSector; }
     qint32 TotalSectors() const override { return m_totalSectors; }
@@ -53,6 +55,7 @@ private:
     qint32 m_discType = 0;
     double m_mp3Bitrate = 128000.0;
     qint16 m_mp3Option = 0;
+    OverwriteRule m_overwrite;
     std::atomic<qint32> m_currentSector = 0;
     std::atomic<qint32> m_totalSectors = 0;
 };

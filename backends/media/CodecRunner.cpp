@@ -33,6 +33,8 @@ void CodecRunner::start(const QString& input, const QString& output,
     EncodedSink::Options withTags = options;
     if (withTags.tags.isEmpty())
         withTags.tags = source->tags();
+    // The input is never written over, whatever the caller allows.
+    withTags.overwrite.sources << input;
     auto sink = std::make_unique<EncodedSink>(output, withTags, source->format());
     start(std::move(source), std::move(sink), input);
 }

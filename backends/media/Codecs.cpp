@@ -14,6 +14,7 @@ void Mp3Encoder::Encode() {
     EncodedSink::Options options;
     options.codec = m_encoderSwitch == 1 ? OutputCodec::Mp3Shine : OutputCodec::Mp3Lame;
     options.bitRate = checkedBitRate(m_bitrate, m_outputFile);
+    options.overwrite = m_overwrite;
     m_runner.start(m_inputFile, m_outputFile, options);
 }
 
@@ -29,7 +30,9 @@ WmaEncoder::WmaEncoder(QObject* parent)
 WmaEncoder::~WmaEncoder() = default;
 
 void WmaEncoder::Encode(const QString& input, const QString& output) {
-    m_runner.start(input, output, {OutputCodec::Wma, checkedBitRate(m_bitrate, output), {}});
+    EncodedSink::Options options{OutputCodec::Wma, checkedBitRate(m_bitrate, output), {}};
+    options.overwrite = m_overwrite;
+    m_runner.start(input, output, options);
 }
 
 void WmaEncoder::Cancel() {

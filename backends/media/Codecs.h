@@ -30,6 +30,8 @@ public:
     void setOutputFile(const QString& path) override { m_outputFile = path; }
     QString OutputFile() const override { return m_outputFile; }
     void Encode() override;
+    void setOverwrite(const OverwriteRule& rule) override { m_overwrite = rule; }
+    OverwriteRule Overwrite() const override { return m_overwrite; }
     void Cancel() override;
 
 private:
@@ -37,6 +39,7 @@ private:
     double m_bitrate = 128000.0;
     QString m_inputFile;
     QString m_outputFile;
+    OverwriteRule m_overwrite;
     CodecRunner m_runner;
 };
 
@@ -50,10 +53,13 @@ public:
     void setBitrate(double bitsPerSecond) override { m_bitrate = bitsPerSecond; }
     double Bitrate() const override { return m_bitrate; }
     void Encode(const QString& input, const QString& output) override;
+    void setOverwrite(const OverwriteRule& rule) override { m_overwrite = rule; }
+    OverwriteRule Overwrite() const override { return m_overwrite; }
     void Cancel() override;
 
 private:
     double m_bitrate = 128000.0;
+    OverwriteRule m_overwrite;
     CodecRunner m_runner;
 };
 
@@ -74,12 +80,19 @@ public:
     QString InputFile() const override { return m_inputFile; }
     void setOutputFile(const QString& path) override { m_outputFile = path; }
     QString OutputFile() const override { return m_outputFile; }
-    void Decode() override { m_runner.start(m_inputFile, m_outputFile, {OutputCodec::Wav, 0, {}}); }
+    void Decode() override {
+        EncodedSink::Options options{OutputCodec::Wav, 0, {}};
+        options.overwrite = m_overwrite;
+        m_runner.start(m_inputFile, m_outputFile, options);
+    }
+    void setOverwrite(const OverwriteRule& rule) override { m_overwrite = rule; }
+    OverwriteRule Overwrite() const override { return m_overwrite; }
     void Cancel() override { m_runner.cancel(); }
 
 private:
     QString m_inputFile;
     QString m_outputFile;
+    OverwriteRule m_overwrite;
     CodecRunner m_runner;
 };
 

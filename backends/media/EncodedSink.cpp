@@ -395,7 +395,7 @@ EncodedSink::EncodedSink(const QString& path, const Options& options, PcmFormat 
         d->fail(QStringLiteral("the audio format %1 Hz, %2 channel(s) is not valid")
                     .arg(input.sampleRate)
                     .arg(input.channels));
-    d->file = std::make_unique<OutputFile>(path);
+    d->file = std::make_unique<OutputFile>(path, options.overwrite);
     d->openOutput();
     d->openConverter();
 }

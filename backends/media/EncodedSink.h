@@ -1,6 +1,7 @@
 #pragma once
 
 #include "backends/media/PcmSink.h"
+#include "components/OverwriteRule.h"
 
 #include <QMap>
 #include <QString>
@@ -17,7 +18,7 @@ enum class OutputCodec {
 
 // Encodes PCM into a file through libavcodec and libavformat, written through OutputFile: the
 // file appears complete under its name at commit(), or not at all, and an older file of that
-// name stays as it was until then.
+// name stays as it was until then (and after, unless the overwrite rule lets it be replaced).
 //
 // write() takes interleaved 16-bit PCM in the format given to the constructor; the sink converts
 // it once to what the encoder wants (planar or float samples; for MP3 and WMA at most two
@@ -34,10 +35,14 @@ public:
         QMap<QString, QString> tags;
         // WMA only: encode on two threads of its own; the bytes are the same either way.
         bool parallel = true;
+        // What is done about a file already at the path (see OutputFile): by default it is
+        // refused with OutputExistsError.
+        OverwriteRule overwrite = {};
     };
 
     // Opens the encoder and creates the output file. Raises Error ("Cannot write <path>:
-    // <why>") when the folder is missing or not writable or the encoder refuses the settings.
+    // <why>") when the folder is missing or not writable, when the path may not be written
+    // over, or when the encoder refuses the settings.
     EncodedSink(const QString& path, const Options& options, PcmFormat input);
     ~EncodedSink() override;
 

@@ -1,7 +1,9 @@
 #include "backends/qt/QtMessageBox.h"
 
 #include <QApplication>
+#include <QCheckBox>
 #include <QMessageBox>
+#include <QPushButton>
 
 namespace {
 
@@ -73,4 +75,22 @@ MessageBox::Result QtMessageBox::MsgBox(const QString& prompt, Buttons buttons, 
     default:
         return Result::Cancel;
     }
+}
+
+MessageBox::ReplaceAnswer QtMessageBox::AskReplace(const QString& prompt, const QString& title) {
+    QMessageBox box(QMessageBox::Question, title.isEmpty() ? QStringLiteral("Melvane") : title,
+                    prompt, QMessageBox::NoButton, QApplication::activeWindow());
+    box.setObjectName(QStringLiteral("ReplaceQuestion"));
+    QPushButton* replace = box.addButton(QStringLiteral("&Replace"), QMessageBox::AcceptRole);
+    replace->setObjectName(QStringLiteral("Replace"));
+    QPushButton* skip = box.addButton(QStringLiteral("&Skip"), QMessageBox::RejectRole);
+    skip->setObjectName(QStringLiteral("Skip"));
+    // Keeping the user's file is what Enter and Escape do.
+    box.setDefaultButton(skip);
+    box.setEscapeButton(skip);
+    auto* forAll = new QCheckBox(QStringLiteral("Do this for all files of this job"), &box);
+    forAll->setObjectName(QStringLiteral("forAll"));
+    box.setCheckBox(forAll);
+    box.exec();
+    return {box.clickedButton() == replace, forAll->isChecked()};
 }

@@ -7,4 +7,5 @@ class QtMessageBox final : public MessageBox {
 public:
     Result MsgBox(const QString& prompt, Buttons buttons = Buttons::OkOnly, Icon icon = Icon::None,
                   const QString& title = {}) override;
+    ReplaceAnswer AskReplace(const QString& prompt, const QString& title = {}) override;
 };

@@ -117,15 +117,15 @@ public:
 
     std::unique_ptr<burning::ImageSink> create(const QString& folder,
                                                const QString& baseName) override {
-        return std::make_unique<Sink>(folder + u'/' + baseName, diskFullAfter);
+        return std::make_unique<Sink>(folder, baseName, diskFullAfter);
     }
 
 private:
     class Sink final : public burning::ImageSink {
     public:
-        Sink(const QString& base, qint64 fullAfter)
-            : m_bin(base + QStringLiteral(".bin")), m_cue(base + QStringLiteral(".cue")),
-              m_fullAfter(fullAfter) {
+        Sink(const QString& folder, const QString& baseName, qint64 fullAfter)
+            : m_baseName(baseName), m_bin(folder + u'/' + baseName + QStringLiteral(".bin")),
+              m_cue(folder + u'/' + baseName + QStringLiteral(".cue")), m_fullAfter(fullAfter) {
             if (!m_bin.open(QIODevice::WriteOnly))
                 throw Error(m_bin.errorString());
         }
@@ -136,15 +136,18 @@ private:
             if (m_bin.write(data, bytes) != bytes)
                 throw Error(m_bin.errorString());
         }
-        void commit(const QByteArray& cueText) override {
+        QString commit(const CueText& cueText) override {
             if (QFile::exists(m_bin.fileName()) || QFile::exists(m_cue.fileName()))
                 throw Error(QStringLiteral("The image exists already."));
-            if (!m_cue.open(QIODevice::WriteOnly) || m_cue.write(cueText) != cueText.size() ||
+            const QByteArray text = cueText(m_baseName + QStringLiteral(".bin"));
+            if (!m_cue.open(QIODevice::WriteOnly) || m_cue.write(text) != text.size() ||
                 !m_bin.commit() || !m_cue.commit())
                 throw Error(QStringLiteral("Cannot write the image."));
+            return m_baseName;
         }
 
     private:
+        QString m_baseName;
         QSaveFile m_bin;
         QSaveFile m_cue;
         qint64 m_fullAfter;

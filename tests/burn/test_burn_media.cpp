@@ -249,6 +249,64 @@ private Q_SLOTS:
         QVERIFY(MediaJob::waitForAll(5000));
     }
 
+    void imageNamesAreNeverTaken_data() {
+        QTest::addColumn<QByteArray>("fileSystem"); // MELVANE_OUTPUT_FS
+        QTest::newRow("this file system") << QByteArray();
+        QTest::newRow("exFAT-like, no hard links") << QByteArray("nolinks");
+    }
+
+    // Names held by dangling links (another user of a shared folder) are passed over: the
+    // image goes under the first name free of both files, and the links stay as they were.
+    void imageNamesAreNeverTaken() {
+        QFETCH(QByteArray, fileSystem);
+        if (!fileSystem.isEmpty())
+            qputenv("MELVANE_OUTPUT_FS", fileSystem);
+        const QDateTime now = QDateTime::currentDateTime();
+        QStringList planted;
+        for (int second = -1; second <= 30; ++second) {
+            const QString stem =
+                "Melvane Audio CD " + now.addSecs(second).toString("yyyy-MM-dd hh.mm.ss");
+            planted << stem + ".cue" << stem + " (2).bin";
+        }
+        for (const QString& name : planted)
+            QVERIFY(QFile::link("/nonexistent/" + name, m_images->filePath(name)));
+        const auto burner = imageBurner();
+        burner->AddTrack(m_wav);
+        const Outcome outcome = burn(*burner);
+        qunsetenv("MELVANE_OUTPUT_FS");
+        QCOMPARE(outcome.status, qint32(AudioBurner::BurnSucceeded));
+        const QString base = burner->imageRecorder().lastImage();
+        QVERIFY2(base.endsWith(" (3)") && planted.contains(base.chopped(4) + ".cue"),
+                 qPrintable(base));
+        const QString cue = m_images->filePath(base + ".cue");
+        const cdio::Drive drive = cdio::DriveTable({cue}, false).drives().value(0);
+        QCOMPARE(cdio::Disc(drive).toc().audioTrackCount(), 1);
+        for (const QString& name : planted)
+            QVERIFY(QFileInfo(m_images->filePath(name)).isSymLink());
+        QCOMPARE(folderEntries(m_images->path()).size(), planted.size() + 2);
+    }
+
+    // A name taken while the burn ran is passed over as well, and the sheet names the .bin the
+    // image really has.
+    void aNameTakenWhileBurningIsPassedOver() {
+        auto sink = ImageFiles().create(m_images->path(), QStringLiteral("Disc"));
+        const QByteArray sectors(10 * 2352, '\x11');
+        sink->writeSectors(sectors.constData(), sectors.size());
+        writeBytes(m_images->filePath("Disc.bin"), "theirs");
+        const QString base = sink->commit(
+            [](const QString& bin) { return "FILE \"" + bin.toLatin1() + "\" BINARY\n"; });
+        QCOMPARE(base, QStringLiteral("Disc (2)"));
+        QCOMPARE(folderEntries(m_images->path()),
+                 QStringList({"Disc (2).bin", "Disc (2).cue", "Disc.bin"}));
+        QFile cue(m_images->filePath("Disc (2).cue"));
+        QVERIFY(cue.open(QIODevice::ReadOnly));
+        QCOMPARE(cue.readAll(), QByteArray("FILE \"Disc (2).bin\" BINARY\n"));
+        QCOMPARE(QFileInfo(m_images->filePath("Disc (2).bin")).size(), sectors.size());
+        QFile theirs(m_images->filePath("Disc.bin"));
+        QVERIFY(theirs.open(QIODevice::ReadOnly));
+        QCOMPARE(theirs.readAll(), QByteArray("theirs"));
+    }
+
     void refusedAtOnce_data() {
         QTest::addColumn<QString>("file");
         QTest::addColumn<QString>("folder");
@@ -260,6 +318,8 @@ private Q_SLOTS:
         QTest::newRow("folder not writable") << "a.wav"
                                              << "/proc/self"
                                              << "/proc/self";
+        QTest::newRow("image folder is a file")
+            << "a.wav" << m_wav << "The image folder " + m_wav + " is not a folder.";
     }
 
     void refusedAtOnce() {

@@ -33,6 +33,7 @@ struct CdFixture {
 
     CdFixture() {
         ErrorBoundary::setMessageBox(&messageBox);
+        main.state = &state;
         main.onUpdatecd = [this] { panel.updatecd(); };
         main.trackRenameDialog = [this]() -> TrackRename& {
             if (!dialog)

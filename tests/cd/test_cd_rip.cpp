@@ -224,17 +224,87 @@ private Q_SLOTS:
         QCOMPARE(f.bar("eprog")->Value(), 0.0);
     }
 
-    // Numbered names need a destination's file name to number: without one the press is
-    // refused with a report and leaves no track half started.
-    void numberedNamesWithoutADestination() {
+    // A rip with no destination, never chosen or its dialog cancelled, asks for a folder first;
+    // cancelled again, nothing is ripped and nothing goes into the root folder.
+    void aRipWithoutADestinationAsksForOne_data() {
+        QTest::addColumn<bool>("named");
+        QTest::addColumn<QString>("answer");
+        QTest::newRow("numbered, cancelled") << false << "";
+        QTest::newRow("numbered, chosen") << false << "/picked";
+        QTest::newRow("named, cancelled") << true << "";
+        QTest::newRow("named, chosen") << true << "/picked";
+    }
+    void aRipWithoutADestinationAsksForOne() {
+        QFETCH(bool, named);
+        QFETCH(QString, answer);
         RipFixture f;
-        f.child<QLineEdit>("txtFilename")->clear();
+        f.child<QCheckBox>("Check1")->setChecked(named);
+        f.main.folders = {QString()};
+        f.child("Command16")->click(); // the Destination dialog cancelled
+        if (!named)
+            f.child<QLineEdit>("txtFilename")->clear();
+        f.checkOnly({1});
+        f.main.folders = {answer};
+        f.log.clear();
+        const qsizetype boxes = f.messageBox.shown.size();
         f.child("Command17")->click();
-        QVERIFY(f.ripPaths().isEmpty());
-        QVERIFY(f.messageBox.shown.last().prompt.contains(QStringLiteral("Destination")));
-        QVERIFY(!f.panel.Timer1->isActive());
-        QCOMPARE(f.panel.trackInProgress, False16);
+        QCOMPARE(f.main.calls.last(),
+                 QStringLiteral("MainWindow.SelectFolder(FrameCDMode, Select Folder To Save To:)"));
+        QCOMPARE(f.ripPaths(),
+                 answer.isEmpty() ? QStringList() : QStringList{answer + "/Track01.wav, 1"});
+        QCOMPARE(f.messageBox.shown.size(), boxes);
+        QCOMPARE(f.panel.Timer1->isActive(), !answer.isEmpty());
+        QCOMPARE(f.panel.trackInProgress, answer.isEmpty() ? False16 : True16);
         QVERIFY(f.list()->Checked(1));
+    }
+
+    // A track whose file exists: the user replaces or skips it, or every one of the job.
+    void anExistingFileIsReplacedOnlyWithConsent_data() {
+        using Answer = MessageBox::ReplaceAnswer;
+        QTest::addColumn<QList<Answer>>("answers");
+        QTest::addColumn<QStringList>("steps");
+        QTest::newRow("replace one, skip the next")
+            << QList<Answer>{{true, false}, {false, false}}
+            << QStringList{"keep 1", "ask 1", "replace 1", "keep 2", "ask 2", "keep 3"};
+        QTest::newRow("replace all")
+            << QList<Answer>{{true, true}}
+            << QStringList{"keep 1", "ask 1", "replace 1", "replace 2", "replace 3"};
+        QTest::newRow("skip all") << QList<Answer>{{false, true}}
+                                  << QStringList{"keep 1", "ask 1", "keep 2", "keep 3"};
+    }
+    void anExistingFileIsReplacedOnlyWithConsent() {
+        QFETCH(QList<MessageBox::ReplaceAnswer>, answers);
+        QFETCH(QStringList, steps);
+        RipFixture f;
+        f.tools.existing = {"/rips/Track01.wav", "/rips/Track02.wav"};
+        f.tools.progressOnRip = {100};
+        f.messageBox.replaceAnswers = answers;
+        const qsizetype boxes = f.messageBox.shown.size();
+        f.child("Command17")->click();
+        QTRY_VERIFY(!f.list()->Checked(3));
+        QStringList seen;
+        for (const QString& call : f.log.calls) {
+            if (call.startsWith("HarnTools.setOverwrite"))
+                seen << call.section(u'(', 1).section(u',', 0, 0);
+            else if (call.startsWith("HarnTools.RipTrackToWav"))
+                seen.last() += u' ' + call.section(QStringLiteral(", "), 2, 2);
+            else if (call.startsWith("MessageBox.AskReplace"))
+                seen << "ask " + QString(call.section(QStringLiteral(".wav"), 0, 0).back());
+        }
+        QCOMPARE(seen, steps);
+        QCOMPARE(f.messageBox.asked.value(0),
+                 QStringLiteral("/rips/Track01.wav exists already.\n\nReplace it with track 1 "
+                                "of the disc, or skip this track?"));
+        QCOMPARE(f.status().contains("Skipped Track02: the file exists"),
+                 !steps.contains("replace 2"));
+        QCOMPARE(f.bar("tprog")->Value(), 100.0);
+        QCOMPARE(f.messageBox.shown.size(), boxes);
+        // The answer was for that job only: the next asks again.
+        f.checkOnly({1});
+        f.state.newJob = True16;
+        f.messageBox.asked.clear();
+        f.child("Command17")->click();
+        QCOMPARE(f.messageBox.asked.size(), 1);
     }
 
     void selectionAndStatusMenus() {

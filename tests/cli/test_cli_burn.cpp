@@ -106,6 +106,9 @@ private Q_SLOTS:
         QTest::newRow("image folder")
             << QStringList{"burn", "--image-dir", "/no/such", "tone.wav"} << QString() << false << 2
             << "the image folder /no/such does not exist";
+        QTest::newRow("image folder is a file")
+            << QStringList{"burn", "--image-dir", "tone.wav", "tone.wav"} << QString() << false << 2
+            << "the image folder " + m_dir.filePath("tone.wav") + " is not a folder";
         QTest::newRow("recorders") << QStringList{"recorders", "--all"} << QString() << false << 2
                                    << "unknown option '--all'";
         QTest::newRow("not audio") << burn + QStringList{"notes.mp3"} << QString() << false << 1

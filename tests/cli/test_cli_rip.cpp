@@ -256,6 +256,46 @@ private Q_SLOTS:
                  QStringList({checksumLine(m_disc, 1, 3), checksumLine(m_disc, 3, 3)}));
     }
 
+    // A track whose file exists fails and the file is kept; --overwrite replaces it.
+    void existingFilesNeedOverwrite() {
+        const QString out = freshFolder();
+        const QString older = QDir(out).filePath("Track02.wav");
+        {
+            QFile file(older);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write("older");
+        }
+        Run r = rip({"--to", "wav", "--out", out, m_disc.cue});
+        QCOMPARE(r.exitCode, 1);
+        QVERIFY2(r.err.contains("track 2 failed: Cannot write " + older +
+                                ": a file of that name exists already (--overwrite replaces it)"),
+                 qPrintable(r.err));
+        QCOMPARE(QFileInfo(older).size(), 5);
+        QVERIFY(wavSamples(QDir(out).filePath("Track03.wav")) == m_disc.track(3));
+        r = rip({"--to", "wav", "--overwrite", "--tracks", "2", "--out", out, m_disc.cue});
+        QVERIFY2(r.exitCode == 0, qPrintable(r.err));
+        QVERIFY(wavSamples(older) == m_disc.track(2));
+    }
+
+    // A sheet's name reaches the terminal with its control characters escaped, in the drive's
+    // description of toc and rip alike.
+    void sheetNamesAreEscaped() {
+        const QString name = QStringLiteral("odd\x1b]0;title\x07"
+                                            "disc");
+        const TestImage image =
+            writeImage(m_dir.path(), name, {{QStringLiteral("AUDIO"), 588 * 10}}, 8);
+        QProcess process;
+        process.start(QStringLiteral(MELVANE_CLI), {"toc", image.cue});
+        const Run toc = finish(process);
+        QVERIFY2(toc.exitCode == 0, qPrintable(toc.err));
+        QVERIFY2(toc.out.contains("Image odd\\x1b]0;title\\x07disc"), qPrintable(toc.out));
+        const Run ripped = rip({"--to", "wav", "--out", freshFolder(), image.cue});
+        QVERIFY2(ripped.exitCode == 0, qPrintable(ripped.err));
+        QVERIFY2(ripped.out.contains("\\x1b]0;title\\x07disc"), qPrintable(ripped.out));
+        for (const QString& text : {toc.out, toc.err, ripped.out, ripped.err})
+            QVERIFY(!text.contains(u'\x1b') && !text.contains(u'\x07'));
+    }
+
     // SIGINT while the first quarter is out: the process ends with 128 + 2 and no file at all.
     void interruptLeavesNoFile() {
         const TestImage image =

@@ -16,6 +16,7 @@
 #include <QLineEdit>
 #include <QMenu>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -40,7 +41,7 @@ struct ConvertFixture {
     FakeMainWindow main{&log};
     FakeMessageBox messageBox{&log};
     SharedState state;
-    FrameFileMode panel{{mEnc, mDec, waEnc, waDec, x, comd, main, state}};
+    FrameFileMode panel{{mEnc, mDec, waEnc, waDec, x, comd, messageBox, main, state}};
     ReportList* LV = child<ReportList>("LV");
 
     explicit ConvertFixture(const QStringList& folders = {QStringLiteral("/out")}) {
@@ -198,8 +199,10 @@ private Q_SLOTS:
             "ReadMp3Info(/in/a.mp3) Mp3Duration() Mp3SizeMB()");
         row("wma", "WMA", "/in/b.wma", "/in/b.wma|WMA|03:25|34.57 mb",
             "ReadWmaInfo(/in/b.wma) WmaDuration() WmaSizeMB()");
-        // Endings are compared exactly: upper case is no known type.
-        row("upper case", "WAV", "/in/LOUD.MP3", "/in/LOUD.MP3|||", "");
+        // The ending counts in lower case: LOUD.MP3 is an MP3 file.
+        row("upper case", "WAV", "/in/LOUD.MP3", "/in/LOUD.MP3|MP3|03:25|34.57 mb",
+            "ReadMp3Info(/in/LOUD.MP3) Mp3Duration() Mp3SizeMB()");
+        row("unknown ending", "WAV", "/in/notes.ogg", "/in/notes.ogg|||", "");
         // A file whose information cannot be read still gets its row.
         row("unreadable", "MP3", "/in/broken.wav", "/in/broken.wav|WAV|00:00|0.00 mb",
             "ReadWavInfo(/in/broken.wav) WavDuration() WavSizeMB()");
@@ -256,38 +259,56 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("sources");
         QTest::addColumn<QList<QStringList>>("steps");
         const QString longName = QString(56, u'n') + ".wav"; // 60 characters
+        // Each start says that no file of the list may be written over, nor any other file.
         QTest::newRow("mp3, an unchecked row skipped")
             << "MP3" << QStringList{"/in/one.wav", "/in/-two.wav", "/in/three.wav"}
             << QList<QStringList>{{"MEnc.setBitrate(192000)", "MEnc.setInputFile(/in/one.wav)",
-                                   "MEnc.setOutputFile(/out/one.mp3)", "MEnc.Encode()"},
+                                   "MEnc.setOutputFile(/out/one.mp3)",
+                                   "MEnc.setOverwrite(keep, 3 sources)", "MEnc.Encode()"},
                                   {"MainWindow.mp3donenowwhat()", "MEnc.setBitrate(192000)",
                                    "MEnc.setInputFile(/in/three.wav)",
-                                   "MEnc.setOutputFile(/out/three.mp3)", "MEnc.Encode()"},
+                                   "MEnc.setOutputFile(/out/three.mp3)",
+                                   "MEnc.setOverwrite(keep, 3 sources)", "MEnc.Encode()"},
                                   {"MainWindow.mp3donenowwhat()"}};
         QTest::newRow("wma") << "WMA" << QStringList{"/in/one.wav", "/in/two.wav"}
                              << QList<QStringList>{{"WAEnc.setBitrate(192000)",
+                                                    "WAEnc.setOverwrite(keep, 2 sources)",
                                                     "WAEnc.Encode(/in/one.wav, /out/one.wma)"},
                                                    {"MainWindow.wmadonenowwhat()",
                                                     "WAEnc.setBitrate(192000)",
+                                                    "WAEnc.setOverwrite(keep, 2 sources)",
                                                     "WAEnc.Encode(/in/two.wav, /out/two.wma)"},
                                                    {"MainWindow.wmadonenowwhat()"}};
         QTest::newRow("wave, decoder by ending")
             << "WAV" << QStringList{"/in/one.wma", "/in/two.mp3"}
             << QList<QStringList>{{"WaDec.setInputFile(/in/one.wma)",
-                                   "WaDec.setOutputFile(/out/one.wav)", "WaDec.Decode()"},
+                                   "WaDec.setOutputFile(/out/one.wav)",
+                                   "WaDec.setOverwrite(keep, 2 sources)", "WaDec.Decode()"},
                                   {"MainWindow.decdonenowwhat()", "MDec.setInputFile(/in/two.mp3)",
-                                   "MDec.setOutputFile(/out/two.wav)", "MDec.Decode()"},
+                                   "MDec.setOutputFile(/out/two.wav)",
+                                   "MDec.setOverwrite(keep, 2 sources)", "MDec.Decode()"},
                                   {"MainWindow.decdonenowwhat()"}};
+        // Endings count in lower case, in every target.
+        QTest::newRow("upper-case endings")
+            << "WAV" << QStringList{"/in/SONG.MP3", "/in/Track.WMA"}
+            << QList<QStringList>{
+                   {"MDec.setInputFile(/in/SONG.MP3)", "MDec.setOutputFile(/out/SONG.wav)",
+                    "MDec.setOverwrite(keep, 2 sources)", "MDec.Decode()"},
+                   {"MainWindow.decdonenowwhat()", "WaDec.setInputFile(/in/Track.WMA)",
+                    "WaDec.setOutputFile(/out/Track.wav)", "WaDec.setOverwrite(keep, 2 sources)",
+                    "WaDec.Decode()"},
+                   {"MainWindow.decdonenowwhat()"}};
         // The first 50 characters name the output; their last three give way to the ending.
         QTest::newRow("long name cut")
             << "MP3" << QStringList{"/in/" + longName}
-            << QList<QStringList>{
-                   {"MEnc.setBitrate(192000)", "MEnc.setInputFile(/in/" + longName + ")",
-                    "MEnc.setOutputFile(/out/" + QString(47, u'n') + "mp3)", "MEnc.Encode()"},
-                   {"MainWindow.mp3donenowwhat()"}};
+            << QList<QStringList>{{"MEnc.setBitrate(192000)",
+                                   "MEnc.setInputFile(/in/" + longName + ")",
+                                   "MEnc.setOutputFile(/out/" + QString(47, u'n') + "mp3)",
+                                   "MEnc.setOverwrite(keep, 1 sources)", "MEnc.Encode()"},
+                                  {"MainWindow.mp3donenowwhat()"}};
         // The wave target starts nothing for an ending it does not know.
         QTest::newRow("wave, unknown ending")
-            << "WAV" << QStringList{"/in/LOUD.MP3"} << QList<QStringList>{{}};
+            << "WAV" << QStringList{"/in/notes.ogg"} << QList<QStringList>{{}};
     }
 
     void jobsConvertCheckedRowsOneAfterAnother() {
@@ -336,11 +357,15 @@ private Q_SLOTS:
 
     void convertRefusesWithoutARowOrAFolder() {
         ConvertFixture f;
-        // An empty list, then nothing checked: the list's index error ends the handler.
-        QVERIFY_THROWS_EXCEPTION(IndexError, f.panel.Command12_Click());
+        // An empty list, then nothing checked: the user is told in plain words.
+        f.child<QPushButton>("Command12")->click();
         f.addFiles({QStringLiteral("/in/one.wav")});
         f.LV->setChecked(1, false);
-        QVERIFY_THROWS_EXCEPTION(IndexError, f.panel.Command12_Click());
+        f.child<QPushButton>("Command12")->click();
+        QCOMPARE(f.messageBox.shown.size(), 2);
+        for (const auto& shown : f.messageBox.shown)
+            QCOMPARE(shown.prompt,
+                     QStringLiteral("There is nothing to convert: add files and check them"));
         // The first folder dialog cancelled: nothing is written into the root folder.
         ConvertFixture noFolder(QStringList{});
         noFolder.addFiles({QStringLiteral("/in/one.wav")});
@@ -357,19 +382,126 @@ private Q_SLOTS:
         f.mEnc.startError = QStringLiteral("Cannot convert /in/one.wav: the file does not exist");
         f.child<QPushButton>("Command12")->click();
         f.mEnc.startError.clear();
-        // A failure on the way sends no 100: reported, and nothing further starts.
+        // A failure on the way sends no 100: reported, and nothing further starts; the bar and
+        // the line under it go back to rest.
         f.panel.Command12_Click();
+        f.mEnc.raiseProgress(99);
         f.mEnc.raiseFailed(QStringLiteral("Cannot write /out/one.mp3: No space left on device"));
         QCOMPARE(f.checks(), QList<bool>({true, true}));
-        // A completion after the target emptied the list finds no row.
-        f.child<QAction>("mnuoptfilemode2")->trigger();
-        f.mEnc.raiseProgress(100);
+        QCOMPARE(f.child<ProgressBar>("prog")->Value(), 0.0);
+        QCOMPARE(f.child<QLabel>("convertStatus")->text(), QString());
         QStringList prompts;
         for (const auto& shown : f.messageBox.shown)
             prompts << shown.prompt.section(u':', 0, 0);
-        QCOMPARE(prompts, QStringList({"Cannot convert /in/one.wav", "Cannot write /out/one.mp3",
-                                       "Index out of bounds"}));
+        QCOMPARE(prompts, QStringList({"Cannot convert /in/one.wav", "Cannot write /out/one.mp3"}));
         QCOMPARE(f.mEnc.count(QStringLiteral("Encode")), 2);
+    }
+
+    // The chain that runs out of checked rows, or whose list the target emptied, ends quietly.
+    void theJobEndsQuietly_data() {
+        QTest::addColumn<bool>("changeTarget");
+        QTest::newRow("last checked row is not the last row") << false;
+        QTest::newRow("target changed while a file ran") << true;
+    }
+    void theJobEndsQuietly() {
+        QFETCH(bool, changeTarget);
+        ConvertFixture f;
+        f.addFiles({"/in/one.wav", "/in/two.wav", "/in/three.wav"});
+        f.LV->setChecked(3, false);
+        f.child<QPushButton>("Command12")->click();
+        f.mEnc.raiseProgress(60);
+        if (changeTarget)
+            f.child<QAction>("mnuoptfilemode2")->trigger();
+        else
+            f.mEnc.raiseProgress(100);
+        f.mEnc.raiseProgress(100);
+        QCOMPARE(f.messageBox.shown.size(), 0);
+        QCOMPARE(f.mEnc.count(QStringLiteral("Encode")), changeTarget ? 1 : 2);
+        QCOMPARE(f.checks(), changeTarget ? QList<bool>() : QList<bool>({false, false, false}));
+        QCOMPARE(f.child<ProgressBar>("prog")->Value(), 0.0);
+        QCOMPARE(f.child<QLabel>("convertStatus")->text(), QString());
+        // The next job starts as any other.
+        f.addFiles({"/in/four.wav"});
+        f.panel.Command12_Click();
+        QCOMPARE(f.mEnc.count(QStringLiteral("Encode")) + f.waEnc.count(QStringLiteral("Encode")),
+                 changeTarget ? 2 : 3);
+    }
+
+    // Outputs that exist: the user replaces or skips each, or all of the job at once; the
+    // list's own files are handed to the codec as never to be written over.
+    void anExistingOutputIsReplacedOnlyWithConsent_data() {
+        using Answer = MessageBox::ReplaceAnswer;
+        QTest::addColumn<QList<Answer>>("answers");
+        QTest::addColumn<QStringList>("steps");
+        QTest::newRow("replace one, skip the next")
+            << QList<Answer>{{true, false}, {false, false}}
+            << QStringList{"keep one", "ask one", "replace one", "done",
+                           "keep two", "ask two", "keep three",  "done"};
+        QTest::newRow("replace all")
+            << QList<Answer>{{true, true}}
+            << QStringList{"keep one",    "ask one", "replace one",   "done",
+                           "replace two", "done",    "replace three", "done"};
+        QTest::newRow("skip all") << QList<Answer>{{false, true}}
+                                  << QStringList{"keep one", "ask one", "keep two", "keep three",
+                                                 "done"};
+    }
+    void anExistingOutputIsReplacedOnlyWithConsent() {
+        QFETCH(QList<MessageBox::ReplaceAnswer>, answers);
+        QFETCH(QStringList, steps);
+        ConvertFixture f;
+        const QStringList sources{"/in/one.wav", "/in/two.wav", "/in/three.wav"};
+        f.addFiles(sources);
+        f.mEnc.existing = {"/out/one.mp3", "/out/two.mp3"};
+        f.messageBox.replaceAnswers = answers;
+        f.log.clear();
+        f.child<QPushButton>("Command12")->click();
+        QStringList seen;
+        QString name; // of the output being set up
+        const auto look = [&] {
+            for (const QString& call : f.takeJobCalls()) {
+                if (call.startsWith("MEnc.setOutputFile"))
+                    name = call.section(u'/', -1).section(u'.', 0, 0);
+                else if (call.startsWith("MEnc.setOverwrite"))
+                    seen << call.section(u'(', 1).section(u',', 0, 0);
+                else if (call.startsWith("MEnc.Encode"))
+                    seen.last() += u' ' + name;
+                else if (call.startsWith("MessageBox.AskReplace"))
+                    seen << "ask " + name;
+            }
+        };
+        // A checked row is one still with the codec or still to come.
+        for (int file = 0; file < 3 && f.checks().contains(true); ++file) {
+            look();
+            QCOMPARE(f.mEnc.overwrite.sources, sources);
+            seen << "done";
+            f.mEnc.raiseProgress(100);
+        }
+        look();
+        QCOMPARE(seen, steps);
+        QCOMPARE(f.messageBox.asked.value(0),
+                 QStringLiteral("/out/one.mp3 exists already.\n\nReplace it with the file "
+                                "converted from /in/one.wav, or skip this file?"));
+        QCOMPARE(f.checks(), QList<bool>({false, false, false}));
+        QCOMPARE(f.messageBox.shown.size(), 0);
+    }
+
+    // Under the bar: the file being converted, and once it has run a second, its time left.
+    void theProgressLineNamesTheFileAndItsTimeLeft() {
+        ConvertFixture f;
+        f.addFiles({"/in/one.wav", "/in/two.wav"});
+        auto* line = f.child<QLabel>("convertStatus");
+        QCOMPARE(line->text(), QString());
+        f.panel.Command12_Click();
+        QCOMPARE(line->text(), QStringLiteral("Converting one.wav"));
+        const QRegularExpression withTimeLeft(
+            QStringLiteral("^Converting one\\.wav: 0:0[0-2] left$"));
+        QTRY_VERIFY_WITH_TIMEOUT(
+            (f.mEnc.raiseProgress(50), withTimeLeft.match(line->text()).hasMatch()), 5000);
+        f.mEnc.raiseProgress(100);
+        QCOMPARE(line->text(), QStringLiteral("Converting two.wav"));
+        f.mEnc.raiseProgress(100);
+        QCOMPARE(line->text(), QString());
+        QCOMPARE(f.child<ProgressBar>("prog")->Value(), 0.0);
     }
 
     void progressArrivesFromTheEventLoopLikeARealCodec() {
@@ -392,7 +524,8 @@ private Q_SLOTS:
         };
         // clang-format off
         row("wave", "/a/s.wav", "WAV|s.mp3|s.mp3");
-        row("upper case", "/a/S.MP3", "|S.mp3|S.mp3");
+        row("upper case", "/a/S.MP3", "MP3|S.mp3|S.mp3");
+        row("mixed case", "/a/t.Wav", "WAV|t.mp3|t.mp3");
         row("dots kept", "x.y.wma", "WMA|x.y.mp3|x.y.mp3");
         row("50", a46 + ".wav", "WAV|" + a46 + ".mp3|" + a46 + ".mp3");
         row("51", a46 + "b.wav", "WAV|" + a46 + "bmp3|" + a46 + "b.mp3");

@@ -32,7 +32,7 @@ struct PlayerFixture {
     FakeMessageBox messageBox;
     FakeFilgraphManager graph{&log};
     SharedState state;
-    FrameFileMode panel{{mEnc, mDec, waEnc, waDec, x, comd, main, state}};
+    FrameFileMode panel{{mEnc, mDec, waEnc, waDec, x, comd, messageBox, main, state}};
     ReportList* LV = child<ReportList>("LV");
     PlayerStrip* strip = panel.playerStrip();
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "components/OverwriteRule.h"
+
 #include <QString>
 #include <QStringList>
 #include <type_traits>
@@ -34,6 +36,12 @@ inline QString argText(bool value) {
 }
 inline QString argText(QWidget* value) {
     return widgetName(value);
+}
+// "keep" or "replace", and how many sources are never written over: "keep, 3 sources".
+inline QString argText(const OverwriteRule& rule) {
+    return QStringLiteral("%1, %2 sources")
+        .arg(rule.replace ? QStringLiteral("replace") : QStringLiteral("keep"))
+        .arg(rule.sources.size());
 }
 template <class T>
 requires std::is_arithmetic_v<T> QString argText(T value) {

@@ -107,12 +107,23 @@ qint16 FakeHarnTools::Mp3Option() const {
     return m_mp3Option;
 }
 
+void FakeHarnTools::setOverwrite(const OverwriteRule& rule) {
+    write("setOverwrite", overwrite, rule);
+}
+
+OverwriteRule FakeHarnTools::Overwrite() const {
+    return read("Overwrite", overwrite);
+}
+
 void FakeHarnTools::rip(const QString& member, qint32 address, const QString& path, qint32 track,
                         qint32 windowHandle) {
     record(member,
            {QString::number(address), path, QString::number(track), QString::number(windowHandle)});
     if (!ripError.isEmpty())
         throw Error(ripError);
+    if (existing.contains(path) && !overwrite.replace)
+        throw OutputExistsError(
+            path, QStringLiteral("Cannot write %1: a file of that name exists already").arg(path));
     const int started = ++m_run;
     for (const double value : progressOnRip)
         QMetaObject::invokeMethod(

@@ -48,6 +48,8 @@ public:
     void RipTrackToWma(qint32 address, const QString& path, qint32 track,
                        qint32 windowHandle) override;
     void CancelRip() override;
+    void setOverwrite(const OverwriteRule& rule) override;
+    OverwriteRule Overwrite() const override;
     qint32 CurrentSector() const override;
     qint32 TotalSectors() const override;
 
@@ -65,6 +67,9 @@ public:
     // When not empty, ReadTrackCount raises Error with this text, as for an unreadable drive.
     QString readError;
     QList<double> progressOnRip;
+    // Paths that exist: a rip to one raises OutputExistsError unless overwrite allows replacing.
+    QStringList existing;
+    OverwriteRule overwrite;
 
 private:
     const Drive& drive(qint32 address) const;

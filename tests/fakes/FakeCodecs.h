@@ -13,18 +13,25 @@
 // when the test asks: raiseProgress/raiseFailed emit at once; the values in progressOn are
 // posted to the event loop after each start, the way a real codec reports from its worker
 // thread (a Cancel or a new start drops those not yet delivered). A start raises Error with
-// startError when that is set, and starts nothing.
+// startError when that is set, and starts nothing; a start whose output is listed in existing
+// raises OutputExistsError unless the overwrite rule allows replacing, as the real codecs do.
 template <class Codec, class Percent> class FakeCodec : public Codec, public CallRecorder {
 public:
     void Cancel() override {
         record(QStringLiteral("Cancel"));
         ++m_run;
     }
+    void setOverwrite(const OverwriteRule& rule) override {
+        write("setOverwrite", overwrite, rule);
+    }
+    OverwriteRule Overwrite() const override { return read("Overwrite", overwrite); }
     void raiseProgress(Percent percent) { Q_EMIT this->Progress(percent); }
     void raiseFailed(const QString& message) { Q_EMIT this->Failed(message); }
 
     QString startError;
     QList<Percent> progressOn;
+    QStringList existing;
+    OverwriteRule overwrite;
 
 protected:
     FakeCodec(const QString& component, CallLog* log) : CallRecorder(component, log) {}
@@ -33,6 +40,11 @@ protected:
         record(QLatin1String(member), args);
         if (!startError.isEmpty())
             throw Error(startError);
+        const QString output = args.isEmpty() ? m_outputFile : args.value(1);
+        if (existing.contains(output) && !overwrite.replace)
+            throw OutputExistsError(output, QStringLiteral("Cannot write %1: a file of that name "
+                                                           "exists already")
+                                                .arg(output));
         const int started = ++m_run;
         for (const Percent value : progressOn)
             QMetaObject::invokeMethod(

@@ -99,6 +99,15 @@ public:
         return results.isEmpty() ? Result::Ok : results.takeFirst();
     }
 
+    // The replace question is kept in asked; the answers come from replaceAnswers, then Skip.
+    ReplaceAnswer AskReplace(const QString& prompt, const QString& title = {}) override {
+        record(QStringLiteral("AskReplace"), {prompt, title});
+        asked.append(prompt);
+        return replaceAnswers.isEmpty() ? ReplaceAnswer{} : replaceAnswers.takeFirst();
+    }
+
     QList<Result> results;
     QList<Shown> shown;
+    QList<ReplaceAnswer> replaceAnswers;
+    QStringList asked;
 };

@@ -2,10 +2,14 @@
 
 #include "components/Error.h"
 #include "shell/common/CommonHelpers.h"
+#include "shell/common/SharedState.h"
 
 QString FakeMainWindow::SelectFolder(QWidget* owner, const QString& title) {
     record(QStringLiteral("SelectFolder"), {widgetName(owner), title});
-    return folders.isEmpty() ? QString() : folders.takeFirst();
+    const QString chosen = folders.isEmpty() ? QString() : folders.takeFirst();
+    if (state)
+        state->prevFolder = chosen;
+    return chosen;
 }
 
 qint16 FakeMainWindow::CountCSString(const QVariant& value) const {

@@ -6,9 +6,12 @@
 #include <QStringList>
 #include <functional>
 
+struct SharedState;
+
 // The main window as a panel sees it. SelectFolder answers from folders in order (an empty
-// answer or none left is a cancel); the completion methods do what the test wires into
-// onCompletion, as Form1 hands them to the convert panel.
+// answer or none left is a cancel) and, when the test gave it state, remembers the answer in
+// its prevFolder as Form1 does (a cancel empties it); the completion methods do what the test wires
+// into onCompletion, as Form1 hands them to the convert panel.
 class FakeMainWindow final : public MainWindow, public CallRecorder {
 public:
     explicit FakeMainWindow(CallLog* log = nullptr)
@@ -39,6 +42,7 @@ public:
     qint32 ripDriveAddress() const override;
 
     QStringList folders;
+    SharedState* state = nullptr;
     std::function<void()> onCompletion;
     std::function<void()> onRefreshDriveInfo;
     std::function<void()> onReadDiscStatus;

@@ -60,10 +60,13 @@ private:
     qint64 m_gateTo;
 };
 
-// Encodes a whole source, or a whole file, into path through the core and commits it.
+// Encodes a whole source, or a whole file, into path through the core and commits it, in
+// place of what is there.
 inline void writeSource(PcmSource& source, const QString& path,
                         const EncodedSink::Options& options) {
-    EncodedSink sink(path, options, source.format());
+    EncodedSink::Options replacing = options;
+    replacing.overwrite.replace = true;
+    EncodedSink sink(path, replacing, source.format());
     copyPcm(source, sink);
 }
 

@@ -58,7 +58,7 @@ struct SlowSource final : PcmSource {
 
 // Raw PCM into an OutputFile with a hidden temporary name, whose presence the tests can see.
 struct RawSink final : PcmSink {
-    explicit RawSink(const QString& path) : file(path, OutputFile::Temporary::Named) {}
+    explicit RawSink(const QString& path) : file(path, {}, OutputFile::Temporary::Named) {}
     PcmFormat format() const override { return kStereo44; }
     void write(const qint16* buffer, qint64 frames) override { file.write(buffer, frames * 4); }
     void finish() override { file.finish(); }
@@ -128,15 +128,16 @@ void TestMediaJobs::outputFile() {
     const QString live = QStringLiteral(".melvane-%1-0000abcd.part").arg(::getpid());
     writeBytes(out.filePath(stale), "left by a killed job");
     writeBytes(out.filePath(live), "still being written");
+    const OverwriteRule replace{true, {}};
     {
-        OutputFile file(target, temporary);
+        OutputFile file(target, replace, temporary);
         file.write("new", 3);
         QCOMPARE(file.temporaryPath().isEmpty(), temporary == OutputFile::Temporary::Unnamed);
     }
     QCOMPARE(folderEntries(out.path()), QStringList({live, "kept.mp3"}));
     QCOMPARE(fileState(target), before);
     {
-        OutputFile file(target, temporary);
+        OutputFile file(target, replace, temporary);
         file.write("new", 3);
         file.finish();
         QCOMPARE(fileState(target), before);
@@ -147,7 +148,7 @@ void TestMediaJobs::outputFile() {
 
     QVERIFY(QDir(out.path()).mkdir("gone"));
     QString message = errorOf([&] {
-        OutputFile file(out.filePath("gone/late.mp3"), temporary);
+        OutputFile file(out.filePath("gone/late.mp3"), {}, temporary);
         file.write("data", 4);
         QVERIFY(QDir(out.filePath("gone")).removeRecursively());
         file.commit();
@@ -158,7 +159,7 @@ void TestMediaJobs::outputFile() {
     // Past the file size limit a write fails (SIGXFSZ must not end the program).
     message = errorOf([&] {
         FileSizeLimit limit(64 * 1024);
-        OutputFile file(out.filePath("big.wav"), temporary);
+        OutputFile file(out.filePath("big.wav"), {}, temporary);
         const QByteArray block(100 * 1024, 'x');
         file.write(block.constData(), block.size());
     });

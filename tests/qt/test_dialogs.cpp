@@ -4,6 +4,7 @@
 #include "components/Error.h"
 #include "tests/qt/ModalHelper.h"
 
+#include <QCheckBox>
 #include <QComboBox>
 #include <QFileDialog>
 #include <QFileSystemModel>
@@ -246,6 +247,46 @@ private Q_SLOTS:
             QVERIFY2(result == c.result, qPrintable(QStringLiteral("buttons %1, answer %2")
                                                         .arg(int(c.buttons))
                                                         .arg(int(c.result))));
+        }
+    }
+
+    // The replace question: Replace or Skip, each with or without "for all files"; Return and
+    // Escape keep the file.
+    void replaceQuestion() {
+        const struct {
+            const char* press; // a button's object name, or empty: the key
+            Qt::Key key;
+            bool forAll;
+            bool replace;
+        } cases[] = {
+            {"Replace", {}, false, true},      {"Replace", {}, true, true},
+            {"Skip", {}, true, false},         {"", Qt::Key_Return, false, false},
+            {"", Qt::Key_Escape, true, false},
+        };
+        QWidget owner;
+        owner.show();
+        QtMessageBox messages;
+        for (const auto& c : cases) {
+            owner.activateWindow();
+            QVERIFY(QTest::qWaitForWindowActive(&owner));
+            MessageBox::ReplaceAnswer answer{!c.replace, !c.forAll};
+            const auto show = [&] {
+                answer = messages.AskReplace(QStringLiteral("/music/a.mp3 exists. Replace it?"));
+            };
+            QVERIFY(answerModal<QMessageBox>(show, [&](QMessageBox* box) {
+                QCOMPARE(box->windowTitle(), QStringLiteral("Melvane"));
+                QCOMPARE(box->text(), QStringLiteral("/music/a.mp3 exists. Replace it?"));
+                QCOMPARE(box->checkBox()->text(),
+                         QStringLiteral("Do this for all files of this job"));
+                QCOMPARE(box->buttons().size(), 2);
+                box->checkBox()->setChecked(c.forAll);
+                if (*c.press)
+                    box->findChild<QPushButton*>(QLatin1String(c.press))->click();
+                else
+                    QTest::keyClick(box, c.key);
+            }));
+            QCOMPARE(answer.replace, c.replace);
+            QCOMPARE(answer.forAll, c.forAll);
         }
     }
 };
