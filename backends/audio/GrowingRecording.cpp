@@ -125,7 +125,6 @@ GrowingRecording::GrowingRecording(int fd, const QString& path) {
     }
     if (m_name.isEmpty())
         return;
-    syncFolderOf(m_name);
     const QString index = indexFolder();
     if (!index.isEmpty() && QDir().mkpath(index)) {
         const QString entry =
@@ -141,6 +140,13 @@ GrowingRecording::GrowingRecording(int fd, const QString& path) {
 GrowingRecording::~GrowingRecording() {
     if (m_lock >= 0)
         ::close(m_lock);
+}
+
+void GrowingRecording::syncName() {
+    if (m_nameSynced || m_name.isEmpty())
+        return;
+    syncFolderOf(m_name);
+    m_nameSynced = true;
 }
 
 void GrowingRecording::remove() noexcept {

@@ -25,6 +25,10 @@ public:
 
     QString name() const { return m_name; }
 
+    // Puts the visible name on the disk, once: a power cut keeps it then. Slow on a busy disk,
+    // so it is done where the recording is written, not where it starts.
+    void syncName();
+
     // The recording was saved under its own name, or held nothing: the visible name goes.
     void remove() noexcept;
     // The recording failed after it had audio (a full disk): what the visible file holds is
@@ -45,4 +49,5 @@ private:
     QString m_name;
     QString m_index; // its entry in the index
     int m_lock = -1;
+    bool m_nameSynced = false;
 };

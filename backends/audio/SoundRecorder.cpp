@@ -89,6 +89,7 @@ public:
         if (m_unflushed >= m_flushFrames) {
             m_unflushed = 0;
             m_file->flush();
+            m_growing.syncName();
         }
     }
     void finish() override {
