@@ -12,6 +12,7 @@
 
 #include <QCloseEvent>
 #include <QFile>
+#include <QFileInfo>
 #include <QScopeGuard>
 #include <QTimer>
 
@@ -32,6 +33,7 @@ FrmMainA::FrmMainA(RecorderContext context)
     m_ui->setupUi(this);
     // Closing the recorder alone must not end the program; closing the main window does.
     setAttribute(Qt::WA_QuitOnClose, false);
+    m_ui->LabelPaused->hide();
     TimerProgress = new QTimer(this);
     TimerProgress->setObjectName(QStringLiteral("TimerProgress"));
     TimerProgress->setInterval(200);
@@ -79,13 +81,52 @@ void FrmMainA::connectHandlers() {
 }
 
 void FrmMainA::open() {
-    if (!m_loaded) {
+    const bool fresh = !m_loaded;
+    if (fresh) {
         Form_Load();
         m_loaded = true;
     }
     show();
     raise();
     activateWindow();
+    if (fresh)
+        offerInterruptedRecordings();
+}
+
+void FrmMainA::offerInterruptedRecordings() {
+    Record& record = m_context.record;
+    MessageBox& box = m_context.messageBox;
+    const QStringList found = record.InterruptedRecordings(QFileInfo(m_settings.SaveToPath).path());
+    for (const QString& file : found) {
+        try {
+            const MessageBox::Result answer = box.MsgBox(
+                QStringLiteral("A recording was interrupted before it was saved (the program "
+                               "ended or the computer stopped):\n%1\n\nYes keeps what was "
+                               "recorded as a playable file, No deletes it, Cancel leaves it "
+                               "for the next time.")
+                    .arg(file),
+                MessageBox::Buttons::YesNoCancel, MessageBox::Icon::Question);
+            if (answer == MessageBox::Result::No) {
+                QFile::remove(file);
+            } else if (answer == MessageBox::Result::Yes) {
+                const QString kept = record.RecoverRecording(file);
+                if (kept.isEmpty()) {
+                    box.MsgBox(QStringLiteral("%1 held no audio: nothing had been recorded "
+                                              "before it was interrupted. It has been removed.")
+                                   .arg(file),
+                               MessageBox::Buttons::OkOnly, MessageBox::Icon::Information);
+                } else {
+                    // The recovered file is the recording Play plays and New deletes.
+                    record.setFileName(kept);
+                    box.MsgBox(
+                        QStringLiteral("The recording is kept in %1. Play plays it.").arg(kept),
+                        MessageBox::Buttons::OkOnly, MessageBox::Icon::Information);
+                }
+            }
+        } catch (...) {
+            ErrorBoundary::reportCurrentException();
+        }
+    }
 }
 
 void FrmMainA::Form_Load() {
@@ -125,23 +166,49 @@ void FrmMainA::CmdRecord_Click() {
     Record& record = m_context.record;
     if (record.IsPaused()) {
         record.ResumeRecording();
+        showPaused();
         return;
     }
-    const RecorderSettings& s = m_settings;
-    record.setFileName(s.SaveToPath);
+    RecorderSettings& s = m_settings;
+    // WAVE under a .wav name, MP3 under .mp3; the text box shows the name written.
+    const QString file = recordingFileName(s.SaveToPath, s.OutputFormat);
+    if (!mayReplace(file))
+        return;
+    record.setFileName(file);
     record.setPCMFormat(s.PCMFormat);
     record.setMP3Bitrate(s.MP3Bitrate);
     record.setEncoderDLL(s.EncoderDLL);
     record.setDevice(s.SelectedDevice);
     record.setOutputFormat(s.OutputFormat);
+    m_ui->TxtFile->setText(file);
+    s.SaveToPath = file;
     m_ui->mnuOptions->setEnabled(false);
-    record.StartRecording();
+    try {
+        record.StartRecording();
+    } catch (...) {
+        // A recording that could not start has stopped: the options are free again.
+        m_ui->mnuOptions->setEnabled(true);
+        throw;
+    }
     TimerProgress->start();
+}
+
+bool FrmMainA::mayReplace(const QString& file) {
+    // The save dialog asked already for the file it returned; that answer holds once.
+    const bool confirmed = file == m_confirmedFile;
+    m_confirmedFile.clear();
+    if (confirmed || !QFileInfo::exists(file))
+        return true;
+    return m_context.messageBox.MsgBox(
+               QStringLiteral("%1 already exists.\nDo you want to replace it?").arg(file),
+               MessageBox::Buttons::YesNo,
+               MessageBox::Icon::Exclamation) == MessageBox::Result::Yes;
 }
 
 void FrmMainA::CmdPause_Click() {
     m_context.record.PauseRecording();
     m_context.player.PausePlayback();
+    showPaused();
 }
 
 void FrmMainA::CmdStop_Click() {
@@ -149,6 +216,7 @@ void FrmMainA::CmdStop_Click() {
     m_context.record.StopRecording();
     m_ui->mnuOptions->setEnabled(true);
     TimerProgress->stop();
+    m_ui->LabelPaused->hide();
 }
 
 void FrmMainA::CmdPlay_Click() {
@@ -160,6 +228,12 @@ void FrmMainA::CmdPlay_Click() {
     } else {
         player.ResumePlayback();
     }
+    showPaused();
+}
+
+void FrmMainA::showPaused() {
+    m_ui->LabelPaused->setVisible(m_context.record.IsPaused() ||
+                                  m_context.player.PlayerState() == Player::Paused);
 }
 
 void FrmMainA::Command1_Click() {
@@ -184,6 +258,7 @@ void FrmMainA::CmdDest_Click() {
         return;
     m_ui->TxtFile->setText(chosen.left(chosen.indexOf(QChar(0))));
     m_settings.SaveToPath = m_ui->TxtFile->text();
+    m_confirmedFile = m_settings.SaveToPath;
 }
 
 void FrmMainA::mnuNew_Click() {
@@ -222,14 +297,22 @@ void FrmMainA::TimerProgress_Timer() {
     const double t = m_context.record.IsRecording() ? m_context.record.RecordedTime() / 1000.0
                                                     : m_context.player.Position();
     m_ui->SkinLabelTime->setText(FormatRecordTime(t));
+    showPaused();
 }
 
 void FrmMainA::Record_RecordingStopped() {
     m_ui->mnuOptions->setEnabled(true);
+    // The time the file holds, not the last tick's, and it stays: the timer would show the
+    // stopped player's position instead. Playback still running keeps it going.
+    m_ui->SkinLabelTime->setText(FormatRecordTime(m_context.record.RecordedTime() / 1000.0));
+    if (m_context.player.PlayerState() == Player::Stopped)
+        TimerProgress->stop();
+    showPaused();
 }
 
 void FrmMainA::Player_PlaybackFinished() {
     TimerProgress->stop();
+    showPaused();
 }
 
 void FrmMainA::Record_DeviceListed(const QString& name, const QString& id) {

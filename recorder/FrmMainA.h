@@ -37,8 +37,10 @@ struct RecorderContext {
 };
 
 // The sound recorder: a separate top-level window, opened from record mode. It records to MP3
-// or WAVE, plays the last recording back and shows the time. Every button works in every state;
-// the components decide what a call means. Only the options entry is locked while recording.
+// or WAVE, plays the last recording back and shows the time (with a mark beside it while paused).
+// Every button works in every state; the components decide what a call means. Only the options
+// entry is locked while recording. Recording onto an existing file asks first, and each load
+// offers the recordings that a crash or a power cut interrupted.
 class FrmMainA final : public QMainWindow {
     Q_OBJECT
 public:
@@ -46,7 +48,8 @@ public:
     ~FrmMainA() override;
 
     // Loads the window when it is not loaded (after creation, and again after each close), then
-    // shows it. Raises when loading fails; the window then stays hidden.
+    // shows it and offers any interrupted recordings. Raises when loading fails; the window then
+    // stays hidden.
     void open();
 
     // Load and unload. Unloading stops playback and the recording (the file is kept) and closes
@@ -81,6 +84,12 @@ protected:
 
 private:
     void connectHandlers();
+    // At each load: the recordings a crash or a power cut interrupted, offered one by one.
+    void offerInterruptedRecordings();
+    // Asks before a recording replaces an existing file; true to go on.
+    bool mayReplace(const QString& file);
+    // The paused mark beside the time: a paused recording or a paused playback.
+    void showPaused();
 
     RecorderContext m_context;
     std::unique_ptr<Ui::FrmMainA> m_ui;
@@ -89,4 +98,5 @@ private:
     QTimer* TimerProgress = nullptr;
     QPointer<FrmOptions> m_options;
     bool m_loaded = false;
+    QString m_confirmedFile; // chosen in the save dialog, which asked about replacing it
 };

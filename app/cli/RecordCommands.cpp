@@ -11,10 +11,14 @@
 #include <QCoreApplication>
 #include <QFileInfo>
 #include <QTimer>
+#include <cmath>
 #include <cstdio>
 #include <unistd.h>
 
 namespace {
+
+// A year: enough for any recording, and far from overflowing a frame count.
+constexpr double kMaximumSeconds = 366.0 * 24 * 3600;
 
 const char* const kDevicesUsage =
     "Usage: melvane-cli devices\n"
@@ -25,11 +29,20 @@ const char* const kDevicesUsage =
 
 const char* const kRecordUsage =
     "Usage: melvane-cli record [OPTIONS] OUT\n"
+    "       melvane-cli record --recover [FOLDER...]\n"
     "\n"
     "Records from a capture device into OUT at 44.1 kHz, 16 bit, stereo, as the sound\n"
     "recorder does, until the given length of audio is in or the recording is interrupted\n"
-    "(Ctrl-C). The time recorded is shown meanwhile. OUT appears complete when the recording\n"
-    "ends; a missing folder named \"Recordings\" is made.\n"
+    "(Ctrl-C). The time recorded is shown meanwhile. OUT gets the ending of its format (.mp3\n"
+    "or .wav) and appears complete when the recording ends; a missing folder named\n"
+    "\"Recordings\" is made. An OUT that exists is replaced only with --overwrite.\n"
+    "\n"
+    "Nothing recorded is lost to a crash: while it records, the file is also there as\n"
+    "OUT.recording, written to the disk every second. If the program is killed or the\n"
+    "computer stops, that file keeps all but the last second; 'melvane-cli record --recover'\n"
+    "or the Sound Recorder window at its next start makes it a playable file named OUT (or\n"
+    "\"OUT (2)\" ... when OUT is taken). A full disk ends the recording and keeps what was\n"
+    "written. An interrupt before any audio came leaves no file.\n"
     "\n"
     "Options:\n"
     "  --device ID          the capture device, as 'melvane-cli devices' lists it (default:\n"
@@ -38,10 +51,13 @@ const char* const kRecordUsage =
     "  --to mp3|wav         the file's format (default: from OUT's ending, else mp3)\n"
     "  --bitrate KBPS       MP3 bit rate in kbit/s, 32 to 320 (default 128)\n"
     "  --encoder lame|shine MP3 encoder: lame (default) or shine (faster)\n"
+    "  --overwrite          replace OUT when it exists\n"
+    "  --recover            make the interrupted recordings playable files instead: those\n"
+    "                       started on this computer, and the .recording files in FOLDER\n"
     "  -h, --help           show this help\n"
     "\n"
-    "Exit status: 0 when the recording was saved, 1 when it could not start or failed, 2 for\n"
-    "a usage error.\n";
+    "Exit status: 0 when the recording was saved (or everything was recovered), 1 when it\n"
+    "could not start, failed or recorded nothing, 2 for a usage error.\n";
 
 void print(std::FILE* stream, const QString& text) {
     std::fputs(text.toLocal8Bit().constData(), stream);
@@ -65,6 +81,33 @@ qint32 cdQualityFormat(const QString& deviceId) {
         if (formats[i] == CaptureFormat{44100, 16, 2})
             return qint32(i);
     return qint32(formats.size()) - 1;
+}
+
+// record --recover: every interrupted recording found, made playable.
+int recoverRecordings(const QStringList& folders) {
+    SoundRecorder recorder;
+    QStringList found;
+    for (const QString& folder : folders.isEmpty() ? QStringList{QString()} : folders)
+        for (const QString& file : recorder.InterruptedRecordings(folder))
+            if (!found.contains(file))
+                found << file;
+    if (found.isEmpty()) {
+        print(stdout, QStringLiteral("No interrupted recordings\n"));
+        return 0;
+    }
+    int status = 0;
+    for (const QString& file : std::as_const(found)) {
+        try {
+            const QString kept = recorder.RecoverRecording(file);
+            print(stdout, kept.isEmpty()
+                              ? QStringLiteral("%1 held no audio; removed\n").arg(file)
+                              : QStringLiteral("Recovered %1 into %2\n").arg(file, kept));
+        } catch (const Error& e) {
+            print(stderr, QStringLiteral("melvane-cli record: %1\n").arg(e.message()));
+            status = 1;
+        }
+    }
+    return status;
 }
 
 } // namespace
@@ -105,27 +148,39 @@ int runRecordCommand(const QStringList& arguments) {
                                      QStringLiteral("128"));
     const QCommandLineOption encoder(QStringLiteral("encoder"), {}, QStringLiteral("lame|shine"),
                                      QStringLiteral("lame"));
-    parser.addOptions({help, device, seconds, to, bitrate, encoder});
+    const QCommandLineOption overwrite(QStringLiteral("overwrite"));
+    const QCommandLineOption recover(QStringLiteral("recover"));
+    parser.addOptions({help, device, seconds, to, bitrate, encoder, overwrite, recover});
     if (!parser.parse(arguments))
         return usageError(command, parser.errorText());
     if (parser.isSet(help)) {
         print(stdout, QString::fromUtf8(kRecordUsage));
         return 0;
     }
+    if (parser.isSet(recover))
+        return recoverRecordings(parser.positionalArguments());
     const QStringList outputs = parser.positionalArguments();
     if (outputs.size() != 1)
         return usageError(command, outputs.isEmpty() ? QStringLiteral("no output file given")
                                                      : QStringLiteral("give one output file"));
-    const QString out = outputs.first();
+    const QString given = outputs.first();
 
     SoundRecorder recorder;
-    recorder.setFileName(out);
     recorder.setDevice(parser.value(device));
-    const QString format = parser.isSet(to) ? parser.value(to) : QFileInfo(out).suffix().toLower();
+    const QString ending = QFileInfo(given).suffix().toLower();
+    const bool named = ending == QLatin1String("mp3") || ending == QLatin1String("wav");
+    const QString format = parser.isSet(to) ? parser.value(to) : ending;
     if (parser.isSet(to) && format != QLatin1String("mp3") && format != QLatin1String("wav"))
         return usageError(
             command, QStringLiteral("unknown format '%1' for --to: give mp3 or wav").arg(format));
-    recorder.setOutputFormat(format == QLatin1String("wav") ? 0 : 1);
+    if (named && format != ending)
+        return usageError(command, QStringLiteral("--to %1 does not fit the name %2: a %1 file "
+                                                  "ends in .%1")
+                                       .arg(format, given));
+    const qint32 outputFormat = format == QLatin1String("wav") ? 0 : 1;
+    const QString out = recordingFileName(given, outputFormat);
+    recorder.setFileName(out);
+    recorder.setOutputFormat(outputFormat);
     bool number = false;
     const int kbps = parser.value(bitrate).toInt(&number);
     if (!number || kbps < 32 || kbps > 320)
@@ -143,13 +198,27 @@ int runRecordCommand(const QStringList& arguments) {
     double limit = 0;
     if (parser.isSet(seconds)) {
         limit = parser.value(seconds).toDouble(&number);
-        if (!number || limit <= 0)
+        if (!number || !std::isfinite(limit) || limit <= 0 || limit > kMaximumSeconds)
             return usageError(command, QStringLiteral("--seconds '%1' is not a length: give "
-                                                      "seconds above 0, such as 10")
+                                                      "seconds above 0, such as 10, up to a "
+                                                      "year; leave it out to record until "
+                                                      "interrupted")
                                            .arg(parser.value(seconds)));
     }
     recorder.setPCMFormat(cdQualityFormat(parser.value(device)));
     recorder.setMaximumSeconds(limit);
+
+    if (QFileInfo::exists(out) && !parser.isSet(overwrite)) {
+        print(stderr, QStringLiteral("melvane-cli record: %1 exists already; give --overwrite to "
+                                     "replace it.\n")
+                          .arg(out));
+        return 1;
+    }
+    for (const QString& file : recorder.InterruptedRecordings(QFileInfo(out).path()))
+        print(stderr, QStringLiteral("melvane-cli record: an interrupted recording is waiting: "
+                                     "%1 ('melvane-cli record --recover' makes it a playable "
+                                     "file)\n")
+                          .arg(file));
 
     Interrupts interrupts;
     try {

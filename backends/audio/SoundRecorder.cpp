@@ -2,6 +2,7 @@
 
 #include "backends/audio/AudioCapture.h"
 #include "backends/audio/CaptureDevices.h"
+#include "backends/audio/GrowingRecording.h"
 #include "backends/audio/RecordingSpool.h"
 #include "backends/media/EncodedSink.h"
 #include "backends/media/MediaJob.h"
@@ -11,6 +12,8 @@
 #include <QDir>
 #include <QFileInfo>
 #include <chrono>
+#include <cmath>
+#include <csignal>
 #include <future>
 
 namespace {
@@ -43,15 +46,37 @@ void makeRecordingsFolder(const QString& path) {
                         .arg(path, folder.absolutePath()));
 }
 
-// The job's sink: the file, plus the PCM kept aside for playing along. Its end (committed or
+// What the job's sink leaves for the recorder to read once the job has reported (the queued
+// signal orders the writes before the reads).
+struct RecordingOutcome {
+    qint64 frames = 0;      // written into the file
+    double keptSeconds = 0; // of a recording that failed, kept under its name
+    QString keepFailure;    // why a failed recording's audio could not be kept
+};
+
+// The job's sink: the file, written to the disk every second under its visible ".recording"
+// name, plus the PCM kept aside for playing along. A recording that fails after audio came in
+// keeps what reached the disk; one that got no audio leaves nothing. Its end (committed or
 // given up) is announced to whoever waits at shutdown.
 class RecordingSink final : public PcmSink {
 public:
     RecordingSink(std::unique_ptr<EncodedSink> file, std::shared_ptr<RecordingSpool> spool,
-                  std::promise<void> gone)
-        : m_file(std::move(file)), m_spool(std::move(spool)), m_gone(std::move(gone)) {}
+                  std::shared_ptr<RecordingOutcome> outcome, std::promise<void> gone)
+        : m_file(std::move(file)), m_spool(std::move(spool)), m_outcome(std::move(outcome)),
+          m_gone(std::move(gone)), m_growing(m_file->fd(), m_file->path()),
+          m_flushFrames(m_file->format().sampleRate) {}
     ~RecordingSink() override {
+        const QString path = m_file->path();
         m_file.reset();
+        if (!m_committed && m_outcome->frames > 0) {
+            try {
+                m_outcome->keptSeconds = m_growing.keepAs(path);
+            } catch (const Error& e) {
+                m_outcome->keepFailure = e.message();
+            }
+        } else {
+            m_growing.remove();
+        }
         m_gone.set_value();
     }
 
@@ -59,15 +84,41 @@ public:
     void write(const qint16* buffer, qint64 frames) override {
         m_file->write(buffer, frames);
         m_spool->append(buffer, frames);
+        m_outcome->frames += frames;
+        m_unflushed += frames;
+        if (m_unflushed >= m_flushFrames) {
+            m_unflushed = 0;
+            m_file->flush();
+            m_growing.syncName();
+        }
     }
-    void finish() override { m_file->finish(); }
-    void commit() override { m_file->commit(); }
+    void finish() override {
+        if (m_outcome->frames > 0)
+            m_file->finish();
+    }
+    void commit() override {
+        if (m_outcome->frames == 0 || m_committed)
+            return; // nothing came in: no file
+        m_file->commit();
+        m_committed = true;
+        m_growing.remove();
+    }
 
 private:
     std::unique_ptr<EncodedSink> m_file;
     std::shared_ptr<RecordingSpool> m_spool;
+    std::shared_ptr<RecordingOutcome> m_outcome;
     std::promise<void> m_gone;
+    GrowingRecording m_growing;
+    const qint64 m_flushFrames;
+    qint64 m_unflushed = 0;
+    bool m_committed = false;
 };
+
+// A message without its closing full stop, to go inside a sentence.
+QString withoutEnd(const QString& message) {
+    return message.endsWith(u'.') ? message.chopped(1) : message;
+}
 
 } // namespace
 
@@ -78,6 +129,7 @@ struct SoundRecorder::Run {
     MediaJob* job = nullptr;
     AudioCapture* capture = nullptr; // lives on the capture thread until end() is invoked
     std::shared_ptr<CaptureCounters> counters = std::make_shared<CaptureCounters>();
+    std::shared_ptr<RecordingOutcome> outcome = std::make_shared<RecordingOutcome>();
     std::future<void> saved;
     bool stopping = false;
     QString lostReason;
@@ -87,6 +139,9 @@ SoundRecorder::SoundRecorder(QObject* parent)
     : Record(parent), m_captureAnchor(std::make_unique<QObject>()) {
     m_captureThread.setObjectName(QStringLiteral("capture"));
     m_captureAnchor->moveToThread(&m_captureThread);
+    // Past a file size limit a write must fail and the recording keep what it has, not the
+    // program end: the sound server's shared memory meets such a limit before our file does.
+    std::signal(SIGXFSZ, SIG_IGN);
 }
 
 SoundRecorder::~SoundRecorder() {
@@ -148,6 +203,7 @@ void SoundRecorder::StartRecording() {
     }
     if (m_fileName.isEmpty())
         throw Error(QStringLiteral("Cannot record: no output file has been chosen."));
+    m_fileName = recordingFileName(m_fileName, m_outputFormat);
 
     const std::optional<QAudioDevice> device = findCaptureDevice(m_device);
     if (!device)
@@ -189,13 +245,14 @@ void SoundRecorder::StartRecording() {
     jobOptions.progressSteps = 0;
     jobOptions.pieceFrames = kChunkFrames;
     jobOptions.readAhead = false;
-    run->job->start(std::make_unique<PipeSource>(pipe),
-                    std::make_unique<RecordingSink>(std::move(file), spool, std::move(saved)),
-                    jobOptions);
+    run->job->start(
+        std::make_unique<PipeSource>(pipe),
+        std::make_unique<RecordingSink>(std::move(file), spool, run->outcome, std::move(saved)),
+        jobOptions);
     connect(run->job, &MediaJob::finished, this, [this] { onEnded({}); });
     connect(run->job, &MediaJob::failed, this, &SoundRecorder::onEnded);
 
-    if (m_maximumSeconds > 0)
+    if (m_maximumSeconds > 0 && std::isfinite(m_maximumSeconds))
         run->counters->limit = qint64(m_maximumSeconds * format.sampleRate + 0.5);
     run->capture = new AudioCapture(*device, format, pipe, run->counters);
     run->capture->moveToThread(&m_captureThread);
@@ -254,17 +311,49 @@ void SoundRecorder::onEnded(const QString& failure) {
     const std::unique_ptr<Run> run = std::move(m_run);
     if (run->capture)
         QMetaObject::invokeMethod(run->capture, &AudioCapture::end, Qt::QueuedConnection);
-    m_lastRecordedTime = double(run->counters->frames) * 1000.0 / run->format.sampleRate;
+    const RecordingOutcome& outcome = *run->outcome;
+    m_lastRecordedTime = failure.isEmpty()
+                             ? double(outcome.frames) * 1000.0 / run->format.sampleRate
+                             : outcome.keptSeconds * 1000.0;
     RecordingSpool::withdraw(run->path);
     run->job->deleteLater();
-    if (!failure.isEmpty())
-        Q_EMIT Failed(QStringLiteral("The recording into %1 failed and was not kept: %2")
-                          .arg(run->path, failure));
+    const QString device = QStringLiteral("the capture device \"%1\"").arg(run->deviceName);
+    // "Cannot write <file>: <why>" from the file: the why is enough here.
+    const QString prefix = QStringLiteral("Cannot write %1: ").arg(run->path);
+    const QString why =
+        withoutEnd(failure.startsWith(prefix) ? failure.mid(prefix.size()) : failure);
+    if (outcome.frames == 0 && !run->lostReason.isEmpty())
+        Q_EMIT Failed(QStringLiteral("Nothing was recorded into %1: %2 %3, and no audio had come "
+                                     "from it, so no file was made.")
+                          .arg(run->path, device, run->lostReason));
+    else if (outcome.frames == 0)
+        Q_EMIT Failed(QStringLiteral("Nothing was recorded into %1: the recording ended before "
+                                     "any audio came from %2, so no file was made.%3")
+                          .arg(run->path, device, failure.isEmpty() ? QString() : u' ' + failure));
+    else if (!failure.isEmpty() && outcome.keptSeconds > 0)
+        Q_EMIT Failed(QStringLiteral("The recording into %1 stopped because the file could not be "
+                                     "written: %2. What was recorded until then (%3 seconds) is "
+                                     "kept in %1.")
+                          .arg(run->path, why, QString::number(outcome.keptSeconds, 'f', 1)));
+    else if (!failure.isEmpty())
+        Q_EMIT Failed(QStringLiteral("The recording into %1 failed and was not kept: %2 (%3).")
+                          .arg(run->path, why,
+                               outcome.keepFailure.isEmpty()
+                                   ? QStringLiteral("none of it had reached the disk")
+                                   : withoutEnd(outcome.keepFailure)));
     else if (!run->lostReason.isEmpty())
-        Q_EMIT Failed(QStringLiteral("The recording ended because the capture device \"%1\" %2. "
-                                     "What was recorded until then is kept in %3.")
-                          .arg(run->deviceName, run->lostReason, run->path));
+        Q_EMIT Failed(QStringLiteral("The recording ended because %1 %2. What was recorded until "
+                                     "then is kept in %3.")
+                          .arg(device, run->lostReason, run->path));
     Q_EMIT RecordingStopped();
+}
+
+QStringList SoundRecorder::InterruptedRecordings(const QString& folder) {
+    return GrowingRecording::interrupted(folder);
+}
+
+QString SoundRecorder::RecoverRecording(const QString& path) {
+    return GrowingRecording::recover(path);
 }
 
 void SoundRecorder::ListDevices() {

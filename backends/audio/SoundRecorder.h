@@ -8,7 +8,9 @@
 // The recorder on Qt Multimedia and the media core: a capture device (QAudioSource, on a thread
 // of its own) feeds a pipe, and one MediaJob in its recording mode encodes the pipe into the file
 // (MP3 through LAME or shine, WAVE through FFmpeg's muxer) until stop() commits it. The job also
-// keeps the PCM aside, so that the file can be played while it is being recorded.
+// keeps the PCM aside, so that the file can be played while it is being recorded. The file has
+// a visible ".recording" name while it grows, flushed to the disk every second (see
+// GrowingRecording): a crash keeps it, a full disk keeps what was written before.
 //
 // The device list has the system's default input first, named "Default (<its name>)", with an
 // empty id: choosing it follows whatever the default input is when the recording starts.
@@ -43,7 +45,11 @@ public:
     void ListFormats(const QString& deviceId) override;
     QString DefaultDevice() const override;
 
-    // Ends each recording by itself once it holds this much audio (exactly); 0 for no end.
+    QStringList InterruptedRecordings(const QString& folder) override;
+    QString RecoverRecording(const QString& path) override;
+
+    // Ends each recording by itself once it holds this much audio (exactly); 0 (or anything not
+    // finite) for no end.
     void setMaximumSeconds(double seconds) { m_maximumSeconds = seconds; }
 
     // What the last recording captured in all and lost to a full pipe, for the tests.

@@ -14,6 +14,7 @@ extern "C" {
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -420,6 +421,18 @@ void EncodedSink::write(const qint16* buffer, qint64 frames) {
     }
 }
 
+void EncodedSink::flush() {
+    if (d->finished)
+        return;
+    if (d->failed)
+        d->fail(QStringLiteral("an earlier write failed"));
+    avio_flush(d->io.get());
+    if (d->io->error < 0)
+        d->fail(ffmpeg::errorText(d->io->error));
+    if (::fdatasync(d->file->fd()) != 0)
+        d->fail(QString::fromLocal8Bit(std::strerror(errno)));
+}
+
 void EncodedSink::finish() {
     if (d->finished)
         return;
@@ -444,6 +457,10 @@ void EncodedSink::commit() {
 
 QString EncodedSink::path() const {
     return d->path;
+}
+
+int EncodedSink::fd() const {
+    return d->file->fd();
 }
 
 QString EncodedSink::temporaryPath() const {

@@ -49,12 +49,17 @@ public:
     PcmFormat format() const override;
     // Raises Error naming the file and the reason, e.g. "No space left on device".
     void write(const qint16* buffer, qint64 frames) override;
+    // Writes what the encoder has made so far to the file and flushes it to the disk, so that a
+    // crash keeps it (a recording does this every second). Raises Error as write() does.
+    void flush();
     // Drains the encoder, completes the container and flushes the file to the disk.
     void finish() override;
     // Puts the file in place.
     void commit() override;
 
     QString path() const;
+    // The open file being written, until commit() or a failure closes it; -1 then.
+    int fd() const;
     // The hidden temporary file while it has a name (see OutputFile); empty when unnamed.
     QString temporaryPath() const;
     // What the file will hold: the encoder's rate and channels, and its bit rate.

@@ -1,5 +1,7 @@
 // The recorder and its player on the test audio server: its 440 Hz sine source recorded to MP3
-// and WAVE, paused, played along and back on the null sink, and a device that goes away.
+// and WAVE, paused, played along and back on the null sink, a device that goes away, a disk
+// that fills up, and recordings cut short by a crash and recovered.
+#include "backends/audio/RecordingRepair.h"
 #include "backends/audio/SoundPlayer.h"
 #include "backends/audio/SoundRecorder.h"
 #include "backends/media/MediaProbe.h"
@@ -12,6 +14,10 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QtEndian>
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 namespace {
 
@@ -52,6 +58,31 @@ qint32 formatIndex(SoundRecorder& recorder, const QString& device, const QString
     return qint32(listing(recorder, device).formats.indexOf(name));
 }
 
+// The length a file's header gives, as a strict player reads it: a WAVE file's data size (and
+// its RIFF size must match the file), an MP3 file's frame count in its Xing/Info frame. -1 when
+// the header says nothing.
+double headerSeconds(const QString& path, int rate) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return -1;
+    const QByteArray bytes = file.readAll();
+    if (bytes.startsWith("RIFF")) {
+        const qsizetype fmt = bytes.indexOf("fmt ");
+        const qsizetype data = bytes.indexOf("data");
+        if (fmt < 0 || data < 0 ||
+            qFromLittleEndian<quint32>(bytes.constData() + 4) != quint32(bytes.size() - 8))
+            return -1;
+        return qFromLittleEndian<quint32>(bytes.constData() + data + 4) /
+               double(qFromLittleEndian<quint32>(bytes.constData() + fmt + 16));
+    }
+    qsizetype xing = bytes.indexOf("Xing");
+    xing = xing < 0 ? bytes.indexOf("Info") : xing;
+    if (xing < 0 || !(qFromBigEndian<quint32>(bytes.constData() + xing + 4) & 1))
+        return -1;
+    return qFromBigEndian<quint32>(bytes.constData() + xing + 8) * (rate >= 32000 ? 1152 : 576) /
+           double(rate);
+}
+
 QString pactl(const QStringList& arguments) {
     QProcess process;
     process.start(QStringLiteral("pactl"), arguments);
@@ -80,6 +111,8 @@ private Q_SLOTS:
     void initTestCase() {
         QVERIFY2(qEnvironmentVariableIsSet("PULSE_SERVER"),
                  "run through scripts/test, which starts the test audio server");
+        // The index of running recordings goes into the user's data folder: a private one.
+        qputenv("XDG_DATA_HOME", QFile::encodeName(m_dir.filePath(QStringLiteral("data"))));
     }
 
     // The sine source is listed after the default entry, with its formats and the bit rates.
@@ -184,6 +217,8 @@ private Q_SLOTS:
         recorder.StopRecording();
         QVERIFY(stopped.wait(10000));
         QVERIFY(QFile::exists(path));
+        // Only the file: its crash-proof name went with the end.
+        QCOMPARE(folderEntries(QFileInfo(path).path()), QStringList{QFileInfo(path).fileName()});
 
         const double seconds = recorder.RecordedTime() / 1000.0;
         const MediaFacts facts = probeMediaFile(path);
@@ -302,6 +337,185 @@ private Q_SLOTS:
                  qPrintable(failed[0][0].toString()));
         QVERIFY(probeMediaFile(path).duration >= 1.9);
         QVERIFY(std::abs(decodeFile(path).frequency(0) - 440.0) < 5.0);
+    }
+
+    // WAVE goes under a .wav name, MP3 under .mp3, whatever name was given; FileName tells.
+    void writesUnderTheFormatsEnding() {
+        const QString folder = m_dir.filePath(QStringLiteral("ending"));
+        QVERIFY(QDir().mkpath(folder));
+        SoundRecorder recorder;
+        recorder.setFileName(folder + QStringLiteral("/take.mp3"));
+        recorder.setOutputFormat(0);
+        recordFor(recorder, 500);
+        QCOMPARE(recorder.FileName(), folder + QStringLiteral("/take.wav"));
+        QCOMPARE(folderEntries(folder), QStringList{QStringLiteral("take.wav")});
+        QCOMPARE(probeMediaFile(recorder.FileName()).codecName, QStringLiteral("pcm_s16le"));
+    }
+
+    // Stopped before any audio came: no file at all, and the recorder says so.
+    void nothingRecordedLeavesNoFile() {
+        const QString folder = m_dir.filePath(QStringLiteral("nothing"));
+        QVERIFY(QDir().mkpath(folder));
+        const QString path = folder + QStringLiteral("/take.wav");
+        SoundRecorder recorder;
+        recorder.setFileName(path);
+        recorder.setOutputFormat(0);
+        QSignalSpy stopped(&recorder, &Record::RecordingStopped);
+        QSignalSpy failed(&recorder, &Record::Failed);
+        recorder.StartRecording();
+        QCOMPARE(folderEntries(folder), QStringList{QStringLiteral("take.wav.recording")});
+        recorder.StopRecording();
+        QVERIFY(stopped.wait(10000));
+        QCOMPARE(failed.size(), 1);
+        const QString message = failed[0][0].toString();
+        QVERIFY2(message.startsWith("Nothing was recorded into " + path) &&
+                     message.contains(QLatin1String("no file was made")),
+                 qPrintable(message));
+        QCOMPARE(folderEntries(folder), QStringList());
+        QCOMPARE(recorder.RecordedTime(), 0.0);
+    }
+
+    // A full disk (here the file size limit) ends the recording as a device that goes away
+    // does: what reached the file, all but its last second at most, is kept and plays.
+    void fullDiskKeepsWhatWasRecorded() {
+        const QString folder = m_dir.filePath(QStringLiteral("full"));
+        QVERIFY(QDir().mkpath(folder));
+        const QString path = folder + QStringLiteral("/take.wav");
+        SoundRecorder recorder;
+        recorder.setFileName(path);
+        recorder.setOutputFormat(0);
+        recorder.setDevice(kSine);
+        recorder.setPCMFormat(
+            formatIndex(recorder, kSine, QStringLiteral("44100 Hz, 16 bit, stereo")));
+        QSignalSpy stopped(&recorder, &Record::RecordingStopped);
+        QSignalSpy failed(&recorder, &Record::Failed);
+        rlimit before{};
+        QCOMPARE(::getrlimit(RLIMIT_FSIZE, &before), 0);
+        const rlimit small{3 * 176400, before.rlim_max}; // three seconds of CD audio
+        QCOMPARE(::setrlimit(RLIMIT_FSIZE, &small), 0);
+        recorder.StartRecording();
+        const bool ended = stopped.wait(kAudioWait);
+        ::setrlimit(RLIMIT_FSIZE, &before);
+        QVERIFY(ended);
+        QCOMPARE(failed.size(), 1);
+        const QString message = failed[0][0].toString();
+        QVERIFY2(message.contains(QLatin1String("File too large")) &&
+                     message.contains("is kept in " + path),
+                 qPrintable(message));
+        QCOMPARE(folderEntries(folder), QStringList{QStringLiteral("take.wav")});
+        const double duration = probeMediaFile(path).duration;
+        QVERIFY2(duration > 1.9 && duration <= 3.0, qPrintable(QString::number(duration)));
+        QVERIFY(std::abs(recorder.RecordedTime() / 1000.0 - duration) < 0.05);
+        QVERIFY(std::abs(decodeFile(path).frequency(0) - 440.0) < 5.0);
+    }
+
+    void repairsAFileCutShort_data() {
+        QTest::addColumn<int>("codec");
+        QTest::addColumn<int>("rate");
+        QTest::addColumn<int>("channels");
+        QTest::newRow("mp3 44.1 kHz stereo") << int(OutputCodec::Mp3Lame) << 44100 << 2;
+        QTest::newRow("mp3 22.05 kHz mono") << int(OutputCodec::Mp3Lame) << 22050 << 1;
+        QTest::newRow("mp3 8 kHz mono") << int(OutputCodec::Mp3Lame) << 8000 << 1;
+        QTest::newRow("mp3 shine 48 kHz") << int(OutputCodec::Mp3Shine) << 48000 << 2;
+        QTest::newRow("wav 16 bit") << int(OutputCodec::Wav) << 44100 << 2;
+        QTest::newRow("wav 8 bit mono") << int(OutputCodec::Wav8) << 11025 << 1;
+    }
+
+    // What a crash leaves: three seconds as far as they were flushed, the last write cut
+    // short. Repaired, the file plays all but its last frames and says how long it is; a
+    // second repair changes nothing.
+    void repairsAFileCutShort() {
+        QFETCH(int, codec);
+        QFETCH(int, rate);
+        QFETCH(int, channels);
+        const PcmFormat format{rate, channels};
+        const QString folder = m_dir.filePath(QStringLiteral("repair"));
+        QVERIFY(QDir().mkpath(folder));
+        const QString crashed =
+            folder + u'/' + QString::fromLatin1(QTest::currentDataTag()) + ".recording";
+        {
+            EncodedSink sink(folder + QStringLiteral("/never.out"), {OutputCodec(codec), 64000, {}},
+                             format);
+            SineSource sine(format, 3.0);
+            std::vector<qint16> buffer(size_t(4096 * channels));
+            while (const qint64 n = sine.read(buffer.data(), 4096))
+                sink.write(buffer.data(), n);
+            sink.flush();
+            QVERIFY(QFile::copy("/proc/self/fd/" + QString::number(sink.fd()), crashed));
+        }
+        QFile file(crashed);
+        QVERIFY(file.resize(file.size() - 101));
+        const auto repair = [&] {
+            const int fd = ::open(QFile::encodeName(crashed).constData(), O_RDWR);
+            const double seconds = repairRecording(fd, crashed);
+            ::close(fd);
+            return seconds;
+        };
+        const double seconds = repair();
+        QVERIFY2(seconds > 2.6 && seconds <= 3.0, qPrintable(QString::number(seconds)));
+        const MediaFacts facts = probeMediaFile(crashed);
+        QVERIFY2(std::abs(facts.duration - seconds) < 0.05,
+                 qPrintable(
+                     QStringLiteral("%1 s said, %2 s repaired").arg(facts.duration).arg(seconds)));
+        QCOMPARE(headerSeconds(crashed, rate), seconds);
+        const DecodedAudio audio = decodeFile(crashed);
+        QVERIFY(std::abs(double(audio.frames()) / rate - seconds) < 0.1);
+        QVERIFY2(std::abs(audio.frequency(0) - 440.0) < 5.0,
+                 qPrintable(QString::number(audio.frequency(0))));
+        const QByteArray repaired = fileState(crashed).first;
+        QCOMPARE(repair(), seconds);
+        QCOMPARE(fileState(crashed).first, repaired);
+        QVERIFY(folderEntries(folder).filter(QStringLiteral("never")).isEmpty());
+    }
+
+    // While it runs, a recording is on the disk under a visible name, flushed every second and
+    // locked: the running one is no interrupted recording, a copy of it (what a crash leaves)
+    // is. Recovered, the copy plays to within a second of the time recorded; a name that is
+    // taken gets a number; one without audio goes; nothing else is taken for one.
+    void recoversWhatACrashLeaves() {
+        const QString folder = m_dir.filePath(QStringLiteral("crash"));
+        const QString other = m_dir.filePath(QStringLiteral("crashed"));
+        QVERIFY(QDir().mkpath(folder) && QDir().mkpath(other));
+        const QString path = folder + QStringLiteral("/take.mp3");
+        const QString growing = path + QStringLiteral(".recording");
+        SoundRecorder recorder;
+        recorder.setFileName(path);
+        recorder.setDevice(kSine);
+        QSignalSpy stopped(&recorder, &Record::RecordingStopped);
+        recorder.StartRecording();
+        QTRY_VERIFY_WITH_TIMEOUT(recorder.RecordedTime() >= 3000, kAudioWait);
+        const double recorded = recorder.RecordedTime() / 1000.0;
+        // 128 kbit/s: all but the last second is in the file soon.
+        QTRY_VERIFY_WITH_TIMEOUT(QFileInfo(growing).size() >= (recorded - 1.0) * 16000, 5000);
+        QCOMPARE(recorder.InterruptedRecordings(folder), QStringList());
+        QVERIFY(errorOf([&] {
+                    recorder.RecoverRecording(growing);
+                }).contains(QLatin1String("still being recorded")));
+        const QString copy = other + QStringLiteral("/take.mp3.recording");
+        QVERIFY(QFile::copy(growing, copy));
+        recorder.StopRecording();
+        QVERIFY(stopped.wait(10000));
+        QVERIFY(!QFile::exists(growing));
+
+        writeBytes(other + QStringLiteral("/take.mp3"), "taken");
+        const QString empty = other + QStringLiteral("/empty.wav.recording");
+        writeBytes(empty, QByteArray("RIFF\xff\xff\xff\xffWAVEfmt \x10\0\0\0\1\0\2\0"
+                                     "\x44\xac\0\0\x10\xb1\2\0\4\0\x10\0data\xff\xff\xff\xff",
+                                     44));
+        const QStringList found = recorder.InterruptedRecordings(other);
+        QCOMPARE(QSet<QString>(found.begin(), found.end()), QSet<QString>({copy, empty}));
+        const QString kept = recorder.RecoverRecording(copy);
+        QCOMPARE(kept, other + QStringLiteral("/take (2).mp3"));
+        const double duration = probeMediaFile(kept).duration;
+        QVERIFY2(duration >= recorded - 1.1,
+                 qPrintable(QStringLiteral("%1 s of %2 s kept").arg(duration).arg(recorded)));
+        QVERIFY(std::abs(decodeFile(kept).frequency(0) - 440.0) < 5.0);
+        QCOMPARE(recorder.RecoverRecording(empty), QString());
+        QCOMPARE(recorder.InterruptedRecordings(other), QStringList());
+        QCOMPARE(folderEntries(other), QStringList({"take (2).mp3", "take.mp3"}));
+        QVERIFY(errorOf([&] {
+                    recorder.RecoverRecording(kept);
+                }).contains(QLatin1String("does not end in")));
     }
 };
 

@@ -12,7 +12,8 @@
 
 // The recorder. It keeps the state a real one would (recording, paused) and records every call;
 // the listings answer from devices, formats and bitrates, and RecordingStopped comes when the
-// test raises it. StartRecording raises Error with startError when that is set.
+// test raises it. StartRecording raises Error with startError when that is set; the interrupted
+// recordings and their recovery answer from interrupted, recovered and recoverError.
 class FakeRecord final : public Record, public CallRecorder {
 public:
     explicit FakeRecord(CallLog* log = nullptr) : CallRecorder(QStringLiteral("Record"), log) {}
@@ -65,6 +66,17 @@ public:
             Q_EMIT FormatListed(qint32(i), names.at(i));
     }
     QString DefaultDevice() const override { return read("DefaultDevice", defaultDevice); }
+    QStringList InterruptedRecordings(const QString& folder) override {
+        record(QStringLiteral("InterruptedRecordings"), {folder});
+        return interrupted;
+    }
+    QString RecoverRecording(const QString& path) override {
+        record(QStringLiteral("RecoverRecording"), {path});
+        if (!recoverError.isEmpty())
+            throw Error(recoverError);
+        interrupted.removeAll(path);
+        return recovered.value(path);
+    }
 
     void raiseRecordingStopped() {
         recording = paused = false;
@@ -76,6 +88,10 @@ public:
     QStringList bitrates;
     QString defaultDevice;
     QString startError;
+    // Interrupted recordings, and the name each one is recovered under (empty: it held nothing).
+    QStringList interrupted;
+    QMap<QString, QString> recovered;
+    QString recoverError;
 
     bool recording = false;
     bool paused = false;

@@ -1,0 +1,194 @@
+// melvane-cli record as a user runs it, a child process on the test audio server: lengths it
+// refuses, files it does not replace unasked, the name it writes, an interrupt before any audio,
+// a kill and the recovery after it, and a full disk.
+#include "backends/media/MediaProbe.h"
+#include "tests/cli/CliProcess.h"
+#include "tests/media/MediaTestSupport.h"
+
+#include <QDeadlineTimer>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QThread>
+#include <csignal>
+
+class TestCliRecord : public QObject {
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_dir;
+
+    QString path(const QString& name) const { return m_dir.filePath(name); }
+
+    QString freshFolder(const QString& name) const {
+        const QString folder = path(name);
+        QDir(folder).removeRecursively();
+        QDir().mkpath(folder);
+        return folder;
+    }
+
+    // The index of running recordings goes into a private data folder.
+    void start(QProcess& process, const QStringList& arguments) const {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("XDG_DATA_HOME"), path(QStringLiteral("data")));
+        process.setProcessEnvironment(environment);
+        process.start(QStringLiteral(MELVANE_CLI), arguments);
+    }
+
+    Run run(const QStringList& arguments) const {
+        QProcess process;
+        start(process, arguments);
+        return finish(process);
+    }
+
+    // A shell line with the program as $0 and the arguments as $1 ...
+    Run shell(const QString& line, const QStringList& arguments) const {
+        QProcess process;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("XDG_DATA_HOME"), path(QStringLiteral("data")));
+        process.setProcessEnvironment(environment);
+        process.start("bash", QStringList{"-c", line, QStringLiteral(MELVANE_CLI)} + arguments);
+        return finish(process);
+    }
+
+    // Polls often: what comes next must follow the file's appearance closely.
+    static bool waitFor(const std::function<bool()>& condition, int msecs) {
+        const QDeadlineTimer deadline(msecs);
+        while (!condition()) {
+            if (deadline.hasExpired())
+                return false;
+            QThread::msleep(5);
+        }
+        return true;
+    }
+
+private Q_SLOTS:
+    void initTestCase() {
+        QVERIFY2(qEnvironmentVariableIsSet("PULSE_SERVER"),
+                 "run through scripts/test, which starts the test audio server");
+        QVERIFY(m_dir.isValid());
+    }
+
+    void refusesBeforeRecording_data() {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<QString>("message");
+        const QString take = path(QStringLiteral("refused/take.mp3"));
+        for (const char* length : {"nan", "inf", "-inf", "1e30", "NaN"})
+            QTest::newRow(length) << QStringList{"record", "--seconds", length, take}
+                                  << QStringLiteral("--seconds '%1' is not a length").arg(length);
+        QTest::newRow("format against the ending")
+            << QStringList{"record", "--to", "wav", take} << "--to wav does not fit the name";
+    }
+
+    // Usage errors exit 2 before anything is made.
+    void refusesBeforeRecording() {
+        QFETCH(QStringList, arguments);
+        QFETCH(QString, message);
+        freshFolder(QStringLiteral("refused"));
+        const Run r = run(arguments);
+        QCOMPARE(r.exitCode, 2);
+        QVERIFY2(r.err.contains(message), qPrintable(r.err));
+        QCOMPARE(folderEntries(path(QStringLiteral("refused"))), QStringList());
+    }
+
+    // The file gets the ending of its format; an existing one is replaced only with
+    // --overwrite, and is left as it was otherwise.
+    void namesAndReplaces() {
+        const QString folder = freshFolder(QStringLiteral("named"));
+        Run r = run({"record", "--seconds", "1", "--to", "wav", folder + "/take"});
+        QCOMPARE(r.exitCode, 0);
+        const QString wav = folder + QStringLiteral("/take.wav");
+        QVERIFY2(r.out.contains("into " + wav), qPrintable(r.out + r.err));
+        QCOMPARE(folderEntries(folder), QStringList{QStringLiteral("take.wav")});
+        QCOMPARE(probeMediaFile(wav).codecName, QStringLiteral("pcm_s16le"));
+
+        const auto before = fileState(wav);
+        r = run({"record", "--seconds", "1", wav});
+        QCOMPARE(r.exitCode, 1);
+        QVERIFY2(r.err.contains(wav + " exists already; give --overwrite"), qPrintable(r.err));
+        QCOMPARE(fileState(wav), before);
+        r = run({"record", "--seconds", "2", "--overwrite", wav});
+        QCOMPARE(r.exitCode, 0);
+        QVERIFY(std::abs(probeMediaFile(wav).duration - 2.0) < 0.06);
+        QCOMPARE(folderEntries(folder), QStringList{QStringLiteral("take.wav")});
+    }
+
+    // Ctrl-C before any audio came: no file (no empty WAVE, no undecodable MP3), and it says
+    // so; the exit status tells that nothing was saved.
+    void interruptedBeforeAnyAudio_data() {
+        QTest::addColumn<QString>("name");
+        QTest::newRow("wav") << "take.wav";
+        QTest::newRow("mp3") << "take.mp3";
+    }
+
+    void interruptedBeforeAnyAudio() {
+        QFETCH(QString, name);
+        const QString folder = freshFolder(QStringLiteral("early"));
+        const QString out = folder + u'/' + name;
+        QProcess process;
+        start(process, {"record", out});
+        // The recording has started when its file is there; the sine source's first audio
+        // takes a second or more.
+        QVERIFY(waitFor([&] { return QFile::exists(out + ".recording"); }, 15000));
+        ::kill(pid_t(process.processId()), SIGINT);
+        const Run r = finish(process);
+        QCOMPARE(r.exitCode, 1);
+        QVERIFY2(r.err.contains("Nothing was recorded into " + out) &&
+                     r.err.contains("no file was made"),
+                 qPrintable(r.err));
+        QVERIFY(!r.out.contains(QLatin1String("Recorded")));
+        QCOMPARE(folderEntries(folder), QStringList());
+    }
+
+    // Killed mid-recording, the recording is left as a visible file with all but its last
+    // second; the next recording there says so, and record --recover makes it a playable file
+    // under its own name, found through the index wherever it was.
+    void keepsWhatAKillLeaves() {
+        const QString folder = freshFolder(QStringLiteral("killed"));
+        const QString out = folder + QStringLiteral("/take.mp3");
+        const QString growing = out + QStringLiteral(".recording");
+        QProcess process;
+        start(process, {"record", out});
+        // Three seconds at 128 kbit/s on the disk.
+        QVERIFY(waitFor([&] { return QFileInfo(growing).size() >= 3 * 16000; }, 30000));
+        const double onDisk = double(QFileInfo(growing).size()) / 16000.0;
+        ::kill(pid_t(process.processId()), SIGKILL);
+        process.waitForFinished(10000);
+        QCOMPARE(folderEntries(folder), QStringList{QStringLiteral("take.mp3.recording")});
+
+        Run r = run({"record", "--seconds", "1", folder + "/next.mp3"});
+        QCOMPARE(r.exitCode, 0);
+        QVERIFY2(r.err.contains("an interrupted recording is waiting: " + growing),
+                 qPrintable(r.err));
+        r = run({"record", "--recover"});
+        QCOMPARE(r.exitCode, 0);
+        QCOMPARE(r.out, "Recovered " + growing + " into " + out + "\n");
+        const double duration = probeMediaFile(out).duration;
+        QVERIFY2(duration >= onDisk - 1.0,
+                 qPrintable(QStringLiteral("%1 s of %2 s on the disk").arg(duration).arg(onDisk)));
+        QVERIFY(std::abs(decodeFile(out).frequency(0) - 440.0) < 5.0);
+        QCOMPARE(folderEntries(folder), QStringList({"next.mp3", "take.mp3"}));
+        r = run({"record", "--recover", folder});
+        QCOMPARE(r.exitCode, 0);
+        QCOMPARE(r.out, QStringLiteral("No interrupted recordings\n"));
+    }
+
+    // A disk that fills up (here the file size limit) ends the recording and keeps what was
+    // written, all but the last second, as a playable file; nothing else is left.
+    void fullDiskKeepsWhatWasRecorded() {
+        const QString folder = freshFolder(QStringLiteral("full"));
+        const QString out = folder + QStringLiteral("/take.mp3");
+        const Run r = shell(R"(ulimit -f 60; exec "$0" "$@")", {"record", "--seconds", "30", out});
+        QCOMPARE(r.exitCode, 1);
+        QVERIFY2(r.err.contains("File too large") && r.err.contains("is kept in " + out),
+                 qPrintable(r.err));
+        QCOMPARE(folderEntries(folder), QStringList{QStringLiteral("take.mp3")});
+        // 60 KiB at 128 kbit/s hold 3.84 s.
+        const double duration = probeMediaFile(out).duration;
+        QVERIFY2(duration > 2.8 && duration < 3.9, qPrintable(QString::number(duration)));
+        QVERIFY(std::abs(decodeFile(out).frequency(0) - 440.0) < 5.0);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestCliRecord)
+#include "test_cli_record.moc"
