@@ -1,0 +1,27 @@
+#include "Log.h"
+
+#include "Libc.h"
+
+#include <cstdlib>
+#include <fcntl.h>
+
+namespace vdrive {
+
+Log& Log::instance() {
+    static Log log;
+    return log;
+}
+
+Log::Log() {
+    if (const char* path = std::getenv("VIRTUAL_DRIVE_LOG"); path && *path)
+        m_fd = libc().open(path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+}
+
+void Log::line(const std::string& node, const char* via, const std::string& text) {
+    if (m_fd < 0)
+        return;
+    const std::string whole = node + " " + via + " " + text + "\n";
+    libc().write(m_fd, whole.data(), whole.size());
+}
+
+} // namespace vdrive

@@ -1,0 +1,25 @@
+#pragma once
+
+// One line per system call, ioctl or command the drives see, appended to VIRTUAL_DRIVE_LOG:
+//   NODE VIA NAME [details] [-> outcome]
+// VIA says who issued it: "open", "close", "stat", "ioctl" (a Linux ioctl), "SG_IO" and
+// "SEND_PACKET" (an MMC command from the program), "kernel" (a command the kernel's CD driver
+// would send to answer an ioctl). Lines are written whole, so several processes may share a
+// file.
+
+#include <string>
+
+namespace vdrive {
+
+class Log {
+public:
+    static Log& instance();
+    void line(const std::string& node, const char* via, const std::string& text);
+    bool enabled() const { return m_fd >= 0; }
+
+private:
+    Log();
+    int m_fd = -1;
+};
+
+} // namespace vdrive
