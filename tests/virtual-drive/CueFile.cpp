@@ -204,13 +204,13 @@ bool loadCue(const std::string& path, MediaKind media, bool appendable, Disc& di
             s.leadOut = end;
         } else {
             const int leadOutLength = number == 1 ? kFirstLeadOutSectors : kLeadOutSectors;
-            s.leadOut =
-                disc.track(next->second)->pregap - kPregapSectors - kLeadInSectors - leadOutLength;
+            Track& opening = disc.tracks[size_t(next->second - 1)];
+            opening.pregap = opening.start - kPregapSectors;
+            s.leadOut = opening.pregap - kLeadInSectors - leadOutLength;
             Track& lastOfSession = disc.tracks[size_t(next->second - 2)];
             if (s.leadOut <= lastOfSession.start)
                 return fail("session " + std::to_string(number) +
-                            " leaves no room for its "
-                            "lead-out and the next lead-in");
+                            " leaves no room for its lead-out and the next lead-in");
             lastOfSession.end = s.leadOut;
         }
         disc.sessions.push_back(s);
@@ -259,7 +259,9 @@ bool saveCue(const Disc& disc, const std::string& base, std::string& error) {
         if (t.isrc.size() == 12)
             cue << "    ISRC " << t.isrc << "\n";
         textLines(t.number, "    ");
-        if (t.pregap < t.start && t.pregap >= 0)
+        // A session's first track has its pre-gap after the lead-in, not in the file's data.
+        const bool opensSession = &t == &disc.tracks.front() || (&t - 1)->session != t.session;
+        if (t.pregap < t.start && t.pregap >= 0 && !opensSession)
             cue << "    INDEX 00 " << msfText(t.pregap) << "\n";
         cue << "    INDEX 01 " << msfText(t.start) << "\n";
         for (size_t i = 0; i < t.indexes.size(); ++i)

@@ -218,21 +218,18 @@ void Drive::execute(Command& c, const char* via) {
     if (!Log::instance().enabled())
         return;
     const char* name = opcodeName(c.u8(0));
-    char text[160];
-    std::snprintf(text, sizeof text, "%s", name ? name : "");
-    if (!name)
-        std::snprintf(text, sizeof text, "OPCODE 0x%02X", c.u8(0));
-    std::string line = text;
-    if (!c.note.empty())
-        line += " " + c.note;
+    char text[64];
+    std::snprintf(text, sizeof text, "OPCODE 0x%02X", c.u8(0));
+    std::string details = c.note;
     if (c.good) {
-        line += " -> GOOD";
+        details += details.empty() ? "-> GOOD" : " -> GOOD";
     } else {
-        std::snprintf(text, sizeof text, " -> CHECK %X/%02X/%02X", c.sense.key, c.sense.asc,
+        char outcome[40];
+        std::snprintf(outcome, sizeof outcome, "-> CHECK %X/%02X/%02X", c.sense.key, c.sense.asc,
                       c.sense.ascq);
-        line += text;
+        details += (details.empty() ? "" : " ") + std::string(outcome);
     }
-    Log::instance().line(m_name, via, line);
+    Log::instance().line(m_name, via, name ? name : text, details);
 }
 
 void Drive::run(Command& c) {
@@ -439,7 +436,7 @@ bool Drive::takeSector() {
     if (m_opt.removeAfter < 0 || m_transferred <= m_opt.removeAfter)
         return true;
     if (m_discInTray) {
-        Log::instance().line(m_name, "fault", "the disc is taken out");
+        Log::instance().line(m_name, "model", "fault", "the disc is taken out");
         unload(true);
     }
     return false;
@@ -452,9 +449,9 @@ void Drive::saveWritten() {
     std::string error;
     const std::string base = std::string(dir) + "/" + m_name;
     if (saveCue(m_disc, base, error))
-        Log::instance().line(m_name, "save", base + ".cue");
+        Log::instance().line(m_name, "model", "saved", base + ".cue");
     else
-        Log::instance().line(m_name, "save", "failed: " + error);
+        Log::instance().line(m_name, "model", "not saved", error);
 }
 
 } // namespace vdrive

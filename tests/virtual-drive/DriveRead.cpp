@@ -288,8 +288,15 @@ void Drive::readTrackInfo(Command& c) {
         data[6] = uint8_t(track->data() ? 0x01 : 0x0f);
         data[7] = 0x02; // last recorded address valid
         put32(data, 8, track->start);
-        put32(data, 24, track->end - track->start);
-        put32(data, 28, track->end - 1);
+        // The size the table of contents gives: up to the next track's index 1 (its pre-gap
+        // included) or the session's lead-out.
+        const Track* following = d.track(track->number + 1);
+        int end = following && following->session == track->session ? following->start : track->end;
+        for (const Session& s : d.sessions)
+            if (s.number == track->session)
+                end = std::min(end, s.leadOut);
+        put32(data, 24, end - track->start);
+        put32(data, 28, end - 1);
     } else {
         const int nwa = nextWritable(d);
         data[2] = uint8_t(d.lastTrackNumber() + 1);

@@ -58,9 +58,16 @@ void Drive::readCd(Command& c, int lba, int count) {
         c.sense.info = lba < 0 ? lba : std::max(lba, end);
         return;
     }
-    // Every sector of the request must be of the kind asked for.
+    // Every sector of the request must be of the kind asked for, and none may lie between two
+    // sessions (their lead-out and lead-in hold no user data).
     for (int i = 0; i < count; ++i) {
         const Track* t = m_disc.trackAt(lba + i);
+        if (!t && lba + i >= 0 && lba + i < end) {
+            c.fail(5, 0x21, 0);
+            c.sense.hasInfo = true;
+            c.sense.info = lba + i;
+            return;
+        }
         const bool data = t && t->data();
         if ((expected == 1 && data) || (expected >= 2 && !data)) {
             c.fail(5, 0x64, 0);
@@ -112,6 +119,8 @@ void Drive::readCd(Command& c, int lba, int count) {
                 c.fail(2, 0x3a, 0x02);
                 return;
             }
+            if (at != m_position + 1)
+                sleepModel(m_opt.seekMs / 1000);
             ++fromMedium;
             bad = sectorFails(at);
             if (bad && !(c2 != 0 && m_opt.c2)) {
@@ -199,7 +208,7 @@ void Drive::readCd(Command& c, int lba, int count) {
             bool flaky = false;
             for (const FaultRange& r : m_opt.bad)
                 flaky = flaky || (at >= r.first && at <= r.last);
-            if (flaky)
+            if (flaky || !takeSector())
                 break;
             sectorWithOffset(at, shift, frame);
             remember(at, frame);

@@ -377,8 +377,8 @@ void Drive::closeOpenTrack() {
     if (!m_rec.simulated)
         d.status = Disc::Status::Appendable;
     m_rec.trackOpen = false;
-    Log::instance().line(m_name, "model",
-                         "track " + std::to_string(t.number) + " " + std::to_string(t.start) + "-" +
+    Log::instance().line(m_name, "model", "track closed",
+                         std::to_string(t.number) + " " + std::to_string(t.start) + "-" +
                              std::to_string(t.end) + (m_rec.simulated ? " (test)" : ""));
 }
 
@@ -403,11 +403,11 @@ void Drive::finishSession() {
     m_cache.clear();
     m_cacheOrder.clear();
     if (simulated) {
-        Log::instance().line(m_name, "model", "test write ended: nothing recorded");
+        Log::instance().line(m_name, "model", "test write ended", "nothing recorded");
         return;
     }
-    Log::instance().line(m_name, "model",
-                         "session " + std::to_string(session) + " closed, disc " +
+    Log::instance().line(m_name, "model", "session closed",
+                         std::to_string(session) + ", disc " +
                              (d.status == Disc::Status::Complete ? "complete" : "appendable"));
     saveWritten();
 }
@@ -415,7 +415,7 @@ void Drive::finishSession() {
 void Drive::abortRecording(const char* why) {
     if (!m_rec.simulated && m_rec.started)
         m_disc.damaged = true;
-    Log::instance().line(m_name, "model", std::string("recording aborted: ") + why);
+    Log::instance().line(m_name, "model", "recording aborted", why);
     m_rec = Recording();
     m_bufferFill = 0;
 }

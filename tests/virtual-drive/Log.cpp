@@ -17,10 +17,12 @@ Log::Log() {
         m_fd = libc().open(path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
 }
 
-void Log::line(const std::string& node, const char* via, const std::string& text) {
+void Log::line(const std::string& node, const char* via, const std::string& name,
+               const std::string& details) {
     if (m_fd < 0)
         return;
-    const std::string whole = node + " " + via + " " + text + "\n";
+    const std::string whole =
+        node + " " + via + " " + name + ":" + (details.empty() ? "" : " ") + details + "\n";
     libc().write(m_fd, whole.data(), whole.size());
 }
 

@@ -1,10 +1,12 @@
 #pragma once
 
 // One line per system call, ioctl or command the drives see, appended to VIRTUAL_DRIVE_LOG:
-//   NODE VIA NAME [details] [-> outcome]
-// VIA says who issued it: "open", "close", "stat", "ioctl" (a Linux ioctl), "SG_IO" and
+//   NODE VIA NAME: [details] [-> outcome]
+// VIA says who issued it: "call" (open, close), "ioctl" (a Linux ioctl), "SG_IO" and
 // "SEND_PACKET" (an MMC command from the program), "kernel" (a command the kernel's CD driver
-// would send to answer an ioctl). Lines are written whole, so several processes may share a
+// would send to answer an ioctl); "model" lines tell what the drive did (a session closed, a
+// fault, a disc saved). Counting the lines by their text before the colon gives how often each
+// call and command was issued. Lines are written whole, so several processes may share a
 // file.
 
 #include <string>
@@ -14,7 +16,8 @@ namespace vdrive {
 class Log {
 public:
     static Log& instance();
-    void line(const std::string& node, const char* via, const std::string& text);
+    void line(const std::string& node, const char* via, const std::string& name,
+              const std::string& details = {});
     bool enabled() const { return m_fd >= 0; }
 
 private:

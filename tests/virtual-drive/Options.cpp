@@ -130,6 +130,8 @@ bool setOption(DriveOptions& d, const std::string& key, const std::string& value
         d.idle = f;
     } else if (key == "timescale" && toDouble(value, f)) {
         d.timescale = f;
+    } else if (key == "seek" && toDouble(value, f)) {
+        d.seekMs = f;
     } else if (key == "cache" && toInt(value, n) && n >= 0 && n <= 100000) {
         d.cacheSectors = int(n);
     } else if (key == "address") {

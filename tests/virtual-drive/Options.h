@@ -42,7 +42,8 @@ struct DriveOptions {
     double idle = 0;   // seconds without media access before the disc stops; 0: never
     double timescale = 1;
     int cacheSectors = 512;
-    int host = -1; // SCSI address; -1: chosen from the drive's place in the list
+    double seekMs = 10; // moving the head to a sector that does not follow the last one
+    int host = -1;      // SCSI address; -1: chosen from the drive's place in the list
     int channel = 0;
     int target = 0;
     int lun = 0;

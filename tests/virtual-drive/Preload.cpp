@@ -207,7 +207,7 @@ int openNode(Drive& drive, const char* path, int flags) {
             error = EROFS;
     }
     if (error) {
-        Log::instance().line(drive.name(), "open", note + " -> " + std::strerror(error));
+        Log::instance().line(drive.name(), "call", "open", note + " -> " + std::strerror(error));
         errno = error;
         return -1;
     }
@@ -229,7 +229,7 @@ int openNode(Drive& drive, const char* path, int flags) {
         drive.exclusiveOpens += exclusive ? 1 : 0;
         g_ours[fd].store(true, std::memory_order_release);
     }
-    Log::instance().line(drive.name(), "open", note + " -> fd " + std::to_string(fd));
+    Log::instance().line(drive.name(), "call", "open", note + " -> fd " + std::to_string(fd));
     return fd;
 }
 
@@ -250,7 +250,7 @@ void forget(int fd) {
         return;
     --it->second.drive->opens;
     it->second.drive->exclusiveOpens -= it->second.exclusive ? 1 : 0;
-    Log::instance().line(it->second.drive->name(), "close", "fd " + std::to_string(fd));
+    Log::instance().line(it->second.drive->name(), "call", "close", "fd " + std::to_string(fd));
     r->open.erase(it);
     g_ours[fd].store(false, std::memory_order_release);
 }
@@ -336,20 +336,6 @@ int openMode(int flags, va_list& args) {
 }
 
 } // namespace
-
-namespace vdrive {
-
-const Libc& libc() {
-    static const Libc functions{next<int (*)(const char*, int, ...)>("open"),
-                                next<int (*)(int)>("close"),
-                                next<int (*)(int, struct stat*)>("fstat"),
-                                next<int (*)(int, unsigned long, ...)>("ioctl"),
-                                next<ssize_t (*)(int, void*, size_t)>("read"),
-                                next<ssize_t (*)(int, const void*, size_t)>("write")};
-    return functions;
-}
-
-} // namespace vdrive
 
 extern "C" {
 

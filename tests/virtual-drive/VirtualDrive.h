@@ -29,6 +29,7 @@
 //                            starts N samples before L (ripping with offset N corrects it)
 //     overread=0             reads into the lead-in and lead-out allowed (they read as silence)
 //     cache=512              sectors kept by the read cache; reads ahead a quarter of it
+//     seek=10                milliseconds to reach a sector that does not follow the last read
 //     spinup=0               seconds the disc takes to spin up: after the tray closes (TEST UNIT
 //                            READY says "becoming ready"), and on first access once stopped
 //     idle=0                 seconds without access after which the disc stops (0: never)
