@@ -2,8 +2,10 @@
 
 #include "Libc.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <unistd.h>
 
 namespace vdrive {
 
@@ -12,7 +14,7 @@ Log& Log::instance() {
     return log;
 }
 
-Log::Log() {
+Log::Log() : m_start(std::chrono::steady_clock::now()) {
     if (const char* path = std::getenv("VIRTUAL_DRIVE_LOG"); path && *path)
         m_fd = libc().open(path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
 }
@@ -21,8 +23,12 @@ void Log::line(const std::string& node, const char* via, const std::string& name
                const std::string& details) {
     if (m_fd < 0)
         return;
-    const std::string whole =
-        node + " " + via + " " + name + ":" + (details.empty() ? "" : " ") + details + "\n";
+    const double seconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - m_start).count();
+    char prefix[48];
+    std::snprintf(prefix, sizeof prefix, "%.3f %d ", seconds, int(getpid()));
+    const std::string whole = prefix + node + " " + via + " " + name + ":" +
+                              (details.empty() ? "" : " ") + details + "\n";
     libc().write(m_fd, whole.data(), whole.size());
 }
 

@@ -1,7 +1,9 @@
 #pragma once
 
 // One line per system call, ioctl or command the drives see, appended to VIRTUAL_DRIVE_LOG:
-//   NODE VIA NAME: [details] [-> outcome]
+//   SECONDS PID NODE VIA NAME: [details] [-> outcome]
+// SECONDS counts from the moment the process first used a drive (three decimals), so the log
+// shows how long each command held the program up.
 // VIA says who issued it: "call" (open, close), "ioctl" (a Linux ioctl), "SG_IO" and
 // "SEND_PACKET" (an MMC command from the program), "kernel" (a command the kernel's CD driver
 // would send to answer an ioctl); "model" lines tell what the drive did (a session closed, a
@@ -9,6 +11,7 @@
 // call and command was issued. Lines are written whole, so several processes may share a
 // file.
 
+#include <chrono>
 #include <string>
 
 namespace vdrive {
@@ -23,6 +26,7 @@ public:
 private:
     Log();
     int m_fd = -1;
+    std::chrono::steady_clock::time_point m_start;
 };
 
 } // namespace vdrive

@@ -10,9 +10,11 @@
 #include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
+#include <cmath>
 
-// Three audio tracks of noise from a fixed seed: track 2 has a 113-sector INDEX 00 gap and
-// pre-emphasis, track 1 an ISRC; the disc has an MCN and CD-Text titles.
+// Three audio tracks of tones with a little noise from a fixed seed (music enough for paranoia
+// to tell the byte order): track 2 has a 113-sector INDEX 00 gap and pre-emphasis, track 1 an
+// ISRC; the disc has an MCN and CD-Text titles.
 struct TestDisc {
     QString cue;
     QByteArray bin;
@@ -28,16 +30,19 @@ struct TestDisc {
 inline TestDisc writeTestDisc(const QString& folder) {
     TestDisc disc;
     disc.cue = QDir(folder).filePath("pressed.cue");
-    disc.bin.resize(disc.leadOut * 2352);
     quint32 state = 7;
-    for (char& byte : disc.bin) {
+    for (int frame = 0; frame < disc.leadOut * 588; ++frame) {
         state ^= state << 13;
         state ^= state >> 17;
         state ^= state << 5;
-        byte = char(state >> 24);
+        const bool gap = frame >= 151 * 588 && frame < 264 * 588;
+        const double tone = gap ? 0.0 : std::sin(frame * (0.02 + 0.01 * (frame / 100000)));
+        for (int channel = 0; channel < 2; ++channel) {
+            const qint16 sample = qint16(std::lround(tone * (12000 + 4000 * channel)) +
+                                         int(state >> (28 + channel)) - 4);
+            disc.bin.append(char(sample & 0xff)).append(char(quint16(sample) >> 8));
+        }
     }
-    // The gap before track 2 is quiet, as gaps on pressed discs are.
-    disc.bin.replace(151 * 2352, 113 * 2352, QByteArray(113 * 2352, 1));
     QFile bin(QDir(folder).filePath("pressed.bin"));
     bin.open(QIODevice::WriteOnly);
     bin.write(disc.bin);

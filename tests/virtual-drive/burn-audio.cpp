@@ -80,7 +80,7 @@ int main(int argc, char** argv) {
     }
     if (!burn_initialize())
         return 3;
-    burn_msgs_set_severities(const_cast<char*>("NEVER"), const_cast<char*>("NEVER"),
+    burn_msgs_set_severities(const_cast<char*>("SORRY"), const_cast<char*>("NEVER"),
                              const_cast<char*>("burn-audio: "));
     burn_drive_info* infos = grab(device);
     if (!infos) {
