@@ -8,6 +8,7 @@
 #include <cstring>
 #include <linux/cdrom.h>
 #include <linux/fs.h>
+#include <linux/hdreg.h>
 #include <scsi/scsi.h>
 #include <scsi/scsi_ioctl.h>
 #include <scsi/sg.h>
@@ -156,6 +157,8 @@ const char* ioctlName(unsigned long request) {
         return "BLKFLSBUF";
     case BLKROGET:
         return "BLKROGET";
+    case HDIO_GET_IDENTITY:
+        return "HDIO_GET_IDENTITY";
     default:
         return nullptr;
     }

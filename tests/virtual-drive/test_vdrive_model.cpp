@@ -199,6 +199,11 @@ private Q_SLOTS:
         QCOMPARE(full.data.mid(4 + 2 * 11 + 3, 1), QByteArray("\xa2"));
         QCOMPARE(full.data.mid(4 + 2 * 11 + 8, 3), QByteArray::fromHex("000648"));   // 00:06:72
         QCOMPARE(send(*d, {0x43, 0, 4, 0, 0, 0, 0, 0, 28, 0}, 28).sense, "5/24/00"); // no ATIP
+        // Track information gives a track's size as the table of contents does: up to the next
+        // track's index 1, its gap included.
+        const Answer track1 = send(*d, {0x52, 1, 0, 0, 0, 1, 0, 0, 36, 0}, 36);
+        QCOMPARE(be32(track1.data, 8), 0);
+        QCOMPARE(be32(track1.data, 24), 264);
         const Answer text = send(*d, {0x43, 0, 5, 0, 0, 0, 0, 0x10, 0, 0}, 4096);
         const CdTextFields fields =
             parseCdTextPacks(std::vector<uint8_t>(text.data.begin() + 4, text.data.end()));
