@@ -154,6 +154,7 @@ int main(int argc, char** argv) {
     std::printf("wrote well: %s\n", well ? "yes" : "no");
     printMessages();
     burn_write_opts_free(options);
+    burn_session_free(session);
     burn_disc_free(disc);
     for (burn_source* s : sources)
         burn_source_free(s);
