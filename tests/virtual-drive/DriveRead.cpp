@@ -154,10 +154,10 @@ void Drive::readToc(Command& c) {
                 data.insert(data.end(), e.begin(), e.end());
                 return data.size() - 11;
             };
+            // A0 and A1 carry the first and last track number in PMIN (PSEC 0: CD-DA/CD-ROM).
             const size_t a0 = entry(1, own.front()->control, 0xa0, INT32_MIN, 0);
             data[a0 + 8] = uint8_t(own.front()->number);
-            data[a0 + 9] = own.front()->data() ? 0x00 : 0x00;
-            data[a0 + 10] = 0;
+            data[a0 + 9] = data[a0 + 10] = 0;
             const size_t a1 = entry(1, own.back()->control, 0xa1, INT32_MIN, 0);
             data[a1 + 8] = uint8_t(own.back()->number);
             data[a1 + 9] = data[a1 + 10] = 0;

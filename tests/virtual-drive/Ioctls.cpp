@@ -12,6 +12,7 @@
 #include <scsi/scsi.h>
 #include <scsi/scsi_ioctl.h>
 #include <scsi/sg.h>
+#include <utility>
 #include <vector>
 
 namespace vdrive {
@@ -65,103 +66,64 @@ void setAddress(cdrom_addr& address, int format, int lba) {
         address.lba = lba;
 }
 
+// The ioctls a log line names; others appear as numbers.
+#define NAMED(request)                                                                             \
+    { request, #request }
+const std::pair<unsigned long, const char*> kIoctlNames[] = {
+    NAMED(CDROMREADTOCHDR),
+    NAMED(CDROMREADTOCENTRY),
+    NAMED(CDROMMULTISESSION),
+    NAMED(CDROM_GET_MCN),
+    NAMED(CDROMSUBCHNL),
+    NAMED(CDROMPLAYMSF),
+    NAMED(CDROMPLAYTRKIND),
+    NAMED(CDROMPAUSE),
+    NAMED(CDROMRESUME),
+    NAMED(CDROMSTOP),
+    NAMED(CDROMSTART),
+    NAMED(CDROMVOLREAD),
+    NAMED(CDROMVOLCTRL),
+    NAMED(CDROMEJECT),
+    NAMED(CDROMCLOSETRAY),
+    NAMED(CDROMEJECT_SW),
+    NAMED(CDROM_LOCKDOOR),
+    NAMED(CDROM_SELECT_SPEED),
+    NAMED(CDROM_DRIVE_STATUS),
+    NAMED(CDROM_DISC_STATUS),
+    NAMED(CDROM_MEDIA_CHANGED),
+    NAMED(CDROM_GET_CAPABILITY),
+    NAMED(CDROMREADAUDIO),
+    NAMED(CDROMREADMODE1),
+    NAMED(CDROMREADRAW),
+    NAMED(CDROM_SET_OPTIONS),
+    NAMED(CDROM_CLEAR_OPTIONS),
+    NAMED(CDROM_CHANGER_NSLOTS),
+    NAMED(DVD_READ_STRUCT),
+    NAMED(SG_GET_VERSION_NUM),
+    NAMED(SG_GET_SCSI_ID),
+    NAMED(SG_EMULATED_HOST),
+    NAMED(SG_GET_TIMEOUT),
+    NAMED(SG_SET_TIMEOUT),
+    NAMED(SG_GET_RESERVED_SIZE),
+    NAMED(SG_SET_RESERVED_SIZE),
+    NAMED(SCSI_IOCTL_GET_IDLUN),
+    NAMED(SCSI_IOCTL_GET_BUS_NUMBER),
+    NAMED(BLKGETSIZE),
+    NAMED(BLKGETSIZE64),
+    NAMED(BLKSSZGET),
+    NAMED(BLKBSZGET),
+    NAMED(BLKRRPART),
+    NAMED(BLKFLSBUF),
+    NAMED(BLKROGET),
+    NAMED(HDIO_GET_IDENTITY),
+};
+#undef NAMED
+
 const char* ioctlName(unsigned long request) {
-    switch (request) {
-    case CDROMREADTOCHDR:
-        return "CDROMREADTOCHDR";
-    case CDROMREADTOCENTRY:
-        return "CDROMREADTOCENTRY";
-    case CDROMMULTISESSION:
-        return "CDROMMULTISESSION";
-    case CDROM_GET_MCN:
-        return "CDROM_GET_MCN";
-    case CDROMSUBCHNL:
-        return "CDROMSUBCHNL";
-    case CDROMPLAYMSF:
-        return "CDROMPLAYMSF";
-    case CDROMPLAYTRKIND:
-        return "CDROMPLAYTRKIND";
-    case CDROMPAUSE:
-        return "CDROMPAUSE";
-    case CDROMRESUME:
-        return "CDROMRESUME";
-    case CDROMSTOP:
-        return "CDROMSTOP";
-    case CDROMSTART:
-        return "CDROMSTART";
-    case CDROMVOLREAD:
-        return "CDROMVOLREAD";
-    case CDROMVOLCTRL:
-        return "CDROMVOLCTRL";
-    case CDROMEJECT:
-        return "CDROMEJECT";
-    case CDROMCLOSETRAY:
-        return "CDROMCLOSETRAY";
-    case CDROMEJECT_SW:
-        return "CDROMEJECT_SW";
-    case CDROM_LOCKDOOR:
-        return "CDROM_LOCKDOOR";
-    case CDROM_SELECT_SPEED:
-        return "CDROM_SELECT_SPEED";
-    case CDROM_DRIVE_STATUS:
-        return "CDROM_DRIVE_STATUS";
-    case CDROM_DISC_STATUS:
-        return "CDROM_DISC_STATUS";
-    case CDROM_MEDIA_CHANGED:
-        return "CDROM_MEDIA_CHANGED";
-    case CDROM_GET_CAPABILITY:
-        return "CDROM_GET_CAPABILITY";
-    case CDROMREADAUDIO:
-        return "CDROMREADAUDIO";
-    case CDROMREADMODE1:
-        return "CDROMREADMODE1";
-    case CDROMREADRAW:
-        return "CDROMREADRAW";
-    case CDROM_SET_OPTIONS:
-        return "CDROM_SET_OPTIONS";
-    case CDROM_CLEAR_OPTIONS:
-        return "CDROM_CLEAR_OPTIONS";
-    case CDROM_CHANGER_NSLOTS:
-        return "CDROM_CHANGER_NSLOTS";
-    case DVD_READ_STRUCT:
-        return "DVD_READ_STRUCT";
-    case SG_GET_VERSION_NUM:
-        return "SG_GET_VERSION_NUM";
-    case SG_GET_SCSI_ID:
-        return "SG_GET_SCSI_ID";
-    case SG_EMULATED_HOST:
-        return "SG_EMULATED_HOST";
-    case SG_GET_TIMEOUT:
-        return "SG_GET_TIMEOUT";
-    case SG_SET_TIMEOUT:
-        return "SG_SET_TIMEOUT";
-    case SG_GET_RESERVED_SIZE:
-        return "SG_GET_RESERVED_SIZE";
-    case SG_SET_RESERVED_SIZE:
-        return "SG_SET_RESERVED_SIZE";
-    case SCSI_IOCTL_GET_IDLUN:
-        return "SCSI_IOCTL_GET_IDLUN";
-    case SCSI_IOCTL_GET_BUS_NUMBER:
-        return "SCSI_IOCTL_GET_BUS_NUMBER";
-    case BLKGETSIZE:
-        return "BLKGETSIZE";
-    case BLKGETSIZE64:
-        return "BLKGETSIZE64";
-    case BLKSSZGET:
-        return "BLKSSZGET";
-    case BLKBSZGET:
-        return "BLKBSZGET";
-    case BLKRRPART:
-        return "BLKRRPART";
-    case BLKFLSBUF:
-        return "BLKFLSBUF";
-    case BLKROGET:
-        return "BLKROGET";
-    case HDIO_GET_IDENTITY:
-        return "HDIO_GET_IDENTITY";
-    default:
-        return nullptr;
-    }
+    for (const auto& [value, name] : kIoctlNames)
+        if (value == request)
+            return name;
+    return nullptr;
 }
 
 int sgIo(Drive& drive, sg_io_hdr_t* h) {

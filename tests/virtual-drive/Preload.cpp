@@ -1,12 +1,9 @@
 // The C library entry points this library stands in for. Each checks whether the path or file
 // descriptor is one of the virtual drives' and otherwise hands the call on unchanged.
-#include "Drive.h"
 #include "Ioctls.h"
 #include "Libc.h"
-#include "Log.h"
-#include "Options.h"
+#include "Nodes.h"
 
-#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
@@ -14,13 +11,9 @@
 #include <cstring>
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <memory>
-#include <mutex>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
-#include <unordered_map>
 
 using namespace vdrive;
 
@@ -38,254 +31,17 @@ using OpenFn = int (*)(const char*, int, ...);
 using OpenatFn = int (*)(int, const char*, int, ...);
 using Open2Fn = int (*)(const char*, int);
 using Openat2Fn = int (*)(int, const char*, int);
-using ReadFn = ssize_t (*)(int, void*, size_t);
 using PreadFn = ssize_t (*)(int, void*, size_t, off_t);
 using LseekFn = off_t (*)(int, off_t, int);
 using RealpathFn = char* (*)(const char*, char*);
 using RealpathChkFn = char* (*)(const char*, char*, size_t);
 using ReadlinkFn = ssize_t (*)(const char*, char*, size_t);
-using ReadlinkatFn = ssize_t (*)(int, const char*, char*, size_t);
 using AccessFn = int (*)(const char*, int);
 using FaccessatFn = int (*)(int, const char*, int, int);
 using DupFn = int (*)(int);
 using Dup2Fn = int (*)(int, int);
 using Dup3Fn = int (*)(int, int, int);
 using FcntlFn = int (*)(int, int, ...);
-
-constexpr int kMaxFd = 65536;
-std::atomic<bool> g_ours[kMaxFd];
-
-bool ours(int fd) {
-    return fd >= 0 && fd < kMaxFd && g_ours[fd].load(std::memory_order_acquire);
-}
-
-struct OpenNode {
-    Drive* drive = nullptr;
-    bool sg = false;
-    bool exclusive = false;
-    long long position = 0;
-};
-
-class Registry {
-public:
-    std::vector<std::unique_ptr<Drive>> drives;
-    std::mutex mutex;
-    std::unordered_map<int, OpenNode> open;
-
-    Registry() {
-        const char* spec = std::getenv("VIRTUAL_DRIVE");
-        if (!spec || !*spec)
-            return;
-        std::vector<DriveOptions> options;
-        std::string error;
-        if (!parseDrives(spec, options, error))
-            die("VIRTUAL_DRIVE: " + error);
-        for (const DriveOptions& o : options) {
-            auto drive = std::make_unique<Drive>(o, error);
-            if (!error.empty())
-                die(o.node + ": " + error);
-            drives.push_back(std::move(drive));
-        }
-    }
-
-    [[noreturn]] static void die(const std::string& why) {
-        const std::string text = "virtual drive: " + why + "\n";
-        libc().write(2, text.data(), text.size());
-        _exit(98);
-    }
-
-    Drive* find(const char* path) {
-        if (!path)
-            return nullptr;
-        for (auto& d : drives)
-            if (d->options().node == path)
-                return d.get();
-        return nullptr;
-    }
-
-    static bool isSg(const Drive& d) { return d.name().rfind("sg", 0) == 0; }
-
-    // A device number of its own: the sr or sg major and the node's number where it has one.
-    dev_t rdev(const Drive& d) const {
-        const std::string& n = d.name();
-        const bool sg = isSg(d);
-        int minor = 200 + index(d);
-        if ((n.rfind("sr", 0) == 0 || sg) && n.size() > 2 &&
-            n.find_first_not_of("0123456789", 2) == std::string::npos)
-            minor = std::atoi(n.c_str() + 2);
-        return makedev(sg ? 21 : 11, unsigned(minor));
-    }
-
-    int index(const Drive& d) const {
-        for (size_t i = 0; i < drives.size(); ++i)
-            if (drives[i].get() == &d)
-                return int(i);
-        return 0;
-    }
-
-    void fill(const Drive& d, struct stat* st) const {
-        std::memset(st, 0, sizeof *st);
-        st->st_dev = makedev(0, 5);
-        st->st_ino = ino_t(0x7d000 + index(d));
-        st->st_mode = (isSg(d) ? S_IFCHR : S_IFBLK) | 0660;
-        st->st_nlink = 1;
-        st->st_uid = 0;
-        st->st_gid = getgid();
-        st->st_rdev = rdev(d);
-        st->st_blksize = 2048;
-    }
-
-    // The SCSI device folder sysfs shows for the drive.
-    std::string sysDevice(const Drive& d) const {
-        const DriveOptions& o = d.options();
-        const std::string hctl = std::to_string(o.host) + ":" + std::to_string(o.channel) + ":" +
-                                 std::to_string(o.target);
-        return "/sys/devices/virtual-drive/host" + std::to_string(o.host) + "/target" + hctl + "/" +
-               hctl + ":" + std::to_string(o.lun);
-    }
-
-    enum class SysKind { None, Dir, DeviceLink, DeviceDir };
-
-    SysKind sysPath(const char* path, Drive** which) {
-        if (!path || std::strncmp(path, "/sys/", 5) != 0)
-            return SysKind::None;
-        const std::string p = path;
-        for (auto& d : drives) {
-            *which = d.get();
-            for (const char* root : {"/sys/class/block/", "/sys/block/"}) {
-                const std::string dir = root + d->name();
-                if (p == dir)
-                    return SysKind::Dir;
-                if (p == dir + "/device")
-                    return SysKind::DeviceLink;
-            }
-            if (p == sysDevice(*d))
-                return SysKind::DeviceDir;
-        }
-        return SysKind::None;
-    }
-};
-
-std::atomic<Registry*> g_registry{nullptr};
-thread_local bool t_starting = false;
-
-Registry* registry() {
-    Registry* r = g_registry.load(std::memory_order_acquire);
-    if (r || t_starting)
-        return r;
-    static std::once_flag once;
-    t_starting = true;
-    std::call_once(once, [] { g_registry.store(new Registry(), std::memory_order_release); });
-    t_starting = false;
-    return g_registry.load(std::memory_order_acquire);
-}
-
-Drive* driveAt(const char* path) {
-    if (!path || std::strncmp(path, "/dev/", 5) != 0)
-        return nullptr;
-    Registry* r = registry();
-    return r ? r->find(path) : nullptr;
-}
-
-int openNode(Drive& drive, const char* path, int flags) {
-    Registry* r = registry();
-    const bool nonBlocking = flags & O_NONBLOCK;
-    const bool writing = (flags & O_ACCMODE) != O_RDONLY;
-    const bool exclusive = flags & O_EXCL;
-    std::string note = std::string(path) + (writing ? " rw" : " ro") + (exclusive ? " excl" : "") +
-                       (nonBlocking ? " nonblock" : "");
-    int error = 0;
-    {
-        std::lock_guard lock(r->mutex);
-        // As the sr driver: one exclusive opener; without O_NONBLOCK a disc is needed and
-        // writing is refused.
-        if (exclusive && drive.exclusiveOpens > 0)
-            error = EBUSY;
-        else if (!nonBlocking && !drive.hasDisc())
-            error = ENOMEDIUM;
-        else if (!nonBlocking && writing)
-            error = EROFS;
-    }
-    if (error) {
-        Log::instance().line(drive.name(), "call", "open", note + " -> " + std::strerror(error));
-        errno = error;
-        return -1;
-    }
-    const int fd = memfd_create("virtual-drive", (flags & O_CLOEXEC) ? MFD_CLOEXEC : 0);
-    if (fd < 0 || fd >= kMaxFd) {
-        if (fd >= 0)
-            libc().close(fd);
-        errno = EMFILE;
-        return -1;
-    }
-    {
-        std::lock_guard lock(r->mutex);
-        OpenNode n;
-        n.drive = &drive;
-        n.sg = Registry::isSg(drive);
-        n.exclusive = exclusive;
-        r->open[fd] = n;
-        ++drive.opens;
-        drive.exclusiveOpens += exclusive ? 1 : 0;
-        g_ours[fd].store(true, std::memory_order_release);
-    }
-    Log::instance().line(drive.name(), "call", "open", note + " -> fd " + std::to_string(fd));
-    return fd;
-}
-
-OpenNode* node(int fd) {
-    if (!ours(fd))
-        return nullptr;
-    Registry* r = registry();
-    std::lock_guard lock(r->mutex);
-    const auto it = r->open.find(fd);
-    return it == r->open.end() ? nullptr : &it->second;
-}
-
-void forget(int fd) {
-    Registry* r = registry();
-    std::lock_guard lock(r->mutex);
-    const auto it = r->open.find(fd);
-    if (it == r->open.end())
-        return;
-    --it->second.drive->opens;
-    it->second.drive->exclusiveOpens -= it->second.exclusive ? 1 : 0;
-    Log::instance().line(it->second.drive->name(), "call", "close", "fd " + std::to_string(fd));
-    r->open.erase(it);
-    g_ours[fd].store(false, std::memory_order_release);
-}
-
-void copyNode(int from, int to) {
-    Registry* r = registry();
-    std::lock_guard lock(r->mutex);
-    const auto it = r->open.find(from);
-    if (it == r->open.end() || to < 0 || to >= kMaxFd)
-        return;
-    OpenNode n = it->second;
-    n.exclusive = false;
-    ++n.drive->opens;
-    r->open[to] = n;
-    g_ours[to].store(true, std::memory_order_release);
-}
-
-bool fakeStat(const char* path, struct stat* st, bool followLinks) {
-    if (Drive* d = driveAt(path)) {
-        registry()->fill(*d, st);
-        return true;
-    }
-    Registry* r = path && std::strncmp(path, "/sys/", 5) == 0 ? registry() : nullptr;
-    Drive* which = nullptr;
-    const Registry::SysKind kind = r ? r->sysPath(path, &which) : Registry::SysKind::None;
-    if (kind == Registry::SysKind::None)
-        return false;
-    std::memset(st, 0, sizeof *st);
-    st->st_dev = makedev(0, 21);
-    st->st_ino = ino_t(0x5d000 + r->index(*which) * 4 + int(kind));
-    st->st_nlink = 2;
-    st->st_mode =
-        kind == Registry::SysKind::DeviceLink && !followLinks ? S_IFLNK | 0777 : S_IFDIR | 0755;
-    return true;
-}
 
 void toStatx(const struct stat& st, struct statx* x) {
     std::memset(x, 0, sizeof *x);
@@ -303,32 +59,8 @@ void toStatx(const struct stat& st, struct statx* x) {
     x->stx_dev_minor = minor(st.st_dev);
 }
 
-// The canonical name of a virtual path, or empty when it is not one.
-std::string canonical(const char* path) {
-    if (driveAt(path))
-        return path;
-    Registry* r = path && std::strncmp(path, "/sys/", 5) == 0 ? registry() : nullptr;
-    Drive* which = nullptr;
-    if (!r)
-        return {};
-    switch (r->sysPath(path, &which)) {
-    case Registry::SysKind::DeviceLink:
-    case Registry::SysKind::DeviceDir:
-        return r->sysDevice(*which);
-    case Registry::SysKind::Dir:
-        return r->sysDevice(*which) + "/block/" + which->name();
-    case Registry::SysKind::None:
-        break;
-    }
-    return {};
-}
-
 bool emptyPath(const char* path) {
     return !path || !*path;
-}
-
-bool isSysPath(const char* path) {
-    return path && std::strncmp(path, "/sys/", 5) == 0;
 }
 
 int openMode(int flags, va_list& args) {
@@ -413,7 +145,7 @@ int __openat64_2(int dir, const char* path, int flags) {
 
 int close(int fd) {
     if (ours(fd))
-        forget(fd);
+        forgetNode(fd);
     return libc().close(fd);
 }
 
@@ -422,19 +154,19 @@ int ioctl(int fd, unsigned long request, ...) {
     va_start(args, request);
     void* arg = va_arg(args, void*);
     va_end(args);
-    if (OpenNode* n = node(fd))
+    if (OpenNode* n = nodeOf(fd))
         return driveIoctl(*n->drive, n->sg, request, arg);
     return libc().ioctl(fd, request, arg);
 }
 
 ssize_t read(int fd, void* buffer, size_t size) {
-    if (OpenNode* n = node(fd))
+    if (OpenNode* n = nodeOf(fd))
         return driveRead(*n->drive, n->position, buffer, size);
     return libc().read(fd, buffer, size);
 }
 
 ssize_t pread(int fd, void* buffer, size_t size, off_t offset) {
-    if (OpenNode* n = node(fd)) {
+    if (OpenNode* n = nodeOf(fd)) {
         long long position = offset;
         return driveRead(*n->drive, position, buffer, size);
     }
@@ -443,7 +175,7 @@ ssize_t pread(int fd, void* buffer, size_t size, off_t offset) {
 }
 
 ssize_t pread64(int fd, void* buffer, size_t size, off_t offset) {
-    if (OpenNode* n = node(fd)) {
+    if (OpenNode* n = nodeOf(fd)) {
         long long position = offset;
         return driveRead(*n->drive, position, buffer, size);
     }
@@ -464,14 +196,14 @@ static off_t seekNode(OpenNode& n, off_t offset, int whence) {
 }
 
 off_t lseek(int fd, off_t offset, int whence) {
-    if (OpenNode* n = node(fd))
+    if (OpenNode* n = nodeOf(fd))
         return seekNode(*n, offset, whence);
     static const LseekFn real = next<LseekFn>("lseek");
     return real(fd, offset, whence);
 }
 
 off_t lseek64(int fd, off_t offset, int whence) {
-    if (OpenNode* n = node(fd))
+    if (OpenNode* n = nodeOf(fd))
         return seekNode(*n, offset, whence);
     static const LseekFn real = next<LseekFn>("lseek64");
     return real(fd, offset, whence);
@@ -506,8 +238,8 @@ XSTAT_FUNCTION(__lxstat64, false)
 
 #define FSTAT_FUNCTION(name, type)                                                                 \
     int name(int fd, struct type* st) {                                                            \
-        if (OpenNode* n = node(fd)) {                                                              \
-            registry()->fill(*n->drive, reinterpret_cast<struct stat*>(st));                       \
+        if (OpenNode* n = nodeOf(fd)) {                                                            \
+            fillStat(*n->drive, reinterpret_cast<struct stat*>(st));                               \
             return 0;                                                                              \
         }                                                                                          \
         static const auto real = next<int (*)(int, struct type*)>(#name);                          \
@@ -518,8 +250,8 @@ FSTAT_FUNCTION(fstat64, stat64)
 
 #define FXSTAT_FUNCTION(name)                                                                      \
     int name(int version, int fd, struct stat* st) {                                               \
-        if (OpenNode* n = node(fd)) {                                                              \
-            registry()->fill(*n->drive, st);                                                       \
+        if (OpenNode* n = nodeOf(fd)) {                                                            \
+            fillStat(*n->drive, st);                                                               \
             return 0;                                                                              \
         }                                                                                          \
         static const FxstatFn real = next<FxstatFn>(#name);                                        \
@@ -532,8 +264,8 @@ FXSTAT_FUNCTION(__fxstat64)
     int name(int dir, const char* path, struct type* st, int flags) {                              \
         struct stat* plain = reinterpret_cast<struct stat*>(st);                                   \
         if ((flags & AT_EMPTY_PATH) && emptyPath(path)) {                                          \
-            if (OpenNode* n = node(dir)) {                                                         \
-                registry()->fill(*n->drive, plain);                                                \
+            if (OpenNode* n = nodeOf(dir)) {                                                       \
+                fillStat(*n->drive, plain);                                                        \
                 return 0;                                                                          \
             }                                                                                      \
         } else if (fakeStat(path, plain, !(flags & AT_SYMLINK_NOFOLLOW))) {                        \
@@ -559,8 +291,8 @@ int statx(int dir, const char* path, int flags, unsigned mask, struct statx* x) 
     struct stat st;
     bool faked = false;
     if ((flags & AT_EMPTY_PATH) && emptyPath(path)) {
-        if (OpenNode* n = node(dir)) {
-            registry()->fill(*n->drive, &st);
+        if (OpenNode* n = nodeOf(dir)) {
+            fillStat(*n->drive, &st);
             faked = true;
         }
     } else {
@@ -591,7 +323,7 @@ int faccessat(int dir, const char* path, int mode, int flags) {
 }
 
 char* realpath(const char* path, char* resolved) {
-    const std::string name = canonical(path);
+    const std::string name = canonicalPath(path);
     if (name.empty()) {
         static const RealpathFn real = next<RealpathFn>("realpath");
         return real(path, resolved);
@@ -603,7 +335,7 @@ char* realpath(const char* path, char* resolved) {
 }
 
 char* __realpath_chk(const char* path, char* resolved, size_t size) {
-    const std::string name = canonical(path);
+    const std::string name = canonicalPath(path);
     if (name.empty()) {
         static const RealpathChkFn real = next<RealpathChkFn>("__realpath_chk");
         return real(path, resolved, size);
@@ -613,7 +345,7 @@ char* __realpath_chk(const char* path, char* resolved, size_t size) {
 }
 
 char* canonicalize_file_name(const char* path) {
-    const std::string name = canonical(path);
+    const std::string name = canonicalPath(path);
     if (name.empty()) {
         static const auto real = next<char* (*)(const char*)>("canonicalize_file_name");
         return real(path);
@@ -622,10 +354,8 @@ char* canonicalize_file_name(const char* path) {
 }
 
 ssize_t readlink(const char* path, char* buffer, size_t size) {
-    Registry* r = isSysPath(path) ? registry() : nullptr;
-    Drive* which = nullptr;
-    if (r && r->sysPath(path, &which) == Registry::SysKind::DeviceLink) {
-        const std::string target = r->sysDevice(*which);
+    std::string target;
+    if (sysDeviceLink(path, target)) {
         const size_t n = std::min(size, target.size());
         std::memcpy(buffer, target.data(), n);
         return ssize_t(n);
@@ -649,7 +379,7 @@ int dup(int fd) {
 int dup2(int fd, int target) {
     static const Dup2Fn real = next<Dup2Fn>("dup2");
     if (fd != target && ours(target))
-        forget(target);
+        forgetNode(target);
     const int copy = real(fd, target);
     if (copy >= 0 && fd != target && ours(fd))
         copyNode(fd, copy);
@@ -659,7 +389,7 @@ int dup2(int fd, int target) {
 int dup3(int fd, int target, int flags) {
     static const Dup3Fn real = next<Dup3Fn>("dup3");
     if (fd != target && ours(target))
-        forget(target);
+        forgetNode(target);
     const int copy = real(fd, target, flags);
     if (copy >= 0 && ours(fd))
         copyNode(fd, copy);
