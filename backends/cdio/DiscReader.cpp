@@ -109,10 +109,9 @@ void DiscReader::Impl::open() {
     if (!cdda)
         throw Error(QStringLiteral("Cannot read audio from %1").arg(drive.name()));
     cdio_cddap_verbose_set(cdda, CDDA_MESSAGE_FORGETIT, CDDA_MESSAGE_FORGETIT);
-    // Paranoia guesses the byte order from the sound, which silence or noise can fool; an
-    // image holds little-endian samples.
-    if (drive.image)
-        cdda->bigendianp = 0;
+    // Paranoia guesses the byte order from the sound, which silence or noise can fool. Images
+    // hold little-endian samples, and MMC drives deliver CD audio little-endian too.
+    cdda->bigendianp = 0;
     if (cdio_cddap_open(cdda) != 0)
         throw Error(QStringLiteral("Cannot read audio from %1: it holds no audio tracks")
                         .arg(drive.name()));

@@ -1,0 +1,478 @@
+// Identity, capabilities, mode pages, speeds and the tray.
+#include "Drive.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+
+namespace vdrive {
+namespace {
+
+constexpr int kProfileCdRom = 0x08;
+constexpr int kProfileCdR = 0x09;
+constexpr int kProfileCdRw = 0x0a;
+constexpr int kWritePageLength = 0x32;
+
+void put16(std::vector<uint8_t>& b, size_t at, int v) {
+    b[at] = uint8_t(v >> 8);
+    b[at + 1] = uint8_t(v);
+}
+
+void put32(std::vector<uint8_t>& b, size_t at, uint32_t v) {
+    for (int i = 0; i < 4; ++i)
+        b[at + size_t(i)] = uint8_t(v >> (24 - 8 * i));
+}
+
+std::string padded(const std::string& text, size_t width) {
+    std::string s = text.substr(0, width);
+    s.resize(width, ' ');
+    return s;
+}
+
+int kbpsOf(int speed) {
+    return int(std::lround(speed * 176.4));
+}
+
+// A feature descriptor: code, version, persistent and current flags, and its data.
+void feature(std::vector<uint8_t>& out, int code, int version, bool current,
+             std::vector<uint8_t> data, int start, int rt) {
+    if (code < start || (rt == 1 && !current) || (rt == 2 && code != start))
+        return;
+    out.push_back(uint8_t(code >> 8));
+    out.push_back(uint8_t(code));
+    out.push_back(uint8_t(version << 2 | (current ? 1 : 0) | (code <= 1 ? 2 : 0)));
+    out.push_back(uint8_t(data.size()));
+    out.insert(out.end(), data.begin(), data.end());
+}
+
+} // namespace
+
+int Drive::profile() const {
+    if (m_trayOpen || !m_discInTray)
+        return 0;
+    if (m_opt.kind == DriveKind::Rom || m_disc.media == MediaKind::Rom)
+        return kProfileCdRom;
+    if (m_disc.media == MediaKind::CdRw)
+        return m_opt.kind == DriveKind::CdRw ? kProfileCdRw : kProfileCdRom;
+    return kProfileCdR;
+}
+
+void Drive::inquiry(Command& c) {
+    if (c.u8(1) & 1) {
+        // Vital product data: the list of pages and the serial number only.
+        if (c.u8(2) == 0x00) {
+            c.reply({0x05, 0x00, 0x00, 2, 0x00, 0x80}, size_t(c.u16(3)));
+        } else if (c.u8(2) == 0x80) {
+            std::vector<uint8_t> page{0x05, 0x80, 0x00, 8};
+            char serial[9];
+            std::snprintf(serial, sizeof serial, "VD%06d", m_opt.host);
+            page.insert(page.end(), serial, serial + 8);
+            c.reply(page, size_t(c.u16(3)));
+        } else {
+            c.fail(5, 0x24, 0);
+        }
+        return;
+    }
+    std::vector<uint8_t> data(36, 0);
+    data[0] = 0x05; // CD/DVD device
+    data[1] = 0x80; // removable
+    data[3] = 0x32;
+    data[4] = 31;
+    const std::string ids =
+        padded(m_opt.vendor, 8) + padded(m_opt.product, 16) + padded(m_opt.revision, 4);
+    std::memcpy(data.data() + 8, ids.data(), 28);
+    c.reply(data, size_t(c.u16(3)));
+}
+
+void Drive::testUnitReady(Command& c) {
+    const Sense s = condition();
+    if (s.key != 0) {
+        c.good = false;
+        c.sense = s;
+    }
+}
+
+void Drive::requestSense(Command& c) {
+    std::vector<uint8_t> data(18);
+    condition().write(data.data());
+    c.reply(data, size_t(c.u8(4)));
+}
+
+Sense Drive::condition() {
+    Sense s;
+    if (m_trayOpen || !m_discInTray) {
+        s.key = 2;
+        s.asc = 0x3a;
+        s.ascq = m_trayOpen ? 2 : 1;
+        return s;
+    }
+    Command probe;
+    if (busy(probe))
+        return probe.sense;
+    if (Clock::now() < m_readyAt) {
+        s.key = 2;
+        s.asc = 0x04;
+        s.ascq = 0x01;
+    }
+    return s;
+}
+
+void Drive::startStop(Command& c) {
+    const bool loadEject = c.u8(4) & 2;
+    const bool start = c.u8(4) & 1;
+    if (!loadEject) {
+        if (start) {
+            if (ensureReady(c))
+                c.note = "start";
+        } else {
+            m_spinning = false;
+            c.note = "stop";
+        }
+        return;
+    }
+    if (start) {
+        c.note = "load";
+        if (m_trayOpen)
+            load();
+        return;
+    }
+    c.note = "eject";
+    if (m_locked) {
+        c.fail(5, 0x53, 0x02); // medium removal prevented
+        return;
+    }
+    if (!m_trayOpen)
+        unload(false);
+}
+
+void Drive::preventAllow(Command& c) {
+    m_locked = (c.u8(4) & 1) != 0;
+    c.note = m_locked ? "prevent" : "allow";
+}
+
+void Drive::getConfiguration(Command& c) {
+    const int rt = c.u8(1) & 3;
+    const int start = c.u16(2);
+    const int current = profile();
+    const bool writer = m_opt.kind != DriveKind::Rom;
+    const bool rw = m_opt.kind == DriveKind::CdRw;
+    const bool writable = writer && current != kProfileCdRom && current != 0 &&
+                          m_disc.status != Disc::Status::Complete;
+    const bool readable = current != 0 && m_disc.status != Disc::Status::Blank;
+    std::vector<uint8_t> features;
+
+    std::vector<uint8_t> profiles;
+    for (int p : {kProfileCdRw, kProfileCdR, kProfileCdRom}) {
+        if ((p == kProfileCdRw && !rw) || (p == kProfileCdR && !writer))
+            continue;
+        profiles.insert(profiles.end(), {0, uint8_t(p), uint8_t(p == current ? 1 : 0), 0});
+    }
+    feature(features, 0x0000, 0, true, profiles, start, rt);
+    feature(features, 0x0001, 2, true, {0, 0, 0, 2, 1, 0, 0, 0}, start, rt); // ATAPI
+    feature(features, 0x0002, 1, true, {0x02, 0, 0, 0}, start, rt);
+    feature(features, 0x0003, 0, true, {0x29, 0, 0, 0}, start, rt); // tray, eject, lock
+    feature(features, 0x0010, 0, readable, {0, 0, 8, 0, 0, 1, 0, 0}, start, rt);
+    feature(features, 0x001d, 0, readable, {}, start, rt);
+    feature(features, 0x001e, 2, readable, {uint8_t(m_opt.c2 ? 0x03 : 0x01), 0, 0, 0}, start, rt);
+    if (writer) {
+        const uint8_t buf = m_opt.burnProof ? 0x40 : 0;
+        const uint8_t test = m_opt.testWrite ? 0x04 : 0;
+        if (m_opt.tao)
+            feature(features, 0x002d, 2, writable,
+                    {uint8_t(buf | test | (rw ? 2 : 0)), 0, 0x01, 0x01}, start, rt);
+        if (m_opt.sao)
+            feature(features, 0x002e, 1, writable,
+                    {uint8_t(buf | 0x20 | test | (rw ? 2 : 0)), 0, 0x10, 0x00}, start, rt);
+        if (rw)
+            feature(features, 0x0037, 0, current == kProfileCdRw, {0, 0x02, 0, 0}, start, rt);
+    }
+    feature(features, 0x0100, 0, true, {}, start, rt);
+    feature(features, 0x0103, 0, true, {0x03, 0, 0x01, 0x00}, start, rt);
+    feature(features, 0x0105, 0, true, {0, 0, 0, 0}, start, rt);
+    feature(features, 0x0107, 3, true, {uint8_t(writer ? 0x0e : 0x0c), 0, 0, 0}, start, rt);
+    char serial[9];
+    std::snprintf(serial, sizeof serial, "VD%06d", m_opt.host);
+    feature(features, 0x0108, 0, true, std::vector<uint8_t>(serial, serial + 8), start, rt);
+
+    std::vector<uint8_t> data(8, 0);
+    put32(data, 0, uint32_t(features.size() + 4));
+    put16(data, 6, current);
+    data.insert(data.end(), features.begin(), features.end());
+    c.note = "rt=" + std::to_string(rt) + " start=" + std::to_string(start);
+    c.reply(data, size_t(c.u16(7)));
+}
+
+std::vector<uint8_t> Drive::modePage(int page, int control) {
+    const bool writer = m_opt.kind != DriveKind::Rom;
+    const bool changeable = control == 1;
+    std::vector<uint8_t> p;
+    if (page == 0x01) {
+        p.assign(12, 0);
+        p[0] = 0x01;
+        p[1] = 0x0a;
+        if (!changeable)
+            p[3] = 0x20; // read retry count
+        else
+            p[2] = 0xff;
+    } else if (page == 0x05 && writer) {
+        p.assign(2 + kWritePageLength, 0);
+        p[0] = 0x05;
+        p[1] = kWritePageLength;
+        if (changeable) {
+            std::fill(p.begin() + 2, p.end(), 0xff);
+            p[2] = uint8_t(m_opt.burnProof ? 0x5f : 0x1f);
+        } else if (control == 0 && !m_params.page.empty()) {
+            std::copy(m_params.page.begin(), m_params.page.end(), p.begin() + 2);
+        } else {
+            p[2] = 0x01; // TAO
+            p[4] = 0x08; // mode 1
+            p[15] = 150;
+        }
+    } else if (page == 0x0e) {
+        p.assign(16, 0);
+        p[0] = 0x0e;
+        p[1] = 0x0e;
+        if (changeable) {
+            std::fill(p.begin() + 8, p.end(), 0xff);
+        } else {
+            p[2] = 0x04;
+            p[8] = 0x01;
+            p[9] = 0xff;
+            p[10] = 0x02;
+            p[11] = 0xff;
+        }
+    } else if (page == 0x2a) {
+        const std::vector<int>& speeds = m_opt.writeSpeeds;
+        const int n = writer ? int(speeds.size()) : 0;
+        p.assign(32 + size_t(n) * 4, 0);
+        p[0] = 0x2a;
+        p[1] = uint8_t(p.size() - 2);
+        if (changeable)
+            return p;
+        p[2] = 0x07; // reads CD-R, CD-RW, method 2
+        if (writer)
+            p[3] = uint8_t(0x01 | (m_opt.kind == DriveKind::CdRw ? 0x02 : 0) |
+                           (m_opt.testWrite ? 0x04 : 0));
+        p[4] = uint8_t(0x71 | (writer && m_opt.burnProof ? 0x80 : 0));
+        p[5] = uint8_t(0x6f | (m_opt.c2 ? 0x10 : 0));
+        p[6] = uint8_t(0x29 | (m_locked ? 0x02 : 0));
+        p[7] = 0x03;
+        put16(p, 8, kbpsOf(m_opt.readSpeed));
+        put16(p, 10, 256);
+        put16(p, 12, m_opt.bufferKb);
+        put16(p, 14, m_readKbps);
+        if (writer) {
+            put16(p, 18, kbpsOf(speeds.back()));
+            put16(p, 20, m_writeKbps);
+            put16(p, 28, m_writeKbps);
+        }
+        put16(p, 30, n);
+        for (int i = 0; i < n; ++i)
+            put16(p, 32 + size_t(i) * 4 + 2, kbpsOf(speeds[speeds.size() - 1 - size_t(i)]));
+    }
+    return p;
+}
+
+void Drive::modeSense(Command& c) {
+    const bool ten = c.u8(0) == 0x5a;
+    const int page = c.u8(2) & 0x3f;
+    const int control = c.u8(2) >> 6;
+    const size_t allocation = size_t(ten ? c.u16(7) : c.u8(4));
+    c.note = "page=" + std::to_string(page) + " pc=" + std::to_string(control);
+    if (control == 3) {
+        c.fail(5, 0x39, 0); // saving parameters not supported
+        return;
+    }
+    std::vector<uint8_t> pages;
+    for (int p : page == 0x3f ? std::vector<int>{0x01, 0x05, 0x0e, 0x2a} : std::vector<int>{page}) {
+        const std::vector<uint8_t> one = modePage(p, control);
+        pages.insert(pages.end(), one.begin(), one.end());
+    }
+    if (pages.empty()) {
+        c.fail(5, 0x24, 0);
+        return;
+    }
+    // MODE SENSE(6) carries a block descriptor unless told not to; (10) never does here.
+    const bool descriptor = !ten && !(c.u8(1) & 0x08);
+    std::vector<uint8_t> data(ten ? 8 : 4, 0);
+    if (descriptor) {
+        data[3] = 8;
+        data.insert(data.end(),
+                    {0, 0, 0, 0, 0, 0, uint8_t(m_blockLength >> 8), uint8_t(m_blockLength)});
+    }
+    data.insert(data.end(), pages.begin(), pages.end());
+    if (ten)
+        put16(data, 0, int(data.size() - 2));
+    else
+        data[0] = uint8_t(data.size() - 1);
+    c.reply(data, allocation);
+}
+
+void Drive::modeSelect(Command& c) {
+    const bool ten = c.u8(0) == 0x55;
+    const size_t length = std::min(size_t(ten ? c.u16(7) : c.u8(4)), c.length);
+    const size_t header = ten ? 8 : 4;
+    if (length < header || !c.data) {
+        if (length != 0)
+            c.fail(5, 0x1a, 0);
+        return;
+    }
+    const uint8_t* d = c.data;
+    const size_t descriptors = ten ? size_t(d[6] << 8 | d[7]) : d[3];
+    if (descriptors >= 8 && header + 8 <= length) {
+        const int block = d[header + 5] << 16 | d[header + 6] << 8 | d[header + 7];
+        if (block != 2048 && block != 2336 && block != 2340 && block != 2352) {
+            c.fail(5, 0x26, 0);
+            return;
+        }
+        m_blockLength = block;
+        c.note = "block=" + std::to_string(block);
+    }
+    for (size_t at = header + descriptors; at + 2 <= length;) {
+        const int page = d[at] & 0x3f;
+        const size_t size = size_t(d[at + 1]) + 2;
+        if (at + size > length) {
+            c.fail(5, 0x1a, 0);
+            return;
+        }
+        c.note += (c.note.empty() ? "" : " ") + std::string("page=") + std::to_string(page);
+        if (page == 0x05) {
+            if (m_opt.kind == DriveKind::Rom || !selectWriteParams(d + at, int(size))) {
+                c.fail(5, 0x26, 0);
+                return;
+            }
+            char text[64];
+            std::snprintf(text, sizeof text, " type=%d test=%d bufe=%d multi=%d block=%d",
+                          m_params.writeType, m_params.testWrite, m_params.bufe,
+                          m_params.multiSession, m_params.blockType);
+            c.note += text;
+        } else if (page != 0x01 && page != 0x0e) {
+            c.fail(5, 0x26, 0);
+            return;
+        }
+        at += size;
+    }
+}
+
+bool Drive::selectWriteParams(const uint8_t* p, int length) {
+    if (length < 16)
+        return false;
+    WriteParams w = m_params;
+    w.writeType = p[2] & 0x0f;
+    w.testWrite = (p[2] & 0x10) != 0;
+    w.bufe = (p[2] & 0x40) != 0 && m_opt.burnProof;
+    w.multiSession = p[3] >> 6;
+    w.control = p[3] & 0x0f;
+    w.blockType = p[4] & 0x0f;
+    w.pause = p[14] << 8 | p[15];
+    if ((w.writeType == 1 && !m_opt.tao) || (w.writeType == 2 && !m_opt.sao) ||
+        (w.writeType != 1 && w.writeType != 2))
+        return false;
+    if (w.testWrite && !m_opt.testWrite)
+        return false;
+    if (w.writeType == 1 && w.blockType != 0 && w.blockType != 8)
+        return false;
+    w.mcn.clear();
+    w.isrc.clear();
+    if (length >= 30 && (p[16] & 0x80))
+        w.mcn.assign(reinterpret_cast<const char*>(p + 17), 13);
+    if (length >= 46 && (p[32] & 0x80))
+        w.isrc.assign(reinterpret_cast<const char*>(p + 33), 12);
+    w.page.assign(p + 2, p + std::min(length, 2 + kWritePageLength));
+    w.page[0] = uint8_t((p[2] & 0x3f) | (w.bufe ? 0x40 : 0));
+    // A new write mode ends a recording that never got further than its parameters.
+    if (m_rec.active && !m_rec.started)
+        m_rec = Recording();
+    m_params = w;
+    return true;
+}
+
+void Drive::getEventStatus(Command& c) {
+    if (!(c.u8(1) & 1)) {
+        c.fail(5, 0x24, 0); // only polled requests
+        return;
+    }
+    std::vector<uint8_t> data;
+    if (c.u8(4) & 0x10) {
+        const bool present = m_discInTray && !m_trayOpen;
+        data = {0,
+                6,
+                0x04,
+                0x10,
+                uint8_t(m_mediaEvent),
+                uint8_t((present ? 2 : 0) | (m_trayOpen ? 1 : 0)),
+                0,
+                0};
+        c.note = "media event=" + std::to_string(m_mediaEvent);
+        m_mediaEvent = 0;
+    } else {
+        data = {0, 2, 0x80, 0x10};
+    }
+    c.reply(data, size_t(c.u16(7)));
+}
+
+void Drive::getPerformance(Command& c) {
+    const int type = c.u8(10);
+    std::vector<uint8_t> data(8, 0);
+    const int capacity = m_disc.recordable() ? m_disc.lastLeadOut : std::max(m_disc.leadOut(), 0);
+    c.note = "type=" + std::to_string(type);
+    if (type == 0x00) {
+        const bool writing = c.u8(1) & 0x04;
+        const int speed = writing ? m_writeKbps : kbpsOf(m_opt.readSpeed);
+        data[4] = writing ? 2 : 0;
+        data.resize(24, 0);
+        put32(data, 8, 0);
+        put32(data, 12, uint32_t(speed));
+        put32(data, 16, uint32_t(capacity));
+        put32(data, 20, uint32_t(speed));
+    } else if (type == 0x03) {
+        if (m_opt.kind == DriveKind::Rom) {
+            c.fail(5, 0x24, 0);
+            return;
+        }
+        const std::vector<int>& speeds = m_opt.writeSpeeds;
+        for (auto s = speeds.rbegin(); s != speeds.rend(); ++s) {
+            const size_t at = data.size();
+            data.resize(at + 16, 0);
+            put32(data, at + 4, uint32_t(capacity));
+            put32(data, at + 8, uint32_t(kbpsOf(m_opt.readSpeed)));
+            put32(data, at + 12, uint32_t(kbpsOf(*s)));
+        }
+    } else {
+        c.fail(5, 0x24, 0);
+        return;
+    }
+    put32(data, 0, uint32_t(data.size() - 4));
+    c.reply(data, c.length);
+}
+
+void Drive::setCdSpeed(Command& c) {
+    const int read = c.u16(2);
+    const int write = c.u16(4);
+    const int maxRead = kbpsOf(m_opt.readSpeed);
+    m_readKbps = read == 0 || read > maxRead ? maxRead : std::max(read, kbpsOf(1));
+    if (m_opt.kind != DriveKind::Rom) {
+        // The fastest speed of the table that is not above the one asked for.
+        int chosen = m_opt.writeSpeeds.front();
+        for (int s : m_opt.writeSpeeds)
+            if (write == 0 || kbpsOf(s) <= write)
+                chosen = s;
+        m_writeKbps = kbpsOf(chosen);
+        c.note = "read=" + std::to_string(read) + " write=" + std::to_string(write) +
+                 " chosen=" + std::to_string(chosen) + "x";
+    } else {
+        c.note = "read=" + std::to_string(read);
+    }
+}
+
+void Drive::mechanismStatus(Command& c) {
+    std::vector<uint8_t> data(8, 0);
+    data[1] = uint8_t((m_trayOpen ? 0x10 : 0) | (m_playing ? 0x20 : 0));
+    data[2] = uint8_t(m_position >> 16);
+    data[3] = uint8_t(m_position >> 8);
+    data[4] = uint8_t(m_position);
+    c.reply(data, size_t(c.u16(8)));
+}
+
+} // namespace vdrive

@@ -1,0 +1,235 @@
+// melvane-cli on virtual CD writers: the drive and recorder lists, the table of contents,
+// ripping with paranoia through a drive's cache, offset and faults, and burning WAV, MP3 and
+// WMA files with libburn and ripping the disc back.
+#include "VirtualDriveTests.h"
+#include "tests/media/MediaTestSupport.h"
+
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+const QString kCli = QStringLiteral(MELVANE_CLI);
+
+QByteArray pcmBytes(const std::vector<qint16>& samples) {
+    return QByteArray(reinterpret_cast<const char*>(samples.data()),
+                      qsizetype(samples.size() * sizeof(qint16)));
+}
+
+} // namespace
+
+class TestVdriveCli : public QObject {
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_dir;
+    TestDisc m_disc;
+    QString m_swappedCue; // a disc whose samples sound smooth only when byte-swapped
+    QByteArray m_swappedBin;
+    QStringList m_files;     // WAV, MP3, WMA with titles, 4.5 to 6.5 s
+    QList<QByteArray> m_pcm; // their decoded sound
+
+    QString fresh(const QString& name) const {
+        const QString folder = m_dir.filePath(name);
+        QDir(folder).removeRecursively();
+        QDir().mkpath(folder);
+        return folder;
+    }
+
+    QString pressed(const QString& options = "timescale=0") const {
+        return "/dev/sr7:cue=" + m_disc.cue + ":" + options;
+    }
+
+private Q_SLOTS:
+    void initTestCase() {
+        QVERIFY(m_dir.isValid());
+        m_disc = writeTestDisc(m_dir.path());
+        // Paranoia guesses a drive's byte order from the sound: here it would guess wrong.
+        for (int i = 0; i < 300 * 588 * 2; ++i) {
+            const qint16 smooth = qint16(std::lround(9000 * std::sin(i * 0.003)));
+            m_swappedBin.append(char(quint16(smooth) >> 8)).append(char(smooth & 0xff));
+        }
+        m_swappedCue = m_dir.filePath("swapped.cue");
+        writeBytes(m_dir.filePath("swapped.bin"), m_swappedBin);
+        writeBytes(m_swappedCue, "FILE \"swapped.bin\" BINARY\n  TRACK 01 AUDIO\n"
+                                 "    INDEX 01 00:00:00\n");
+        const QList<std::pair<QString, OutputCodec>> kinds{{"one.wav", OutputCodec::Wav},
+                                                           {"two.mp3", OutputCodec::Mp3Lame},
+                                                           {"three.wma", OutputCodec::Wma}};
+        for (int i = 0; i < kinds.size(); ++i) {
+            const QString path = m_dir.filePath(kinds[i].first);
+            SineSource source(PcmFormat::cdAudio(), 4.5 + i, 300.0 + 100 * i);
+            writeSource(source, path,
+                        {kinds[i].second, 128000, {{"title", QString("Song %1").arg(i + 1)}}});
+            m_files.append(path);
+            m_pcm.append(pcmBytes(decodeFile(path).samples));
+        }
+    }
+
+    void listsTheDrivesAndRecorders() {
+        const QString spec = pressed() +
+                             ";/dev/sr3:blank-cdrw:vendor=PLEXTOR,product=PX-W4824A,revision=1.07,"
+                             "speeds=4/12/24,read=40,buffer=4096,burnproof=0,address=2.0.1.0";
+        const Ran drives = runWithDrive(kCli, {"drives"}, spec);
+        QCOMPARE(drives.exitCode, 0);
+        QCOMPARE(drives.out, "1  2:1:0 PLEXTOR  PX-W4824A            1.07\n"
+                             "2  100:0:0 VIRTUAL  CD-RW WRITER         1.00\n");
+        const Ran recorders = runWithDrive(kCli, {"recorders"}, spec);
+        QCOMPARE(recorders.exitCode, 0);
+        QVERIFY2(recorders.out.startsWith("1  PLEXTOR  PX-W4824A  1.07\n"
+                                          "   CD-RW writer; reads 40x; buffer 4.000 MB; burn "
+                                          "proof: no\n"
+                                          "   disc: erasable disc, blank, 0.000 MB used\n"
+                                          "   write speeds: 4x 12x 24x\n"
+                                          "2  VIRTUAL  CD-RW WRITER  1.00\n"),
+                 qPrintable(recorders.out));
+        QVERIFY(
+            recorders.out.contains("disc: CD-ROM or write-once disc, closed or write protected"));
+    }
+
+    void tableOfContents() {
+        const Ran toc = runWithDrive(kCli, {"toc", "1"}, pressed());
+        QCOMPARE(toc.exitCode, 0);
+        for (const char* row :
+             {"    1   00:00:00  00:03:39      264", "    2   00:03:39  00:01:25      100",
+              "    3   00:04:64  00:00:08        8"})
+            QVERIFY2(toc.out.contains(row), qPrintable(toc.out));
+    }
+
+    void ripsBitExact_data() {
+        QTest::addColumn<QString>("spec");
+        QTest::addColumn<QStringList>("options");
+        QTest::addColumn<QList<QByteArray>>("tracks");
+        const QList<QByteArray> all{m_disc.track(1), m_disc.track(2), m_disc.track(3)};
+        QTest::newRow("plain") << pressed() << QStringList() << all;
+        QTest::newRow("read offset corrected")
+            << pressed("timescale=0,offset=12") << QStringList{"--offset", "12", "--tracks", "2"}
+            << QList<QByteArray>{m_disc.track(2)};
+        QTest::newRow("sectors failing twice")
+            << pressed("timescale=0,bad=20-24/2,bad=300-300/1") << QStringList() << all;
+        QTest::newRow("jitter") << pressed("timescale=0,jitter=30-90/5") << QStringList() << all;
+        QTest::newRow("audio that fools paranoia's byte order guess")
+            << "/dev/sr7:cue=" + m_swappedCue + ":timescale=0" << QStringList()
+            << QList<QByteArray>{m_swappedBin};
+    }
+    void ripsBitExact() {
+        QFETCH(QString, spec);
+        QFETCH(QStringList, options);
+        QFETCH(QList<QByteArray>, tracks);
+        const QString out = fresh("rip");
+        const Ran rip = runWithDrive(
+            kCli, QStringList{"rip", "--to", "wav", "--out", out} + options + QStringList{"1"},
+            spec);
+        QVERIFY2(rip.exitCode == 0, qPrintable(rip.out + rip.err));
+        const QStringList files = QDir(out).entryList(QDir::Files, QDir::Name);
+        QCOMPARE(files.size(), tracks.size());
+        for (int i = 0; i < tracks.size(); ++i)
+            QVERIFY2(wavData(out + "/" + files[i]) == tracks[i], qPrintable(files[i]));
+    }
+
+    void rippingFailures_data() {
+        QTest::addColumn<QString>("options");
+        QTest::addColumn<QString>("message");
+        QTest::addColumn<QStringList>("left"); // the files that stay
+        QTest::newRow("unreadable sector")
+            << "bad=300-300"
+            << "track 2 failed: Sector" << QStringList{"Track01.wav", "Track03.wav"};
+        QTest::newRow("disc taken out")
+            << "remove=120,cache=0"
+            << "The disc was taken out of drive 100:0:0 (/dev/sr7)" << QStringList();
+    }
+    void rippingFailures() {
+        QFETCH(QString, options);
+        QFETCH(QString, message);
+        QFETCH(QStringList, left);
+        const QString out = fresh("failing");
+        const Ran rip = runWithDrive(kCli, {"rip", "--to", "wav", "--out", out, "1"},
+                                     pressed("timescale=0," + options));
+        QCOMPARE(rip.exitCode, 1);
+        QVERIFY2(rip.err.contains(message), qPrintable(rip.err));
+        QCOMPARE(QDir(out).entryList(QDir::Files | QDir::Hidden, QDir::Name), left);
+    }
+
+    void burnsACompilationThatRipsBack() {
+        const QString saved = fresh("burnt");
+        const Ran burn = runWithDrive(kCli, QStringList{"burn", "--recorder", "1"} + m_files,
+                                      "/dev/sr7:blank-cdr:speeds=4/8/16,timescale=0.02",
+                                      {"VIRTUAL_DRIVE_SAVE=" + saved});
+        QVERIFY2(burn.exitCode == 0, qPrintable(burn.out + burn.err));
+        QVERIFY(burn.out.contains("on VIRTUAL CD-RW WRITER at 16x"));
+        for (const char* phase : {"Fill Buffer", "Burn Track", "Finalise Disc", "Burn complete."})
+            QVERIFY2(burn.out.contains(phase), phase);
+        const QString spec = "/dev/sr7:cue=" + saved + "/sr7.cue:media=cdr,timescale=0";
+        const Ran info = runWithDrive("cd-info", {"--no-header", "--no-cddb", "/dev/sr7"}, spec);
+        QVERIFY2(info.out.contains(QRegularExpression("CD-TEXT for Track  2:\\s+TITLE: Song 2")),
+                 qPrintable(info.out));
+        const QString out = fresh("ripped");
+        const Ran rip = runWithDrive(kCli, {"rip", "--to", "wav", "--out", out, "1"}, spec);
+        QCOMPARE(rip.exitCode, 0);
+        const QStringList files = QDir(out).entryList(QDir::Files, QDir::Name);
+        QCOMPARE(files.size(), 3);
+        // Each track holds its file's sound, then silence to the length the burner planned.
+        QByteArray disc;
+        for (int i = 0; i < 3; ++i) {
+            const QByteArray ripped = wavData(out + "/" + files[i]);
+            QVERIFY(ripped.startsWith(m_pcm[i]));
+            QCOMPARE(ripped.mid(m_pcm[i].size()).count(char(0)), ripped.size() - m_pcm[i].size());
+            disc += ripped;
+        }
+        QVERIFY(disc == fileBytes(saved + "/sr7.bin"));
+    }
+
+    void burnMethodsAndOptions_data() {
+        QTest::addColumn<QStringList>("options");
+        QTest::addColumn<QString>("model");    // what the drive's log says it did
+        QTest::addColumn<QByteArray>("saved"); // a line of the saved disc's cue sheet
+        QTest::newRow("track at once")
+            << QStringList{"--method", "1"} << "session closed: 1, disc complete"
+            << QByteArray("  TRACK 02 AUDIO\n    INDEX 00"); // the pause; no CD-Text
+        QTest::newRow("test burn")
+            << QStringList{"--simulate"} << "test write ended: nothing recorded" << QByteArray();
+        QTest::newRow("left open")
+            << QStringList{"--keep-open"} << "session closed: 1, disc appendable"
+            << QByteArray("  TRACK 02 AUDIO\n    TITLE \"Song 2\"\n    INDEX 01");
+    }
+    void burnMethodsAndOptions() {
+        QFETCH(QStringList, options);
+        QFETCH(QString, model);
+        QFETCH(QByteArray, saved);
+        const QString folder = fresh("methods");
+        const QString log = folder + "/drive.log";
+        const Ran burn =
+            runWithDrive(kCli, QStringList{"burn", "--recorder", "1"} + options + m_files.mid(0, 2),
+                         "/dev/sr7:blank-cdr:timescale=0",
+                         {"VIRTUAL_DRIVE_SAVE=" + folder, "VIRTUAL_DRIVE_LOG=" + log});
+        QVERIFY2(burn.exitCode == 0, qPrintable(burn.out + burn.err));
+        QVERIFY2(fileBytes(log).contains(model.toUtf8()), qPrintable(model));
+        const QByteArray cue = fileBytes(folder + "/sr7.cue");
+        QVERIFY2(saved.isEmpty() ? cue.isEmpty() : cue.contains(saved), cue.constData());
+    }
+
+    void burnFailures_data() {
+        QTest::addColumn<QString>("disc");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("write error") << "blank-cdr:timescale=0,writeerror=100"
+                                     << "Burning on VIRTUAL CD-RW WRITER failed:";
+        QTest::newRow("disc taken out") << "blank-cdr:timescale=0,remove=200"
+                                        << "Burning on VIRTUAL CD-RW WRITER failed:";
+        QTest::newRow("no disc") << "none"
+                                 << "There is no disc in VIRTUAL CD-RW WRITER.";
+        QTest::newRow("pressed disc")
+            << "cue=" + m_disc.cue << "The disc in VIRTUAL CD-RW WRITER cannot be written";
+    }
+    void burnFailures() {
+        QFETCH(QString, disc);
+        QFETCH(QString, message);
+        const Ran burn = runWithDrive(
+            kCli, QStringList{"burn", "--recorder", "1"} + m_files.mid(0, 1), "/dev/sr7:" + disc);
+        QCOMPARE(burn.exitCode, 1);
+        QVERIFY2(burn.err.contains(message), qPrintable(burn.err));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestVdriveCli)
+#include "test_vdrive_cli.moc"
