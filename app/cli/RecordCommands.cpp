@@ -208,7 +208,8 @@ int runRecordCommand(const QStringList& arguments) {
     recorder.setPCMFormat(cdQualityFormat(parser.value(device)));
     recorder.setMaximumSeconds(limit);
 
-    if (QFileInfo::exists(out) && !parser.isSet(overwrite)) {
+    // Folders, devices and pipes are refused by the output file itself, whatever is asked.
+    if (QFileInfo(out).isFile() && !parser.isSet(overwrite)) {
         print(stderr, QStringLiteral("melvane-cli record: %1 exists already; give --overwrite to "
                                      "replace it.\n")
                           .arg(out));

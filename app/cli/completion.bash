@@ -104,8 +104,10 @@ _melvane_cli() {
     fi
     # What the command takes after its options: the last word of its usage.
     local usage
-    usage=$(_melvane_cli_help "$cli" "$command" | awk 'NR == 1 || /^ +[^ ]/ && on { on = 1; u = $NF; next }
-                                                       { exit } END { print u }')
+    # (of its first usage only: a second one, such as 'record --recover', starts anew)
+    usage=$(_melvane_cli_help "$cli" "$command" |
+        awk 'NR == 1 || /^ +[^ ]/ && !/melvane-cli/ && on { on = 1; u = $NF; next }
+             { exit } END { print u }')
     case $usage in
     DRIVE)
         COMPREPLY=($(compgen -W "$(_melvane_cli_listed "$cli" drives | grep '^[0-9]')" -- "$cur"))
