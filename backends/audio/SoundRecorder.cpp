@@ -171,6 +171,8 @@ void SoundRecorder::StartRecording() {
     EncodedSink::Options options;
     options.codec = codec;
     options.bitRate = qint64(m_mp3Bitrate) * 1000;
+    // In real time: one encoder, each frame written as soon as it is made.
+    options.parallel = false;
     auto file = std::make_unique<EncodedSink>(m_fileName, options, format.pcm());
     auto spool = std::make_shared<RecordingSpool>(format.pcm());
     auto pipe = std::make_shared<PcmPipe>(format.pcm(), qint64(kPipeSeconds) * format.sampleRate,

@@ -120,10 +120,11 @@ struct LameEncoder::Lame {
 
 struct LameEncoder::Block {
     int index = 0;
-    qint64 firstSample = 0; // where pcm starts in the stream: a whole number of frames
-    std::vector<qint16> pcm;
-    qint64 keepFrom = 0; // the stream's frames this block keeps
-    qint64 keepTo = -1;  // -1: to the end (the last block)
+    qint64 firstSample = 0;      // where pcm starts in the stream: a whole number of frames
+    std::vector<qint16> pcm;     // kept until the block is joined: it may be encoded again
+    qint64 keepFrom = 0;         // the stream's frames this block keeps
+    qint64 keepTo = -1;          // -1: to the end (the last block)
+    bool emptyReservoir = false; // flush the reservoir right before keepFrom
     std::vector<Mp3Repacker::Piece> pieces;
     QString failure;
 };
@@ -141,20 +142,21 @@ QString encodeBlock(Lame& lame, Block& block, int samplesPerFrame) {
     const qint64 shift = block.firstSample / samplesPerFrame - lame.fed / samplesPerFrame;
     const qint64 total = qint64(block.pcm.size()) / channels;
     auto lastDone = [&] { return lame.framesDone() - 1 + shift; };
-    bool reservoirEmpty = block.keepFrom == 0;
+    bool flushed = !block.emptyReservoir || block.keepFrom == 0;
     for (qint64 at = 0; at < total;) {
         if (block.keepTo >= 0 && lastDone() >= block.keepTo - 1)
             break;
         const int n = int(std::min<qint64>(samplesPerFrame, total - at));
         lame.encode(block.pcm.data() + at * channels, n, out);
         at += n;
-        // Right before the first kept frame: nothing kept leans on a dropped frame's data.
-        if (!reservoirEmpty && lastDone() == block.keepFrom - 1) {
+        if (!flushed && lastDone() == block.keepFrom - 1) {
             lame.flush(true, out);
-            reservoirEmpty = true;
+            flushed = true;
         }
     }
     lame.flush(block.keepTo >= 0, out);
+    if (!flushed)
+        return QStringLiteral("the block before frame %1 was too short").arg(block.keepFrom);
 
     std::vector<uint8_t> payload;
     size_t offset = 0;
@@ -169,9 +171,9 @@ QString encodeBlock(Lame& lame, Block& block, int samplesPerFrame) {
         const qint64 frameInStream = own + shift;
         if (frameInStream >= block.keepFrom && (block.keepTo < 0 || frameInStream < block.keepTo)) {
             block.pieces.emplace_back();
-            if (!reservoirEmpty || !Mp3Repacker::cut(out.data() + offset, frame, payload,
-                                                     payloadStart, block.pieces.back()))
-                return QStringLiteral("LAME's frame %1 leans on data outside its block")
+            if (!Mp3Repacker::cut(out.data() + offset, frame, payload, payloadStart,
+                                  block.pieces.back()))
+                return QStringLiteral("LAME's frame %1 has its main data out of place")
                     .arg(frameInStream);
         }
         offset += size_t(frame.size);
@@ -186,30 +188,36 @@ QString encodeBlock(Lame& lame, Block& block, int samplesPerFrame) {
 } // namespace
 
 struct LameEncoder::Pool {
-    BoundedQueue<Block> queue;
+    // Block n goes to encoder n modulo their number: the same input, the same bytes.
+    std::vector<std::unique_ptr<BoundedQueue<Block>>> queues;
     std::vector<std::thread> threads;
     std::mutex mutex;
     std::condition_variable changed;
     std::map<int, Block> done; // encoded, by index
-    Mp3Repacker repacker;
 
-    Pool(const Settings& settings, int samplesPerFrame)
-        : queue(size_t(settings.workers)), repacker(settings.vbrQuality >= 0) {
+    // The joining, on the caller's thread.
+    Mp3Repacker repacker;
+    std::vector<Mp3Repacker::Piece> tail; // the last block's frames that the next one has too
+    std::unique_ptr<Lame> spare;          // encodes a block again
+
+    Pool(const Settings& settings, int samplesPerFrame) : repacker(settings.vbrQuality >= 0) {
         std::vector<std::unique_ptr<Lame>> encoders;
-        for (int i = 0; i < settings.workers; ++i)
+        for (int i = 0; i < settings.workers; ++i) {
             encoders.push_back(std::make_unique<Lame>(settings));
-        for (auto& encoder : encoders)
-            threads.emplace_back([this, e = std::move(encoder), samplesPerFrame]() mutable {
-                run(*e, samplesPerFrame);
-            });
+            queues.push_back(std::make_unique<BoundedQueue<Block>>(1));
+        }
+        for (size_t i = 0; i < encoders.size(); ++i)
+            threads.emplace_back([this, queue = queues[i].get(), e = std::move(encoders[i]),
+                                  samplesPerFrame] { run(*queue, *e, samplesPerFrame); });
     }
     ~Pool() {
-        queue.interrupt();
+        for (auto& queue : queues)
+            queue->interrupt();
         for (std::thread& thread : threads)
             thread.join();
     }
 
-    void run(Lame& lame, int samplesPerFrame) {
+    void run(BoundedQueue<Block>& queue, Lame& lame, int samplesPerFrame) {
         Block block;
         while (queue.pop(block) == BoundedQueue<Block>::Status::Item) {
             try {
@@ -219,7 +227,6 @@ struct LameEncoder::Pool {
             } catch (const std::bad_alloc&) {
                 block.failure = QStringLiteral("out of memory");
             }
-            block.pcm = {};
             {
                 std::lock_guard lock(mutex);
                 const int index = block.index;
@@ -232,7 +239,7 @@ struct LameEncoder::Pool {
 };
 
 LameEncoder::LameEncoder(const Settings& settings) : m_settings(settings) {
-    m_settings.workers = std::max(1, settings.workers);
+    m_settings.workers = std::clamp(settings.workers, 1, kMaxWorkers);
     // The first encoder tells the frame length and delay that all of them share.
     auto first = std::make_unique<Lame>(m_settings);
     m_samplesPerFrame = lame_get_framesize(first->flags);
@@ -297,7 +304,8 @@ void LameEncoder::submitBlocks(bool last) {
     for (;;) {
         const qint64 keepFrom = m_nextKeep;
         const qint64 first = std::max<qint64>(0, keepFrom - kWarmUpFrames) * spf;
-        const qint64 needed = (keepFrom + kBlockFrames + kLookAheadFrames) * spf;
+        const qint64 keepTo = keepFrom + kBlockFrames + kSeamFrames;
+        const qint64 needed = (keepTo + kLookAheadFrames) * spf;
         const qint64 have = m_pcmStart + qint64(m_pcm.size()) / channels;
         if (!last && have < needed)
             return;
@@ -305,17 +313,18 @@ void LameEncoder::submitBlocks(bool last) {
         block.index = m_blocksOut;
         block.firstSample = first;
         block.keepFrom = keepFrom;
-        block.keepTo = last ? -1 : keepFrom + kBlockFrames;
+        block.keepTo = last ? -1 : keepTo;
         const qint64 end = last ? have : needed;
         block.pcm.assign(m_pcm.begin() + qsizetype((first - m_pcmStart) * channels),
                          m_pcm.begin() + qsizetype((end - m_pcmStart) * channels));
-        // The next block starts its warm-up before this one's end.
-        const qint64 next = last ? have : (block.keepTo - kWarmUpFrames) * spf;
+        // The next block starts its warm-up well before this one ends.
+        m_nextKeep = keepFrom + kBlockFrames;
+        const qint64 next = last ? have : (m_nextKeep - kWarmUpFrames) * spf;
         m_pcm.erase(m_pcm.begin(), m_pcm.begin() + qsizetype((next - m_pcmStart) * channels));
         m_pcmStart = next;
-        m_nextKeep = block.keepTo;
+        auto& queue = *m_pool->queues[size_t(m_blocksOut) % m_pool->queues.size()];
         ++m_blocksOut;
-        if (!m_pool->queue.push(std::move(block)))
+        if (!queue.push(std::move(block)))
             throw Error(QStringLiteral("the MP3 encoders stopped"));
         if (last)
             return;
@@ -338,12 +347,51 @@ void LameEncoder::collect(bool wait) {
         lock.unlock();
         if (!block.failure.isEmpty())
             throw Error(block.failure);
-        for (Mp3Repacker::Piece& piece : block.pieces)
-            m_pool->repacker.add(std::move(piece));
+        join(block);
         if (wait)
             return;
         lock.lock();
     }
+}
+
+void LameEncoder::join(Block& block) {
+    Pool& pool = *m_pool;
+    std::vector<Mp3Repacker::Piece>* pieces = &block.pieces;
+    // The seam: the first frame both blocks have from which this one fits as it was encoded,
+    // the joined stream having at least the reservoir its encoder counted on there.
+    size_t seam = 0;
+    while (seam < pool.tail.size() && seam < pieces->size() &&
+           pool.repacker.room() < Mp3Repacker::ownMainDataBegin((*pieces)[seam]))
+        pool.repacker.add(pool.tail[seam++]);
+    const size_t shared = block.keepTo < 0 ? 0 : size_t(kSeamFrames);
+    const Mp3Repacker before = pool.repacker;
+    Block again;
+    try {
+        for (size_t i = seam; i + shared < pieces->size(); ++i)
+            pool.repacker.add((*pieces)[i]);
+    } catch (const Error&) {
+        if (block.emptyReservoir)
+            throw;
+        // Encoded again from the seam on, its encoder's reservoir empty there: it fits.
+        pool.repacker = before;
+        const qint64 spf = m_samplesPerFrame;
+        again.keepFrom = block.keepFrom + qint64(seam);
+        again.keepTo = block.keepTo;
+        again.firstSample = std::max<qint64>(0, again.keepFrom - kWarmUpFrames) * spf;
+        again.emptyReservoir = true;
+        const auto skip = qsizetype((again.firstSample - block.firstSample) * m_settings.channels);
+        again.pcm.assign(block.pcm.begin() + skip, block.pcm.end());
+        if (!pool.spare)
+            pool.spare = std::make_unique<Lame>(m_settings);
+        const QString failure = encodeBlock(*pool.spare, again, m_samplesPerFrame);
+        if (!failure.isEmpty())
+            throw Error(failure);
+        ++m_encodedAgain;
+        pieces = &again.pieces;
+        for (size_t i = 0; i + shared < pieces->size(); ++i)
+            pool.repacker.add((*pieces)[i]);
+    }
+    pool.tail.assign(pieces->end() - qsizetype(std::min(shared, pieces->size())), pieces->end());
 }
 
 bool LameEncoder::takeFrame(std::vector<uint8_t>& frame, bool wait) {

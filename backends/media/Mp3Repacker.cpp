@@ -19,7 +19,12 @@ bool Mp3Repacker::cut(const uint8_t* frameBytes, const Mp3Frame& frame,
     return true;
 }
 
-void Mp3Repacker::add(Piece piece) {
+int Mp3Repacker::ownMainDataBegin(const Piece& piece) {
+    Mp3Frame frame;
+    return parseMp3Frame(piece.head.data(), piece.head.size(), frame) ? frame.mainDataBegin : 0;
+}
+
+void Mp3Repacker::add(const Piece& piece) {
     Mp3Frame frame;
     if (!parseMp3Frame(piece.head.data(), piece.head.size(), frame) ||
         piece.head.size() != size_t(frame.sideInfoEnd))

@@ -33,13 +33,18 @@ public:
 
     // Places one frame. Raises Error when its main data cannot be placed (a constant bit rate
     // stream whose reservoir ran short).
-    void add(Piece piece);
+    void add(const Piece& piece);
     // No more frames: every frame may go out.
     void finish() { m_finished = true; }
     // Moves the next complete frame into `frame`; false when none is ready.
     bool take(std::vector<uint8_t>& frame);
 
     qint64 framesIn() const { return m_framesIn; }
+    // Free bytes between the last main data and the end of the last frame: how far back the
+    // next frame's main data can start, up to its reach.
+    qint64 room() const { return m_payloadEnd - m_written; }
+    // The main_data_begin a piece came with from its encoder.
+    static int ownMainDataBegin(const Piece& piece);
 
 private:
     struct Slot {
