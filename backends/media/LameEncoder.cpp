@@ -240,6 +240,10 @@ struct LameEncoder::Pool {
 
 LameEncoder::LameEncoder(const Settings& settings) : m_settings(settings) {
     m_settings.workers = std::clamp(settings.workers, 1, kMaxWorkers);
+    // A warm-up of at least two frames keeps the last one before the seam free of the
+    // previous block's samples; blocks must be longer than the seam may move.
+    m_settings.warmUpFrames = std::max(2, settings.warmUpFrames);
+    m_settings.blockFrames = std::max(kSeamFrames + 1, settings.blockFrames);
     // The first encoder tells the frame length and delay that all of them share.
     auto first = std::make_unique<Lame>(m_settings);
     m_samplesPerFrame = lame_get_framesize(first->flags);
@@ -303,8 +307,8 @@ void LameEncoder::submitBlocks(bool last) {
     const qint64 spf = m_samplesPerFrame;
     for (;;) {
         const qint64 keepFrom = m_nextKeep;
-        const qint64 first = std::max<qint64>(0, keepFrom - kWarmUpFrames) * spf;
-        const qint64 keepTo = keepFrom + kBlockFrames + kSeamFrames;
+        const qint64 first = std::max<qint64>(0, keepFrom - m_settings.warmUpFrames) * spf;
+        const qint64 keepTo = keepFrom + m_settings.blockFrames + kSeamFrames;
         const qint64 needed = (keepTo + kLookAheadFrames) * spf;
         const qint64 have = m_pcmStart + qint64(m_pcm.size()) / channels;
         if (!last && have < needed)
@@ -318,8 +322,8 @@ void LameEncoder::submitBlocks(bool last) {
         block.pcm.assign(m_pcm.begin() + qsizetype((first - m_pcmStart) * channels),
                          m_pcm.begin() + qsizetype((end - m_pcmStart) * channels));
         // The next block starts its warm-up well before this one ends.
-        m_nextKeep = keepFrom + kBlockFrames;
-        const qint64 next = last ? have : (m_nextKeep - kWarmUpFrames) * spf;
+        m_nextKeep = keepFrom + m_settings.blockFrames;
+        const qint64 next = last ? have : (m_nextKeep - m_settings.warmUpFrames) * spf;
         m_pcm.erase(m_pcm.begin(), m_pcm.begin() + qsizetype((next - m_pcmStart) * channels));
         m_pcmStart = next;
         auto& queue = *m_pool->queues[size_t(m_blocksOut) % m_pool->queues.size()];
@@ -364,11 +368,21 @@ void LameEncoder::join(Block& block) {
            pool.repacker.room() < Mp3Repacker::ownMainDataBegin((*pieces)[seam]))
         pool.repacker.add(pool.tail[seam++]);
     const size_t shared = block.keepTo < 0 ? 0 : size_t(kSeamFrames);
+    // Short of that reservoir the frames may still fit; those the next seam may take too must,
+    // on the stream as it will be then.
+    const bool short_ = seam < pieces->size() &&
+                        pool.repacker.room() < Mp3Repacker::ownMainDataBegin((*pieces)[seam]);
     const Mp3Repacker before = pool.repacker;
     Block again;
     try {
         for (size_t i = seam; i + shared < pieces->size(); ++i)
             pool.repacker.add((*pieces)[i]);
+        if (short_) {
+            Mp3Repacker next = pool.repacker;
+            for (size_t i = pieces->size() - std::min(shared, pieces->size()); i < pieces->size();
+                 ++i)
+                next.add((*pieces)[i]);
+        }
     } catch (const Error&) {
         if (block.emptyReservoir)
             throw;
@@ -377,7 +391,7 @@ void LameEncoder::join(Block& block) {
         const qint64 spf = m_samplesPerFrame;
         again.keepFrom = block.keepFrom + qint64(seam);
         again.keepTo = block.keepTo;
-        again.firstSample = std::max<qint64>(0, again.keepFrom - kWarmUpFrames) * spf;
+        again.firstSample = std::max<qint64>(0, again.keepFrom - m_settings.warmUpFrames) * spf;
         again.emptyReservoir = true;
         const auto skip = qsizetype((again.firstSample - block.firstSample) * m_settings.channels);
         again.pcm.assign(block.pcm.begin() + skip, block.pcm.end());

@@ -23,12 +23,26 @@
 
 class LameEncoder {
 public:
+    // Blocks of this many frames (6.7 s at 44.1 kHz). A block starts this many frames early: its
+    // encoder's reservoir, empty after the last block it did, takes that long to fill as the
+    // one encoder's would have (shorter warm-ups leave the first kept frames short of bits,
+    // measured up to 1.3 dB worse around seams at 12 frames and 128 kbit/s); and it ends as
+    // many frames late as the seam may move.
+    static constexpr int kBlockFrames = 256;
+    static constexpr int kWarmUpFrames = 28;
+    static constexpr int kSeamFrames = 4;
+    // More encoders than this only cost memory: each holds a block or two of audio.
+    static constexpr int kMaxWorkers = 8;
+
     struct Settings {
         int sampleRate = 44100; // one LAME writes without resampling
         int channels = 2;       // 1 or 2
         int bitRateKbps = 128;  // constant bit rate
         int vbrQuality = -1;    // 0 (best) to 9: LAME's variable bit rate instead
         int workers = 1; // encoders on threads of their own; 1: LAME's stream on the caller's
+        // The cut (see below); the tests make them small to have many seams in little audio.
+        int blockFrames = kBlockFrames;
+        int warmUpFrames = kWarmUpFrames;
     };
 
     // Raises Error with LAME's reason when it refuses the settings.
@@ -50,17 +64,6 @@ public:
     int startPadding() const { return m_encoderDelay + 529; }
     // Samples handed to write() so far.
     qint64 samplesIn() const { return m_samplesIn; }
-
-    // Blocks of this many frames (6.7 s at 44.1 kHz). A block starts this many frames early: its
-    // encoder's reservoir, empty after the last block it did, takes that long to fill as the
-    // one encoder's would have (shorter warm-ups leave the first kept frames short of bits,
-    // measured up to 1.3 dB worse around seams at 12 frames and 128 kbit/s); and it ends as
-    // many frames late as the seam may move.
-    static constexpr int kBlockFrames = 256;
-    static constexpr int kWarmUpFrames = 28;
-    static constexpr int kSeamFrames = 4;
-    // More encoders than this only cost memory: each holds a block or two of audio.
-    static constexpr int kMaxWorkers = 8;
 
     // Blocks encoded again because no seam fitted; for the tests.
     int blocksEncodedAgain() const { return m_encodedAgain; }

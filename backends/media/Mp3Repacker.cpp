@@ -35,10 +35,13 @@ void Mp3Repacker::add(const Piece& piece) {
     std::memcpy(slot.bytes.data(), piece.head.data(), piece.head.size());
     slot.payloadStart = m_payloadEnd;
     const qint64 length = qint64(piece.mainData.size());
+    // As far back as LAME's streams go, or as far as this frame's own encoder went (its reach
+    // follows the frame before, whose size may differ here); never past main_data_begin's 511.
+    const int ownReach = frame.mainDataBegin;
     qint64 start = 0;
     for (;;) {
         slot.payloadEnd = slot.payloadStart + frame.payloadSize();
-        start = std::max(m_written, slot.payloadStart - frame.reach());
+        start = std::max(m_written, slot.payloadStart - std::max(ownReach, frame.reach()));
         if (start + length <= slot.payloadEnd)
             break;
         // Only a variable bit rate stream may grow a frame to make room.
