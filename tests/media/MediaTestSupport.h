@@ -6,6 +6,7 @@
 #include "backends/media/FileSource.h"
 #include "backends/media/MediaJob.h"
 #include "components/Error.h"
+#include "tests/media/Mp3Validator.h"
 
 #include <QCryptographicHash>
 #include <QDateTime>
@@ -60,11 +61,15 @@ private:
     qint64 m_gateTo;
 };
 
-// Encodes a whole source, or a whole file, into path through the core and commits it.
+// Encodes a whole source, or a whole file, into path through the core and commits it. Every
+// LAME MP3 made so must pass the MP3 check.
 inline void writeSource(PcmSource& source, const QString& path,
                         const EncodedSink::Options& options) {
     EncodedSink sink(path, options, source.format());
+    const qint64 frames = source.expectedFrames();
     copyPcm(source, sink);
+    if (options.codec == OutputCodec::Mp3Lame && frames > 0)
+        mp3check::require(path, frames, std::min(source.format().channels, 2));
 }
 
 inline void convertFile(const QString& input, const QString& path,

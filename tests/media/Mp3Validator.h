@@ -4,16 +4,24 @@
 // own (not the encoder's), its Info/Xing frame checked against them, and two decoders that
 // must take it without a word and give back exactly as many samples as went in.
 
-#include "tests/media/MediaTestSupport.h"
-
 #include <QByteArray>
+#include <QFile>
 #include <QProcess>
 #include <QString>
 #include <QStringList>
 #include <cmath>
 #include <cstring>
+#include <stdexcept>
+#include <vector>
 
 namespace mp3check {
+
+// Interleaved 16-bit audio.
+struct Pcm {
+    int channels = 2;
+    std::vector<qint16> samples;
+    qint64 frames() const { return qint64(samples.size()) / channels; }
+};
 
 struct Facts {
     int frames = 0; // audio frames, the Info/Xing frame not counted
@@ -183,12 +191,12 @@ inline Run run(const QString& program, const QStringList& arguments) {
 }
 
 // The file decoded by ffmpeg, 16-bit interleaved; fails on any warning.
-inline DecodedAudio ffmpegDecode(const QString& path, int channels, QString& problem) {
+inline Pcm ffmpegDecode(const QString& path, int channels, QString& problem) {
     const Run r = run(QStringLiteral("ffmpeg"),
                       {"-nostdin", "-v", "warning", "-i", path, "-f", "s16le", "-"});
     if (!r.ok || !r.said.isEmpty())
         problem = QStringLiteral("ffmpeg: %1").arg(r.said.isEmpty() ? "failed" : r.said);
-    DecodedAudio audio{{44100, channels}, {}};
+    Pcm audio{channels, {}};
     audio.samples.resize(size_t(r.out.size()) / 2);
     std::memcpy(audio.samples.data(), r.out.constData(), audio.samples.size() * 2);
     return audio;
@@ -196,7 +204,7 @@ inline DecodedAudio ffmpegDecode(const QString& path, int channels, QString& pro
 
 // The same by mpg123 (gapless, as it is by default); `mpg123 -t` must say nothing but its
 // banner and the file's tags.
-inline DecodedAudio mpg123Decode(const QString& path, int channels, QString& problem) {
+inline Pcm mpg123Decode(const QString& path, int channels, QString& problem) {
     const Run test = run(QStringLiteral("mpg123"), {"-t", path});
     const QStringList lines = test.said.split('\n');
     for (const QString& line : lines) {
@@ -211,35 +219,34 @@ inline DecodedAudio mpg123Decode(const QString& path, int channels, QString& pro
     const Run r = run(QStringLiteral("mpg123"), {"-q", "-s", path});
     if (!r.ok && problem.isEmpty())
         problem = QStringLiteral("mpg123 -s failed");
-    DecodedAudio audio{{44100, channels}, {}};
+    Pcm audio{channels, {}};
     audio.samples.resize(size_t(r.out.size()) / 2);
     std::memcpy(audio.samples.data(), r.out.constData(), audio.samples.size() * 2);
     return audio;
 }
 
 // Signal-to-noise ratio of decoded against source, in dB, over the source's length.
-inline double snr(const DecodedAudio& source, const DecodedAudio& decoded) {
+inline double snr(const std::vector<qint16>& source, const std::vector<qint16>& decoded) {
     double signal = 0, noise = 0;
-    const size_t n = std::min(source.samples.size(), decoded.samples.size());
+    const size_t n = std::min(source.size(), decoded.size());
     for (size_t i = 0; i < n; ++i) {
-        const double s = source.samples[i], e = s - decoded.samples[i];
+        const double s = source[i], e = s - decoded[i];
         signal += s * s;
         noise += e * e;
     }
     return 10.0 * std::log10(std::max(signal, 1.0) / std::max(noise, 1.0));
 }
 
-// Everything above for one file made from `source`: empty when it passes. facts and the
-// decoded audio (ffmpeg's) are left for the caller.
-inline QString check(const QString& path, const DecodedAudio& source, Facts& facts,
-                     DecodedAudio& decoded) {
+// Everything above for one file made from `samples` frames of `channels` channels: empty when
+// it passes. facts and the decoded audio (ffmpeg's) are left for the caller.
+inline QString check(const QString& path, qint64 samples, int channels, Facts& facts,
+                     Pcm& decoded) {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return QStringLiteral("cannot read ") + path;
     const QByteArray bytes = file.readAll();
     if (QString why = checkFrames(bytes, facts); !why.isEmpty())
         return why;
-    const qint64 samples = source.frames();
     if (facts.tag.isEmpty())
         return QStringLiteral("no Info/Xing frame");
     if (facts.tag != (facts.variable ? "Xing" : "Info"))
@@ -261,17 +268,26 @@ inline QString check(const QString& path, const DecodedAudio& source, Facts& fac
             .arg(samples)
             .arg(facts.frames);
     QString problem;
-    decoded = ffmpegDecode(path, source.format.channels, problem);
+    decoded = ffmpegDecode(path, channels, problem);
     if (!problem.isEmpty())
         return problem;
     if (decoded.frames() != samples)
         return QStringLiteral("ffmpeg decodes %1 samples of %2").arg(decoded.frames()).arg(samples);
-    const DecodedAudio other = mpg123Decode(path, source.format.channels, problem);
+    const Pcm other = mpg123Decode(path, channels, problem);
     if (!problem.isEmpty())
         return problem;
     if (other.frames() != samples)
         return QStringLiteral("mpg123 decodes %1 samples of %2").arg(other.frames()).arg(samples);
     return {};
+}
+
+// The same, raising std::runtime_error: for the helpers that write test media.
+inline void require(const QString& path, qint64 samples, int channels) {
+    Facts facts;
+    Pcm decoded;
+    if (const QString why = check(path, samples, channels, facts, decoded); !why.isEmpty())
+        throw std::runtime_error(
+            QStringLiteral("%1 fails the MP3 check: %2").arg(path, why).toStdString());
 }
 
 } // namespace mp3check
