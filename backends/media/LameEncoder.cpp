@@ -319,6 +319,11 @@ void LameEncoder::submitBlocks(bool last) {
         block.keepFrom = keepFrom;
         block.keepTo = last ? -1 : keepTo;
         const qint64 end = last ? have : needed;
+        // Buffers go round: allocating a block's worth each time leaves the heap fragmented.
+        if (!m_spareBuffers.empty()) {
+            block.pcm = std::move(m_spareBuffers.back());
+            m_spareBuffers.pop_back();
+        }
         block.pcm.assign(m_pcm.begin() + qsizetype((first - m_pcmStart) * channels),
                          m_pcm.begin() + qsizetype((end - m_pcmStart) * channels));
         // The next block starts its warm-up well before this one ends.
@@ -326,6 +331,10 @@ void LameEncoder::submitBlocks(bool last) {
         const qint64 next = last ? have : (m_nextKeep - m_settings.warmUpFrames) * spf;
         m_pcm.erase(m_pcm.begin(), m_pcm.begin() + qsizetype((next - m_pcmStart) * channels));
         m_pcmStart = next;
+        // One block waiting beside those being encoded keeps every encoder busy; more would
+        // only hold audio in memory.
+        while (m_blocksOut - m_blocksIn > m_settings.workers)
+            collect(true);
         auto& queue = *m_pool->queues[size_t(m_blocksOut) % m_pool->queues.size()];
         ++m_blocksOut;
         if (!queue.push(std::move(block)))
@@ -352,6 +361,7 @@ void LameEncoder::collect(bool wait) {
         if (!block.failure.isEmpty())
             throw Error(block.failure);
         join(block);
+        m_spareBuffers.push_back(std::move(block.pcm));
         if (wait)
             return;
         lock.lock();

@@ -92,6 +92,7 @@ private:
     // Several: the audio not yet given to a block, from sample m_pcmStart on.
     std::unique_ptr<Pool> m_pool;
     std::vector<qint16> m_pcm;
+    std::vector<std::vector<qint16>> m_spareBuffers;
     qint64 m_pcmStart = 0;
     qint64 m_nextKeep = 0; // the first frame the next block keeps
     int m_blocksOut = 0;
