@@ -23,9 +23,9 @@ struct Mp3Frame {
     int mainDataBytes() const { return (mainDataBits + 7) / 8; }
     int samples() const { return mpeg1 ? 1152 : 576; }
     int bitRate() const; // bits per second
-    // The furthest back a frame of `frameSize` bytes may reach: what main_data_begin can hold,
-    // and no more than lets its main data region stay within 1440 bytes, as LAME's decoders
-    // expect of its streams (a 320 kbit/s frame reaches back less).
+    // How far back LAME lets a frame of `frameSize` bytes reach: no further than
+    // main_data_begin holds, and so that the frame's main data region stays within 1440 bytes
+    // (a 320 kbit/s frame reaches back less).
     static int reach(bool mpeg1, int frameSize);
     int reach() const { return reach(mpeg1, size); }
 };
