@@ -4,14 +4,15 @@
 //
 // With one worker it is LAME's own stream, frame for frame. With several, one file is encoded on
 // all of them at once: the audio is cut into blocks of a few hundred frames, taken by
-// identically configured encoders in turn. Each block starts a few frames early, so that its
-// encoder's filter bank and psychoacoustic model have settled when its first kept frame comes,
-// and ends a few frames late; each ends with lame_encode_flush_nogap. The frames are joined in
-// order and repacked into one bit reservoir (Mp3Repacker). Where two blocks meet, both have
-// encoded the same few frames; the seam goes at the first of them where the joined stream has
+// identically configured encoders in turn. Each block starts some frames early, so that its
+// encoder's filter bank, psychoacoustic model and bit reservoir have settled when its first kept
+// frame comes, and ends a few frames late; each ends with lame_encode_flush_nogap. The frames are
+// joined in order and repacked into one bit reservoir (Mp3Repacker). Where two blocks meet, both
+// have encoded the same few frames; the seam goes at the first of them where the joined stream has
 // at least the reservoir the next block's encoder counted on, so that every later frame fits as
-// it was encoded. Where none has, and a frame then does not fit, that block is encoded again
-// with its encoder's reservoir emptied right before the seam. Frame n of the result covers the
+// it was encoded. Where none has, the block's frames may still fit; when one of them (or of
+// those the next seam may take) does not, the block is encoded again with its encoder's
+// reservoir emptied right before the seam, which always fits. Frame n of the result covers the
 // same samples as frame n of one encoder, so the start and end padding are LAME's own; blocks go
 // to the encoders in a fixed order, so the same audio always gives the same bytes.
 
