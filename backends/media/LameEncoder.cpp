@@ -305,20 +305,29 @@ void LameEncoder::splitFrames() {
 void LameEncoder::submitBlocks(bool last) {
     const int channels = m_settings.channels;
     const qint64 spf = m_samplesPerFrame;
+    qint64 size = m_settings.blockFrames;
+    if (last) {
+        // What is left at the end goes to every encoder in equal parts, not all to one.
+        const qint64 left = m_pcmStart / spf + qint64(m_pcm.size()) / channels / spf - m_nextKeep;
+        const qint64 share = (left + m_settings.workers - 1) / m_settings.workers;
+        size = std::min<qint64>(std::max<qint64>(share, kMinTailFrames), m_settings.blockFrames);
+    }
     for (;;) {
         const qint64 keepFrom = m_nextKeep;
         const qint64 first = std::max<qint64>(0, keepFrom - m_settings.warmUpFrames) * spf;
-        const qint64 keepTo = keepFrom + m_settings.blockFrames + kSeamFrames;
+        const qint64 keepTo = keepFrom + size + kSeamFrames;
         const qint64 needed = (keepTo + kLookAheadFrames) * spf;
         const qint64 have = m_pcmStart + qint64(m_pcm.size()) / channels;
         if (!last && have < needed)
             return;
+        // The stream's last block: it keeps every frame to the end.
+        const bool final = last && have < needed;
         Block block;
         block.index = m_blocksOut;
         block.firstSample = first;
         block.keepFrom = keepFrom;
-        block.keepTo = last ? -1 : keepTo;
-        const qint64 end = last ? have : needed;
+        block.keepTo = final ? -1 : keepTo;
+        const qint64 end = final ? have : needed;
         // Buffers go round: allocating a block's worth each time leaves the heap fragmented.
         if (!m_spareBuffers.empty()) {
             block.pcm = std::move(m_spareBuffers.back());
@@ -327,8 +336,8 @@ void LameEncoder::submitBlocks(bool last) {
         block.pcm.assign(m_pcm.begin() + qsizetype((first - m_pcmStart) * channels),
                          m_pcm.begin() + qsizetype((end - m_pcmStart) * channels));
         // The next block starts its warm-up well before this one ends.
-        m_nextKeep = keepFrom + m_settings.blockFrames;
-        const qint64 next = last ? have : (m_nextKeep - m_settings.warmUpFrames) * spf;
+        m_nextKeep = keepFrom + size;
+        const qint64 next = final ? have : (m_nextKeep - m_settings.warmUpFrames) * spf;
         m_pcm.erase(m_pcm.begin(), m_pcm.begin() + qsizetype((next - m_pcmStart) * channels));
         m_pcmStart = next;
         // One block waiting beside those being encoded keeps every encoder busy; more would
@@ -339,7 +348,7 @@ void LameEncoder::submitBlocks(bool last) {
         ++m_blocksOut;
         if (!queue.push(std::move(block)))
             throw Error(QStringLiteral("the MP3 encoders stopped"));
-        if (last)
+        if (final)
             return;
     }
 }

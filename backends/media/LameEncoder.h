@@ -32,6 +32,8 @@ public:
     static constexpr int kBlockFrames = 256;
     static constexpr int kWarmUpFrames = 28;
     static constexpr int kSeamFrames = 4;
+    // The end of the stream is shared out in blocks no shorter than this.
+    static constexpr int kMinTailFrames = 32;
     // More encoders than this only cost memory: each holds a block or two of audio.
     static constexpr int kMaxWorkers = 8;
 
