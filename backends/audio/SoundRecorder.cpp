@@ -229,6 +229,8 @@ void SoundRecorder::StartRecording() {
     options.bitRate = qint64(m_mp3Bitrate) * 1000;
     // Whether a take may replace an older file is the recorder window's question.
     options.overwrite.replace = true;
+    // In real time: one encoder, each frame written as soon as it is made.
+    options.parallel = false;
     auto file = std::make_unique<EncodedSink>(m_fileName, options, format.pcm());
     auto spool = std::make_shared<RecordingSpool>(format.pcm());
     auto pipe = std::make_shared<PcmPipe>(format.pcm(), qint64(kPipeSeconds) * format.sampleRate,

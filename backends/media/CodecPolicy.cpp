@@ -7,14 +7,15 @@ namespace {
 
 // clang-format off
 const CodecPolicy kPolicies[] = {
-    // codec                encoder       container ch  bitrate tail delay  independent
-    {OutputCodec::Mp3Lame,  "libmp3lame", "mp3",    2,  true,   0,   0,     false},
+    // codec                encoder       container ch  bitrate tail delay  independent lame
+    // LAME's delay and padding come from LameEncoder.
+    {OutputCodec::Mp3Lame,  "libmp3lame", "mp3",    2,  true,   0,   0,     false,      true},
     // shine holds back about a frame and a half (1056 samples, measured): two frames of
     // silence bring out the end, and the LAME tag tells decoders what to trim.
-    {OutputCodec::Mp3Shine, "libshine",   "mp3",    2,  true,   2,   1056,  false},
-    {OutputCodec::Wma,      "wmav2",      "asf",    2,  true,   0,   0,     true},
-    {OutputCodec::Wav,      "pcm_s16le",  "wav",    0,  false,  0,   0,     false},
-    {OutputCodec::Wav8,     "pcm_u8",     "wav",    0,  false,  0,   0,     false},
+    {OutputCodec::Mp3Shine, "libshine",   "mp3",    2,  true,   2,   1056,  false,      false},
+    {OutputCodec::Wma,      "wmav2",      "asf",    2,  true,   0,   0,     true,       false},
+    {OutputCodec::Wav,      "pcm_s16le",  "wav",    0,  false,  0,   0,     false,      false},
+    {OutputCodec::Wav8,     "pcm_u8",     "wav",    0,  false,  0,   0,     false,      false},
 };
 // clang-format on
 
@@ -49,7 +50,11 @@ int CodecPolicy::sampleRate(const AVCodec* avCodec, int rate) const {
         return rate % 11025 == 0 ? 44100 : 48000;
     // libshine announces 32 kHz too, but writes frames no decoder accepts at most bit rates there.
     static constexpr int shineRates[] = {44100, 48000, 0};
-    const int* rates = codec == OutputCodec::Mp3Shine ? shineRates : avCodec->supported_samplerates;
+    static constexpr int lameRates[] = {44100, 48000, 32000, 22050, 24000,
+                                        16000, 11025, 12000, 8000,  0};
+    const int* rates = codec == OutputCodec::Mp3Shine  ? shineRates
+                       : codec == OutputCodec::Mp3Lame ? lameRates
+                                                       : avCodec->supported_samplerates;
     if (!rates)
         return rate;
     int best = rates[0];

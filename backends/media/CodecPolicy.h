@@ -21,8 +21,11 @@ struct CodecPolicy {
     // Frames depend only on their own samples and the frame before: several threads may
     // encode segments at once, byte for byte as one would.
     bool independentFrames;
+    // Encoded by libmp3lame itself (LameEncoder), not through FFmpeg's encoder.
+    bool lame;
 
-    // The rate the encoder gets for audio at `rate`: the nearest it takes.
+    // The rate the encoder gets for audio at `rate`: the nearest it takes. codec is FFmpeg's
+    // encoder; unused for LAME.
     int sampleRate(const AVCodec* codec, int rate) const;
     // The bit rate the file gets for `wanted` bits per second.
     qint64 bitRate(qint64 wanted, int sampleRate, int channels) const;

@@ -3,6 +3,7 @@
 #include "backends/media/CodecPolicy.h"
 #include "backends/media/Ffmpeg.h"
 #include "backends/media/InputFile.h"
+#include "backends/media/LameEncoder.h"
 #include "backends/media/OutputFile.h"
 #include "backends/media/ParallelEncoder.h"
 #include "backends/media/SampleConverter.h"
@@ -16,6 +17,7 @@ extern "C" {
 #include <cerrno>
 #include <cstring>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 using media::writeError;
@@ -77,6 +79,10 @@ struct EncodedSink::Impl {
     ffmpeg::CodecContext encoder; // its settings describe the stream; it encodes without threads
     qint64 bitRate = 0;
     std::unique_ptr<ParallelEncoder> parallel;
+    std::unique_ptr<LameEncoder> lame;
+    std::vector<uint8_t> lameFrame;
+    // Samples decoders drop at the start, for gapless information the encoder does not give.
+    int gaplessDelay = 0;
     std::unique_ptr<OutputFile> file;
     std::unique_ptr<AVIOContext, IoDeleter> io;
     std::unique_ptr<AVFormatContext, OutputContextDeleter> output;
@@ -134,7 +140,50 @@ struct EncodedSink::Impl {
         return context;
     }
 
+    // LAME writes the frames; this context only describes the stream to the muxer.
+    void openLame() {
+        encoded.sampleRate = policy->sampleRate(nullptr, input.sampleRate);
+        encoded.channels = std::min(input.channels, policy->maxChannels);
+        const bool variable = options.vbrQuality >= 0;
+        if (variable && options.vbrQuality > 9)
+            fail(QStringLiteral("V%1 is not a LAME quality (0 to 9)").arg(options.vbrQuality));
+        if (!variable && options.bitRate <= 0)
+            fail(QStringLiteral("%1 bit/s is not a valid bit rate").arg(options.bitRate));
+        bitRate =
+            variable ? 0 : policy->bitRate(options.bitRate, encoded.sampleRate, encoded.channels);
+        LameEncoder::Settings settings;
+        settings.sampleRate = encoded.sampleRate;
+        settings.channels = encoded.channels;
+        settings.bitRateKbps = int(bitRate / 1000);
+        settings.vbrQuality = options.vbrQuality;
+        settings.workers = options.parallel ? int(std::thread::hardware_concurrency()) : 1;
+        try {
+            lame = std::make_unique<LameEncoder>(settings);
+        } catch (const Error& e) {
+            fail(e.message());
+        }
+        encoder.reset(avcodec_alloc_context3(nullptr));
+        if (!encoder)
+            fail(QStringLiteral("out of memory"));
+        encoder->codec_type = AVMEDIA_TYPE_AUDIO;
+        encoder->codec_id = AV_CODEC_ID_MP3;
+        encoder->sample_fmt = AV_SAMPLE_FMT_S16;
+        encoder->sample_rate = encoded.sampleRate;
+        av_channel_layout_default(&encoder->ch_layout, encoded.channels);
+        encoder->time_base = {1, encoded.sampleRate};
+        encoder->bit_rate = bitRate;
+        encoder->frame_size = lame->samplesPerFrame();
+        encoder->initial_padding = lame->startPadding();
+        frameSize = lame->samplesPerFrame();
+        gaplessDelay = lame->startPadding();
+    }
+
     void openEncoder() {
+        gaplessDelay = policy->gaplessDelay;
+        if (policy->lame) {
+            openLame();
+            return;
+        }
         const AVCodec* codec = avcodec_find_encoder_by_name(policy->encoder);
         if (!codec)
             fail(QStringLiteral("this FFmpeg has no %1 encoder")
@@ -242,8 +291,49 @@ struct EncodedSink::Impl {
         realSamples += samples;
     }
 
+    // Hands LAME's finished frames to the muxer; with wait, all of them up to the end.
+    void writeLameFrames(bool wait) {
+        try {
+            while (lame->takeFrame(lameFrame, wait)) {
+                if (av_new_packet(packet.get(), int(lameFrame.size())) < 0)
+                    fail(QStringLiteral("out of memory"));
+                std::copy(lameFrame.begin(), lameFrame.end(), packet->data);
+                packet->pts = packet->dts = nextPts;
+                packet->duration = frameSize;
+                nextPts += frameSize;
+                writeEncoded(packet.get());
+            }
+        } catch (const Error& e) {
+            if (failed)
+                throw;
+            fail(e.message());
+        }
+    }
+
+    void toLame(const qint16* samples, int count) {
+        try {
+            lame->write(samples, count);
+        } catch (const Error& e) {
+            fail(e.message());
+        }
+        realSamples += count;
+        writeLameFrames(false);
+    }
+
     // Converts and queues one piece of input; full frames go to the encoder.
     void take(const qint16* buffer, int samples) {
+        if (lame && copyInput) {
+            toLame(buffer, samples);
+            return;
+        }
+        if (lame) {
+            const int room = converter->outputRoom(samples);
+            ensureConverted(room);
+            const auto* in = reinterpret_cast<const uint8_t*>(buffer);
+            const int got = converter->convert(&in, samples, converted.get(), room);
+            toLame(reinterpret_cast<const qint16*>(converted.get()[0]), got);
+            return;
+        }
         if (copyInput) {
             void* in = const_cast<qint16*>(buffer);
             toFifo(&in, samples);
@@ -259,12 +349,12 @@ struct EncodedSink::Impl {
     }
 
     void writePacket(AVPacket* p, qint64 discardAtEnd) {
-        if (policy->gaplessDelay > 0 && (packetsOut == 0 || discardAtEnd >= 0)) {
+        if (gaplessDelay > 0 && (packetsOut == 0 || discardAtEnd >= 0)) {
             // Edges to trim, as libmp3lame reports them; the MP3 muxer puts them in the LAME tag.
             uint8_t* skip = av_packet_new_side_data(p, AV_PKT_DATA_SKIP_SAMPLES, 10);
             if (!skip)
                 fail(QStringLiteral("out of memory"));
-            AV_WL32(skip, packetsOut == 0 ? uint32_t(policy->gaplessDelay) : 0);
+            AV_WL32(skip, packetsOut == 0 ? uint32_t(gaplessDelay) : 0);
             AV_WL32(skip + 4, uint32_t(std::max<qint64>(discardAtEnd, 0)));
         }
         p->stream_index = stream->index;
@@ -277,7 +367,7 @@ struct EncodedSink::Impl {
     }
 
     void writeEncoded(AVPacket* p) {
-        if (policy->gaplessDelay == 0) {
+        if (gaplessDelay == 0) {
             writePacket(p, -1);
             return;
         }
@@ -288,10 +378,10 @@ struct EncodedSink::Impl {
     }
 
     void writeHeldPacket() {
-        if (policy->gaplessDelay == 0 || !held->data)
+        if (gaplessDelay == 0 || !held->data)
             return;
         const qint64 coded = (packetsOut + 1) * qint64(frameSize);
-        writePacket(held.get(), coded - policy->gaplessDelay - realSamples);
+        writePacket(held.get(), coded - gaplessDelay - realSamples);
     }
 
     [[noreturn]] void encoderFailed(int code) {
@@ -344,7 +434,25 @@ struct EncodedSink::Impl {
         encode(frame.get());
     }
 
-    void complete() {
+    void completeLame() {
+        if (converter->isActive()) {
+            const int room = converter->outputRoom(0);
+            if (room > 0) {
+                ensureConverted(room);
+                const int got = converter->drain(converted.get(), room);
+                toLame(reinterpret_cast<const qint16*>(converted.get()[0]), got);
+            }
+        }
+        try {
+            lame->finish();
+        } catch (const Error& e) {
+            fail(e.message());
+        }
+        writeLameFrames(true);
+        writeHeldPacket();
+    }
+
+    void completeEncoder() {
         if (converter->isActive()) {
             const int room = converter->outputRoom(0);
             if (room > 0) {
@@ -366,7 +474,13 @@ struct EncodedSink::Impl {
             encodeFromFifo(0, frameSize);
         encode(nullptr);
         writeHeldPacket();
+    }
 
+    void complete() {
+        if (lame)
+            completeLame();
+        else
+            completeEncoder();
         int ret = av_write_trailer(output.get());
         if (ret >= 0) {
             avio_flush(io.get());

@@ -9,7 +9,7 @@
 
 // What an EncodedSink writes.
 enum class OutputCodec {
-    Mp3Lame,  // MP3, libmp3lame, constant bit rate, LAME's default quality
+    Mp3Lame,  // MP3, libmp3lame, constant bit rate, LAME's default quality (that of `lame`)
     Mp3Shine, // MP3, libshine (fixed point, fast); 44.1 or 48 kHz only
     Wma,      // WMA version 2 (wmav2) in an ASF file
     Wav,      // 16-bit PCM in a WAV file
@@ -33,11 +33,15 @@ public:
         qint64 bitRate = 128000;
         // Tags for the container, with FFmpeg's generic keys: title, artist, album ...
         QMap<QString, QString> tags;
-        // WMA only: encode on two threads of its own; the bytes are the same either way.
+        // WMA: encode on two threads of its own; the bytes are the same either way. MP3 (LAME):
+        // one file on every core, its blocks joined into one stream. False: one encoder on the
+        // writing thread, as a recording wants.
         bool parallel = true;
         // What is done about a file already at the path (see OutputFile): by default it is
         // refused with OutputExistsError.
         OverwriteRule overwrite = {};
+        // MP3 (LAME) only: 0 (best) to 9 for LAME's variable bit rate instead of bitRate.
+        int vbrQuality = -1;
     };
 
     // Opens the encoder and creates the output file. Raises Error ("Cannot write <path>:

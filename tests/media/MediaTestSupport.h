@@ -6,6 +6,7 @@
 #include "backends/media/FileSource.h"
 #include "backends/media/MediaJob.h"
 #include "components/Error.h"
+#include "tests/media/Mp3Validator.h"
 
 #include <QCryptographicHash>
 #include <QDateTime>
@@ -67,7 +68,10 @@ inline void writeSource(PcmSource& source, const QString& path,
     EncodedSink::Options replacing = options;
     replacing.overwrite.replace = true;
     EncodedSink sink(path, replacing, source.format());
+    const qint64 frames = source.expectedFrames();
     copyPcm(source, sink);
+    if (options.codec == OutputCodec::Mp3Lame && frames > 0)
+        mp3check::require(path, frames, std::min(source.format().channels, 2));
 }
 
 inline void convertFile(const QString& input, const QString& path,
