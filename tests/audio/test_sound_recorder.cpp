@@ -434,8 +434,10 @@ private Q_SLOTS:
         const QString crashed =
             folder + u'/' + QString::fromLatin1(QTest::currentDataTag()) + ".recording";
         {
-            EncodedSink sink(folder + QStringLiteral("/never.out"), {OutputCodec(codec), 64000, {}},
-                             format);
+            // As the recorder writes: one encoder, each frame out as soon as it is made.
+            EncodedSink::Options options{OutputCodec(codec), 64000, {}};
+            options.parallel = false;
+            EncodedSink sink(folder + QStringLiteral("/never.out"), options, format);
             SineSource sine(format, 3.0);
             std::vector<qint16> buffer(size_t(4096 * channels));
             while (const qint64 n = sine.read(buffer.data(), 4096))
