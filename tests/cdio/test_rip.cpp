@@ -231,7 +231,7 @@ void TestRip::failsMidRip() {
     }
     tools.RipTrackToWav(kImageHost, path, 1, 0);
     // The reader has opened the image: from here its loss is the rip's failure.
-    const QString bin = binPathFor(image.cue);
+    const QString bin = binOf(image.cue);
     if (what == QLatin1String("deleted"))
         QVERIFY(QFile::remove(bin));
     else if (what == QLatin1String("cut"))
@@ -283,7 +283,7 @@ void TestRip::playerStopsWhenTheImageGoes() {
     player.play(DriveTable::imageDrive(image.cue, 0), first, first + image.sectors[0]);
     QCOMPARE(player.state(), CdPlayer::State::Playing);
     QTRY_VERIFY_WITH_TIMEOUT(player.position() > first + 5, 5000);
-    QVERIFY(QFile::remove(binPathFor(image.cue)));
+    QVERIFY(QFile::remove(binOf(image.cue)));
     QTRY_COMPARE_WITH_TIMEOUT(player.state(), CdPlayer::State::Stopped, 5000);
 }
 
