@@ -175,10 +175,13 @@ CueSheet::CueSheet(const QString& cuePath) : m_cuePath(cuePath) {
         throw Error(QStringLiteral("The data file %1 of the CUE sheet %2 is %3, not a file; "
                                    "only a regular file can be read")
                         .arg(m_dataFile, cuePath, kind));
-    if (info.st_size == 0 || info.st_size % kRawSectorBytes != 0)
-        throw Error(QStringLiteral("The data file %1 is not a whole number of 2352-byte sectors "
-                                   "(%2 bytes)")
-                        .arg(m_dataFile)
+    if (info.st_size == 0)
+        throw Error(QStringLiteral("The data file %1 of the CUE sheet %2 is empty")
+                        .arg(m_dataFile, cuePath));
+    if (info.st_size % kRawSectorBytes != 0)
+        throw Error(QStringLiteral("The data file %1 of the CUE sheet %2 is not a whole number of "
+                                   "2352-byte sectors (%3 bytes)")
+                        .arg(m_dataFile, cuePath)
                         .arg(info.st_size));
     QByteArray cdText;
     if (!reader.cdTextName().isEmpty()) {

@@ -194,6 +194,10 @@ void TestCueSheets::refusesWhatWouldBeMisread_data() {
     QTest::newRow("missing data file")
         << QByteArray("FILE \"other.bin\" BINARY\n") + track1
         << QStringList{"The data file \"other.bin\" of the CUE sheet", "is missing"};
+    // libcdio refused this too, but leaked the data file's name as it did.
+    QTest::newRow("missing CD-Text file")
+        << file + "CDTEXTFILE \"gone.cdt\"\n" + track1
+        << QStringList{"The CD-Text file \"gone.cdt\" of the CUE sheet", "is missing"};
     QTest::newRow("no tracks") << file << QStringList{"has no tracks"};
     QTest::newRow("not a sheet at all")
         << QByteArray("\x89PNG\r\n\x1a\n") << QStringList{"names no data file"};
