@@ -133,8 +133,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const qint32 offset = qint32(size % 1201) - 600;
     int read = 0;
     for (const cdio::TocTrack& t : toc.tracks) {
-        if (!t.audio() || read++ == kTracksRead)
+        if (!t.audio() || read == kTracksRead)
             continue;
+        ++read;
         try {
             if (!t.problem.isEmpty()) {
                 cdio::DiscReader::track(drive, t.number);
