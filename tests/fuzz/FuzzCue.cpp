@@ -31,6 +31,14 @@ constexpr int kTracksRead = 4;
     std::abort();
 }
 
+// A Qt warning is text the user did not ask for on standard error (a seek far past the end of
+// a file, say): a broken promise too.
+void refuseWarnings(QtMsgType type, const QMessageLogContext&, const QString& message) {
+    if (type != QtDebugMsg && type != QtInfoMsg)
+        broken(QStringLiteral("Qt warned: ") + message);
+}
+[[maybe_unused]] const bool g_watching = (qInstallMessageHandler(refuseWarnings), true);
+
 void writeFile(const QString& path, const QByteArray& bytes) {
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(bytes) != bytes.size())

@@ -24,6 +24,14 @@ namespace {
     std::abort();
 }
 
+// A Qt warning is text the user did not ask for on standard error (a seek far past the end of
+// a file, say): a broken promise too.
+void refuseWarnings(QtMsgType type, const QMessageLogContext&, const QString& message) {
+    if (type != QtDebugMsg && type != QtInfoMsg)
+        broken(QStringLiteral("Qt warned: ") + message);
+}
+[[maybe_unused]] const bool g_watching = (qInstallMessageHandler(refuseWarnings), true);
+
 const QString& folder() {
     static QTemporaryDir* dir = new QTemporaryDir;
     static const QString path = dir->path();
