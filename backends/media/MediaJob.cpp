@@ -365,6 +365,7 @@ void MediaJob::start(std::unique_ptr<PcmSource> source, std::unique_ptr<PcmSink>
     if (!(source->format() == sink->format()))
         throw Error(formatMismatch(source->format(), sink->format()));
     auto run = std::make_shared<Run>();
+    m_stalled = false;
     run->options = options;
     run->options.pieceFrames = std::max<qint64>(1, options.pieceFrames);
     run->owner = this;
