@@ -7,6 +7,7 @@
 
 #include <QTemporaryDir>
 #include <QTest>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 namespace {
@@ -188,6 +189,9 @@ void TestMediaCore::inputs_data() {
                              << "its header gives 1398516785 Hz as the sample rate";
     QTest::newRow("768 kHz") << "dxd.wav"
                              << "";
+    // A LIST chunk claiming 3 GB: the demuxer used to zero 1.6 GB before it gave up.
+    QTest::newRow("3 GB LIST chunk") << "list.wav"
+                                     << "it is not an audio file FFmpeg can decode";
     // 64 channels without speaker positions still mix down to the encoders' stereo.
     QTest::newRow("64 channels") << "ch64.wav"
                                  << "";
@@ -204,13 +208,23 @@ void TestMediaCore::inputs() {
         writeBytes(path("overclaim.wav"), overclaimingWav());
         writeBytes(path("fast.wav"), overclaimingWav(1398516785, false));
         writeBytes(path("dxd.wav"), overclaimingWav(768000, false));
+        writeBytes(path("list.wav"),
+                   QByteArray::fromBase64("UklGRi5FAABXQVZFZm10IBAAAAABAAIARKwAABCxAgAEABAATElTVB"
+                                          "oAALZJTkZPSVNGVAAAAACjAAAAAAAAAAAAAAAAAAAAAAAOAAAATGF2"
+                                          "ZjU4EgA3LjEwMABkYXRh6EQASfZJ"));
         writeSine(path("ch64.wav"), OutputCodec::Wav, {44100, 64}, 0.5);
     }
     const QString file = input.startsWith('/') ? input : path(input);
+    rusage before{};
+    getrusage(RUSAGE_SELF, &before);
     const QString message = errorOf([&] {
         FileSource source(file);
         writeSource(source, path("out.mp3"), {OutputCodec::Mp3Lame, 128000, {}});
     });
+    // However damaged the header, the file costs no more memory than audio does.
+    rusage after{};
+    getrusage(RUSAGE_SELF, &after);
+    QCOMPARE_LT(after.ru_maxrss - before.ru_maxrss, 256 * 1024);
     if (!error.isEmpty())
         QVERIFY2(message.startsWith("Cannot read " + file + ": " + error), qPrintable(message));
     else
