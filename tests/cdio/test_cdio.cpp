@@ -227,8 +227,11 @@ void TestCdio::discIds() {
         Toc t;
         for (int i = 0; i < lba.size(); ++i)
             t.tracks.append(
-                {i + 1, lba[i] - 150, 0,
-                 dataTracks.contains(i + 1) ? TocTrack::Kind::Mode1 : TocTrack::Kind::Audio});
+                {i + 1,
+                 lba[i] - 150,
+                 0,
+                 dataTracks.contains(i + 1) ? TocTrack::Kind::Mode1 : TocTrack::Kind::Audio,
+                 {}});
         t.leadout = leadout - 150;
         return t;
     };
