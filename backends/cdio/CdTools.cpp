@@ -53,7 +53,8 @@ void CdTools::rip(qint32 address, const QString& path, qint32 track, OutputCodec
     const qint32 sectors = reader->totalSectors();
     m_runner.cancel();
     m_runner.start(std::move(reader), std::move(sink),
-                   QStringLiteral("track %1 of %2").arg(track).arg(drive.name()));
+                   QStringLiteral("track %1 of %2").arg(track).arg(drive.name()),
+                   drive.image ? kFileStallSeconds : kDriveStallSeconds);
     setSectors(0, sectors);
 }
 
