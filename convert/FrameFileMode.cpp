@@ -9,9 +9,9 @@
 #include "components/WAEnc.h"
 #include "components/WaDec.h"
 #include "convert/PlayerStrip.h"
-#include "shell/common/CommonHelpers.h"
-#include "shell/common/ErrorBoundary.h"
-#include "shell/common/MainWindow.h"
+#include "core/CommonHelpers.h"
+#include "panelkit/ErrorBoundary.h"
+#include "panelkit/MainWindow.h"
 #include "ui_FrameFileMode.h"
 
 #include <QDir>

@@ -5,8 +5,8 @@
 #include "backends/burn/MediaTracks.h"
 #include "burn/FrameBurn.h"
 #include "controls/SkinCheckBox.h"
-#include "shell/common/ErrorBoundary.h"
-#include "shell/common/SharedState.h"
+#include "panelkit/ErrorBoundary.h"
+#include "panelkit/SharedState.h"
 #include "tests/fakes/Fakes.h"
 #include "tests/media/MediaTestSupport.h"
 
@@ -57,12 +57,11 @@ private Q_SLOTS:
         FakeCommonDialog dialog{&log};
         FakeMessageBox messageBox{&log};
         FakeHarnTools tools{&log};
+        FakeSkin skin{&log};
         FakeMainWindow main{&log};
         SharedState state;
-        FrameBurn panel({engine, dialog, messageBox, tools, main, state});
+        FrameBurn panel({engine, dialog, messageBox, tools, skin, main, state});
         ErrorBoundary::setMessageBox(&messageBox);
-        main.onRefreshDriveInfo = [&] { panel.RefreshDriveInfo(); };
-        main.onReadDiscStatus = [&] { panel.ReadDiscStatus(); };
         panel.show();
         panel.enterBurnMode();
         // The image recorder is listed last, after any real writer of the machine.

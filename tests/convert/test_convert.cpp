@@ -4,9 +4,9 @@
 #include "controls/ProgressBar.h"
 #include "controls/ReportList.h"
 #include "convert/FrameFileMode.h"
-#include "shell/common/CommonHelpers.h"
-#include "shell/common/ErrorBoundary.h"
-#include "shell/common/SharedState.h"
+#include "core/CommonHelpers.h"
+#include "panelkit/ErrorBoundary.h"
+#include "panelkit/SharedState.h"
 #include "tests/fakes/Fakes.h"
 
 #include <QAction>

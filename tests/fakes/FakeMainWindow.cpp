@@ -1,8 +1,8 @@
 #include "tests/fakes/FakeMainWindow.h"
 
 #include "components/Error.h"
-#include "shell/common/CommonHelpers.h"
-#include "shell/common/SharedState.h"
+#include "core/CommonHelpers.h"
+#include "panelkit/SharedState.h"
 
 QString FakeMainWindow::SelectFolder(QWidget* owner, const QString& title) {
     record(QStringLiteral("SelectFolder"), {widgetName(owner), title});
@@ -20,30 +20,6 @@ qint16 FakeMainWindow::CountCSString(const QVariant& value) const {
 QVariant FakeMainWindow::GetCSString(const QVariant& value, qint16 index) const {
     record(QStringLiteral("GetCSString"), {value.toString(), QString::number(index)});
     return ::GetCSString(value, index);
-}
-
-void FakeMainWindow::forward(const QString& member, const std::function<void()>& to) {
-    record(member);
-    if (to)
-        to();
-}
-
-FrmBurnMethod& FakeMainWindow::frmBurnMethod() {
-    if (!burnMethodDialog)
-        throw Error(QStringLiteral("the test gave no burn-method dialog"));
-    return burnMethodDialog();
-}
-
-FrmSpeedSelect& FakeMainWindow::frmSpeedSelect() {
-    if (!speedDialog)
-        throw Error(QStringLiteral("the test gave no speed dialog"));
-    return speedDialog();
-}
-
-TrackRename& FakeMainWindow::frmTrackRename() {
-    if (!trackRenameDialog)
-        throw Error(QStringLiteral("the test gave no track-name dialog"));
-    return trackRenameDialog();
 }
 
 qint32 FakeMainWindow::ripDriveAddress() const {

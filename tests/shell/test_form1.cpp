@@ -8,9 +8,9 @@
 #include "components/Error.h"
 #include "controls/ReportList.h"
 #include "convert/FrameFileMode.h"
+#include "panelkit/ErrorBoundary.h"
 #include "recorder/FrmMainA.h"
 #include "shell/Form1.h"
-#include "shell/common/ErrorBoundary.h"
 #include "tests/fakes/Fakes.h"
 #include "volume/VolumeControl.h"
 
@@ -297,16 +297,16 @@ private Q_SLOTS:
         f.log.clear();
         f.form->Command10_Click();
         QVERIFY(f.log.calls.contains("AudioBurner.RecorderCount()"));
-        MainWindow& main = *f.form;
         f.log.clear();
-        main.RefreshDriveInfo();
-        main.ReadDiscStatus();
+        f.form->RefreshDriveInfo();
+        f.form->ReadDiscStatus();
         QVERIFY(f.log.calls.contains("AudioBurner.MaxReadSpeed()"));
         QVERIFY(f.log.calls.contains("AudioBurner.RefreshDisc()"));
-        FrmBurnMethod* method = &main.frmBurnMethod();
-        FrmSpeedSelect* speed = &main.frmSpeedSelect();
-        QCOMPARE(&main.frmBurnMethod(), method);
-        QCOMPARE(&main.frmSpeedSelect(), speed);
+        FrameBurn& panel = *f.form->burnPanel();
+        FrmBurnMethod* method = &panel.frmBurnMethod();
+        FrmSpeedSelect* speed = &panel.frmSpeedSelect();
+        QCOMPARE(&panel.frmBurnMethod(), method);
+        QCOMPARE(&panel.frmSpeedSelect(), speed);
         QCOMPARE(method->parentWidget(), f.form.get());
         QVERIFY(speed->isWindow() && !speed->isVisible());
         for (QObject* dialog : {static_cast<QObject*>(method), static_cast<QObject*>(speed)})
@@ -329,7 +329,7 @@ private Q_SLOTS:
         MainWindow& main = *f.form;
         QCOMPARE(main.ripDriveAddress(), 0x010000);
         f.log.clear();
-        main.updatecd();
+        f.form->updatecd();
         QCOMPARE(f.log.matching("Mci.mciSendString(open"),
                  QStringList({"Mci.mciSendString(open cdaudio alias cd1)"}));
 
@@ -338,19 +338,20 @@ private Q_SLOTS:
         f.child("Command26")->click();
         QVERIFY(f.log.calls.contains("HarnTools.DiscState(65536)"));
 
-        QPointer<TrackRename> first = &main.frmTrackRename();
-        QCOMPARE(&main.frmTrackRename(), first.data());
+        FrameCDMode& panel = *f.form->cdModePanel();
+        QPointer<TrackRename> first = &panel.frmTrackRename();
+        QCOMPARE(&panel.frmTrackRename(), first.data());
         QCOMPARE(first->parentWidget(), f.form.get());
         QVERIFY(first->isWindow() && !first->isVisible());
         QCOMPARE(first->songList().Count(), 2);
         QCOMPARE(first->songList().Text(2), QStringLiteral("Track02"));
         f.form->state().renamedTracks = True16;
-        main.unloadTrackRename();
+        panel.unloadTrackRename();
         QCOMPARE(f.form->state().renamedTracks, False16);
         QVERIFY(!first->isVisible());
         QTRY_VERIFY(first.isNull());
 
-        TrackRename& second = main.frmTrackRename();
+        TrackRename& second = panel.frmTrackRename();
         QObject::connect(&second, &QObject::destroyed,
                          [&f] { f.log.calls << QStringLiteral("frmTrackRename unloaded"); });
         f.form->state().renamedTracks = True16;

@@ -3,13 +3,11 @@
 #include <QString>
 #include <QVariant>
 
-class FrmBurnMethod;
-class FrmSpeedSelect;
-class TrackRename;
 class QWidget;
 
-// The main window as panels and dialogs see it: its public operations, nothing else. Form1
-// implements it; panel tests use a fake.
+// The main window as panels and dialogs see it: the services it keeps for all of them (the
+// folder picker, the skin, the drive chosen on the rip panel) and the conversion's completion,
+// nothing of any one panel's own work. Form1 implements it; panel tests use a fake.
 class MainWindow {
 public:
     virtual ~MainWindow() = default;
@@ -28,19 +26,6 @@ public:
     // melvane.skn in the application folder, for every window that loads the skin.
     virtual QString skinPath() const = 0;
 
-    // The burn panel's drive box and disc box, filled again (the burn-method dialog does).
-    virtual void RefreshDriveInfo() = 0;
-    virtual void ReadDiscStatus() = 0;
-    // The burn panel's kept dialogs: made on first use, unloaded when the window closes.
-    virtual FrmBurnMethod& frmBurnMethod() = 0;
-    virtual FrmSpeedSelect& frmSpeedSelect() = 0;
-
-    // The rip panel's table of contents, read again from the selected drive.
-    virtual void updatecd() = 0;
-    // The track-name dialog: made (hidden) on first use or after it was unloaded; unloading
-    // drops it, and the next use makes it afresh from the track list.
-    virtual TrackRename& frmTrackRename() = 0;
-    virtual void unloadTrackRename() = 0;
     // The packed address of the drive chosen on the rip panel; raises Error when none is.
     virtual qint32 ripDriveAddress() const = 0;
 
