@@ -6,8 +6,8 @@
 class QWidget;
 
 // The main window as panels and dialogs see it: the services it keeps for all of them (the
-// folder picker, the skin, the drive chosen on the rip panel) and the conversion's completion,
-// nothing of any one panel's own work. Form1 implements it; panel tests use a fake.
+// folder picker, the skin, the drive chosen on the rip panel), nothing of any one panel's own
+// work. Form1 implements it; panel tests use a fake.
 class MainWindow {
 public:
     virtual ~MainWindow() = default;
@@ -15,13 +15,6 @@ public:
     // The folder picker: remembers the folder in SharedState::prevFolder and returns it, empty
     // when the user cancels.
     virtual QString SelectFolder(QWidget* owner, const QString& title) = 0;
-    virtual qint16 CountCSString(const QVariant& value) const = 0;
-    virtual QVariant GetCSString(const QVariant& value, qint16 index) const = 0;
-
-    // Completion of one converted file, called from the codecs' progress at exactly 100.
-    virtual void mp3donenowwhat() = 0;
-    virtual void wmadonenowwhat() = 0;
-    virtual void decdonenowwhat() = 0;
 
     // melvane.skn in the application folder, for every window that loads the skin.
     virtual QString skinPath() const = 0;

@@ -55,16 +55,16 @@ public:
 
     // MainWindow
     QString SelectFolder(QWidget* owner, const QString& title) override;
-    qint16 CountCSString(const QVariant& value) const override;
-    QVariant GetCSString(const QVariant& value, qint16 index) const override;
-    void mp3donenowwhat() override;
-    void wmadonenowwhat() override;
-    void decdonenowwhat() override;
     QString skinPath() const override;
     qint32 ripDriveAddress() const override;
 
-    // The panels' operations under their own names: the burn panel's drive and disc boxes,
-    // the rip panel's table of contents.
+    // The panels' operations under their own names: the list helpers, a converted file's
+    // completion, the burn panel's drive and disc boxes, the rip panel's table of contents.
+    qint16 CountCSString(const QVariant& value) const;
+    QVariant GetCSString(const QVariant& value, qint16 index) const;
+    void mp3donenowwhat();
+    void wmadonenowwhat();
+    void decdonenowwhat();
     void RefreshDriveInfo();
     void ReadDiscStatus();
     void updatecd();

@@ -10,29 +10,19 @@ struct SharedState;
 
 // The main window as a panel sees it. SelectFolder answers from folders in order (an empty
 // answer or none left is a cancel) and, when the test gave it state, remembers the answer in
-// its prevFolder as Form1 does (a cancel empties it); the completion methods do what the test wires
-// into onCompletion, as Form1 hands them to the convert panel.
+// its prevFolder as Form1 does (a cancel empties it).
 class FakeMainWindow final : public MainWindow, public CallRecorder {
 public:
     explicit FakeMainWindow(CallLog* log = nullptr)
         : CallRecorder(QStringLiteral("MainWindow"), log) {}
 
     QString SelectFolder(QWidget* owner, const QString& title) override;
-    qint16 CountCSString(const QVariant& value) const override;
-    QVariant GetCSString(const QVariant& value, qint16 index) const override;
-    void mp3donenowwhat() override { complete(QStringLiteral("mp3donenowwhat")); }
-    void wmadonenowwhat() override { complete(QStringLiteral("wmadonenowwhat")); }
-    void decdonenowwhat() override { complete(QStringLiteral("decdonenowwhat")); }
     QString skinPath() const override { return skin; }
     // Raises Error when the test gave no drive.
     qint32 ripDriveAddress() const override;
 
     QStringList folders;
     SharedState* state = nullptr;
-    std::function<void()> onCompletion;
     std::function<qint32()> ripDrive;
     QString skin = QStringLiteral("/opt/melvane/melvane.skn");
-
-private:
-    void complete(const QString& member);
 };

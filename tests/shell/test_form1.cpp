@@ -470,8 +470,9 @@ private Q_SLOTS:
                          "FolderBrowse.setEditBox(true)", "FolderBrowse.setNewFolderButton(true)",
                          "FolderBrowse.setTitle(Prompt)", "FolderBrowse.BrowseForFolder()"}));
 
-        QCOMPARE(main.CountCSString(QStringLiteral("a\\ b \\c")), qint16(3));
-        QCOMPARE(main.GetCSString(QStringLiteral("a\\ b \\c"), 2).toString(), QStringLiteral("b"));
+        QCOMPARE(f.form->CountCSString(QStringLiteral("a\\ b \\c")), qint16(3));
+        QCOMPARE(f.form->GetCSString(QStringLiteral("a\\ b \\c"), 2).toString(),
+                 QStringLiteral("b"));
 
         // Each completion method moves the convert job on to the next checked row.
         f.form->Command8_Click();
@@ -480,9 +481,9 @@ private Q_SLOTS:
             f.form->fileModePanel()->Command2_Click();
         }
         f.form->fileModePanel()->Command12_Click();
-        for (void (MainWindow::*done)() : {&MainWindow::mp3donenowwhat, &MainWindow::wmadonenowwhat,
-                                           &MainWindow::decdonenowwhat})
-            (main.*done)();
+        for (void (Form1::*done)() :
+             {&Form1::mp3donenowwhat, &Form1::wmadonenowwhat, &Form1::decdonenowwhat})
+            (f.form.get()->*done)();
         QCOMPARE(f.log.matching(QStringLiteral("MEnc.setInputFile")),
                  QStringList({"MEnc.setInputFile(/in/1.wav)", "MEnc.setInputFile(/in/2.wav)",
                               "MEnc.setInputFile(/in/3.wav)", "MEnc.setInputFile(/in/4.wav)"}));
