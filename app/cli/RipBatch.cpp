@@ -87,6 +87,18 @@ EncodedSink::Options encoding(const QString& format, int bitrateKbps, bool overw
     return options;
 }
 
+// After a failed track: whether the drive's disc is gone (tray opened, disc taken out), so the
+// other tracks would only fail the same way.
+bool discGone(const cdio::Drive& drive) {
+    if (drive.image)
+        return false;
+    try {
+        return !cdio::Disc(drive).readToc();
+    } catch (const Error&) {
+        return true;
+    }
+}
+
 QString hex(quint32 value) {
     return QStringLiteral("%1").arg(value, 8, 16, QChar(u'0'));
 }
@@ -216,7 +228,9 @@ void RipBatch::onEnded(Rip& rip, const QString& failure) {
     const bool stalled = !failure.isEmpty() && rip.job->stalled();
     // Not destroyed here: this runs inside the job's own signal.
     rip.job.release()->deleteLater();
-    if (stalled)
+    if (!failure.isEmpty() && !stalled && !m_interrupted && !m_discGone)
+        m_discGone = discGone(m_drive);
+    if (stalled || m_discGone)
         giveUp();
     if (m_interrupted) {
         reportInOrder();
@@ -310,11 +324,17 @@ void RipBatch::end(int exitCode) {
             else if (rip->state == Rip::State::Cancelled)
                 left << QString::number(rip->track);
         }
-        say(stderr, QStringLiteral("melvane-cli rip: %1 of %2 track(s) failed: %3")
-                        .arg(m_failed)
-                        .arg(m_rips.size())
-                        .arg(names.join(QStringLiteral(", "))));
-        if (exitCode < 128 && !left.isEmpty())
+        // A disc taken out is one failure, already named: the tracks after it are only left.
+        if (m_discGone && exitCode < 128 && !left.isEmpty())
+            say(stderr, QStringLiteral("melvane-cli rip: the disc is no longer in %1, so track(s) "
+                                       "%2 were not ripped")
+                            .arg(m_drive.name(), left.join(QStringLiteral(", "))));
+        else
+            say(stderr, QStringLiteral("melvane-cli rip: %1 of %2 track(s) failed: %3")
+                            .arg(m_failed)
+                            .arg(m_rips.size())
+                            .arg(names.join(QStringLiteral(", "))));
+        if (!m_discGone && exitCode < 128 && !left.isEmpty())
             say(stderr, QStringLiteral("melvane-cli rip: the drive stopped delivering, so track(s) "
                                        "%1 were not ripped, and no file was left of them")
                             .arg(left.join(QStringLiteral(", "))));

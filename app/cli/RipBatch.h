@@ -69,6 +69,7 @@ private:
     int m_failed = 0;
     bool m_interrupted = false;
     bool m_ended = false;
+    bool m_discGone = false; // a track failed because the disc went: the rest are left
     // Progress: a line redrawn in place on a terminal, plain lines at quarters otherwise.
     std::FILE* m_barStream = nullptr;
     bool m_barShown = false;

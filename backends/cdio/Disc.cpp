@@ -5,16 +5,51 @@
 #include "components/Error.h"
 
 #include <QFile>
+#include <QMap>
 #include <algorithm>
 #include <cdio/cdio.h>
+#include <cdio/memory.h>
 #include <cdio/mmc_ll_cmds.h>
 
 namespace cdio {
 namespace {
 
-// Between the last audio track of the first session and a data track in the next one lie the
-// first session's lead-out and the next one's lead-in and pre-gap: they hold no audio.
+// Between the last track of the first session and the first of the next lie the first
+// session's lead-out and the next one's lead-in and pre-gap: they hold no audio.
 constexpr qint32 kSessionGapSectors = 11400;
+
+// Where each session's lead-out starts, by the number of every track in it, from the full
+// table of contents (READ TOC format 2: its A2 point per session, its track points). Empty
+// when the drive cannot tell.
+QMap<int, qint32> sessionEnds(CdIo_t* cd) {
+    unsigned char reply[4 + 11 * 120] = {};
+    mmc_cdb_t cdb = {{0}};
+    CDIO_MMC_SET_COMMAND(cdb.field, CDIO_MMC_GPCMD_READ_TOC);
+    cdb.field[1] = 0x02; // MSF
+    cdb.field[2] = CDIO_MMC_READTOC_FMT_FULTOC;
+    CDIO_MMC_SET_READ_LENGTH16(cdb.field, sizeof reply);
+    if (mmc_run_cmd(cd, 10000, &cdb, SCSI_MMC_DATA_READ, sizeof reply, reply) != DRIVER_OP_SUCCESS)
+        return {};
+    const int length = std::min<int>(sizeof reply, 2 + (reply[0] << 8 | reply[1]));
+    QMap<int, qint32> leadOuts;               // by session
+    QList<std::pair<int, int>> trackSessions; // track, session
+    for (int at = 4; at + 11 <= length; at += 11) {
+        const unsigned char* d = reply + at;
+        const int point = d[3];
+        const qint32 lsn = (d[8] * 60 + d[9]) * 75 + d[10] - 150;
+        if ((d[1] >> 4) != 1)
+            continue; // not a position (ADR 1)
+        if (point == 0xA2)
+            leadOuts[d[0]] = lsn;
+        else if (point >= 1 && point <= 99)
+            trackSessions.append({point, d[0]});
+    }
+    QMap<int, qint32> ends;
+    for (const auto& [track, session] : trackSessions)
+        if (leadOuts.contains(session))
+            ends[track] = leadOuts[session];
+    return ends;
+}
 
 TocTrack::Kind kindOf(track_format_t format) {
     switch (format) {
@@ -158,17 +193,22 @@ std::optional<Toc> Disc::readToc() {
             return std::nullopt;
         toc.tracks.append(t);
     }
+    // A track ends where the next one starts or, the last of a session, at its lead-out.
     lsn_t lastSession = 0;
     if (m_drive.image || cdio_get_last_session(m_cd, &lastSession) != DRIVER_OP_SUCCESS)
         lastSession = 0;
+    const QMap<int, qint32> ends = lastSession > 0 ? sessionEnds(m_cd) : QMap<int, qint32>();
     for (int i = 0; i < toc.tracks.size(); ++i) {
         TocTrack& t = toc.tracks[i];
         const bool last = i + 1 == toc.tracks.size();
-        const qint32 end = last ? toc.leadout : toc.tracks[i + 1].start;
-        t.sectors = std::max(0, std::min(end, toc.leadout) - t.start);
-        if (!last && lastSession > 0 && t.audio() && !toc.tracks[i + 1].audio() &&
-            end >= lastSession && t.sectors > kSessionGapSectors)
-            t.sectors -= kSessionGapSectors;
+        qint32 end = std::min(last ? toc.leadout : toc.tracks[i + 1].start, toc.leadout);
+        const qint32 sessionEnd = ends.value(t.number - m_numberOffset, end);
+        if (sessionEnd > t.start && sessionEnd < end)
+            end = sessionEnd;
+        else if (ends.isEmpty() && !last && lastSession > 0 && t.start < lastSession &&
+                 end >= lastSession && end - t.start > kSessionGapSectors)
+            end -= kSessionGapSectors; // a drive without the full table: the second session
+        t.sectors = std::max(0, end - t.start);
         t.problem = problemOf(toc, i, m_drive, dataFile());
     }
     m_toc = toc;
@@ -177,9 +217,25 @@ std::optional<Toc> Disc::readToc() {
 
 Toc Disc::toc() {
     std::optional<Toc> toc = readToc();
-    if (!toc)
-        throw Error(QStringLiteral("There is no readable disc in %1").arg(m_drive.name()));
-    return *toc;
+    if (toc)
+        return *toc;
+    if (!m_drive.image) {
+        // Say why when the drive can tell: a blank disc has no table of contents yet.
+        unsigned char info[34] = {};
+        if (mmc_read_disc_information(m_cd, info, sizeof info, CDIO_MMC_READ_DISC_INFO_STANDARD,
+                                      0) == DRIVER_OP_SUCCESS &&
+            (info[2] & 3) == 0)
+            throw Error(QStringLiteral("The disc in %1 is blank: it holds no tracks to read")
+                            .arg(m_drive.name()));
+        cdio_mmc_request_sense_t* sense = nullptr;
+        const bool ready = mmc_test_unit_ready(m_cd, 0) == DRIVER_OP_SUCCESS;
+        const bool absent =
+            !ready && mmc_last_cmd_sense(m_cd, &sense) >= 13 && sense && sense->asc == 0x3A;
+        cdio_free(sense);
+        if (absent)
+            throw Error(QStringLiteral("There is no disc in %1").arg(m_drive.name()));
+    }
+    throw Error(QStringLiteral("There is no readable disc in %1").arg(m_drive.name()));
 }
 
 qint32 Disc::discType(int track) {

@@ -21,8 +21,10 @@ QString msfText(qint64 sectors);
 struct TocTrack {
     enum class Kind { Audio, Mode1, Mode2, CdI, Other };
     int number = 0;
-    qint32 start = 0;   // sector (LSN) of INDEX 01
-    qint32 sectors = 0; // up to the next track's INDEX 01, so its INDEX 00 gap counts here
+    qint32 start = 0; // sector (LSN) of INDEX 01
+    // Up to the next track's INDEX 01, so its INDEX 00 gap counts here; the last track of a
+    // session ends at that session's lead-out.
+    qint32 sectors = 0;
     Kind kind = Kind::Audio;
     // Why the track cannot be read, naming it: it lies wholly or partly past the end of the
     // disc or image, or holds no sectors. Its sectors are then those before the end, never

@@ -4,9 +4,11 @@
 #include "components/Error.h"
 
 #include <QFile>
+#include <QStringList>
 #include <algorithm>
 #include <atomic>
 #include <cdio/cdio.h>
+#include <cdio/memory.h>
 #include <cdio/mmc_ll_cmds.h>
 #include <cdio/paranoia/cdda.h>
 #include <cdio/paranoia/paranoia.h>
@@ -43,8 +45,15 @@ struct ReadState {
     std::atomic<bool> interrupted = false;
     // Drive reads answered, for anyone watching whether the reader still gets anywhere.
     std::atomic<quint64> answered = 0;
+    // Stretches without sound, first sector and one past the last (data tracks, the gaps
+    // between sessions): they read as silence, never from the drive, which may refuse them.
+    QList<std::pair<qint32, qint32>> holes;
     // Set during one paranoia read.
     bool gone = false;
+    // Sectors the drive reported it could not read (its sense data), and the stretch of the
+    // last failed read when it did not say.
+    QList<qint32> failed;
+    std::pair<qint32, qint32> failedRun{0, 0};
     int skips = 0;
     long reads = 0;
     bool abandoned = false;
@@ -57,6 +66,22 @@ struct ReadState {
 };
 
 thread_local ReadState* t_reading = nullptr;
+
+// Where a read failed: a drive names the sector in its sense data (MEDIUM ERROR with the
+// INFORMATION field valid); paranoia's own place is only where it was reading ahead from.
+void noteFailure(cdrom_drive_t* drive, ReadState& r, qint32 begin, long sectors) noexcept {
+    cdio_mmc_request_sense_t* sense = nullptr;
+    const int length = drive->p_cdio ? mmc_last_cmd_sense(drive->p_cdio, &sense) : 0;
+    if (length >= 7 && sense && sense->valid && (sense->sense_key == 3 || sense->sense_key == 4)) {
+        const qint32 lba =
+            qint32(quint32(sense->information[0]) << 24 | quint32(sense->information[1]) << 16 |
+                   quint32(sense->information[2]) << 8 | sense->information[3]);
+        if (lba >= begin && lba < begin + sectors && !r.failed.contains(lba))
+            r.failed.append(lba);
+    }
+    cdio_free(sense);
+    r.failedRun = {begin, qint32(begin + sectors)};
+}
 
 long readAudio(cdrom_drive_t* drive, void* buffer, lsn_t begin, long sectors) noexcept {
     ReadState* r = t_reading;
@@ -77,9 +102,37 @@ long readAudio(cdrom_drive_t* drive, void* buffer, lsn_t begin, long sectors) no
         errno = ENOMEDIUM;
         return -1;
     }
-    const long got = r->libraryRead(drive, buffer, begin, sectors);
-    r->answered.fetch_add(1, std::memory_order_relaxed);
-    return got;
+    long done = 0;
+    while (done < sectors) {
+        const qint32 at = qint32(begin + done);
+        qint32 stop = qint32(begin + sectors);
+        bool silent = false;
+        for (const auto& [from, to] : r->holes) {
+            if (at >= from && at < to) {
+                silent = true;
+                stop = std::min(stop, to);
+            } else if (from > at) {
+                stop = std::min(stop, from);
+            }
+        }
+        // Paranoia reads into no buffer to move the drive's head and push out its cache.
+        char* into =
+            buffer ? static_cast<char*>(buffer) + qint64(done) * CDIO_CD_FRAMESIZE_RAW : nullptr;
+        if (silent) {
+            if (into)
+                std::memset(into, 0, size_t(stop - at) * CDIO_CD_FRAMESIZE_RAW);
+            done += stop - at;
+            continue;
+        }
+        const long got = r->libraryRead(drive, into, at, stop - at);
+        r->answered.fetch_add(1, std::memory_order_relaxed);
+        if (got < stop - at) {
+            noteFailure(drive, *r, at, stop - at);
+            return done > 0 ? done + std::max(0L, got) : got;
+        }
+        done += got;
+    }
+    return done;
 }
 
 // A skip is paranoia giving up on a sector. It may then go round without reading anything,
@@ -103,9 +156,7 @@ struct DiscReader::Impl {
     qint32 end = 0;
     qint32 audioFirst = 0; // the disc's audio area, both ends included
     qint32 audioLast = -1;
-    // Data tracks, first sector and one past the last: inside the audio area (a mixed disc's
-    // tracks in any order) they hold no sound, and paranoia cannot read them as sound.
-    QList<std::pair<qint32, qint32>> dataTracks;
+    Toc toc;
     qint64 nextFrame = 0;
     qint64 endFrame = 0;
 
@@ -129,6 +180,7 @@ struct DiscReader::Impl {
     void open(const Toc& toc);
     void loadSector(qint32 sector);
     [[noreturn]] void failRead(qint32 sector);
+    QString positionText(qint32 from, qint32 to) const;
 };
 
 // Paranoia's own words, from its message buffer, which is freed.
@@ -141,7 +193,7 @@ QString paranoiaText(char* messages) {
 bool DiscReader::Impl::holdsSound(qint32 sector) const {
     if (sector < audioFirst || sector > audioLast)
         return false;
-    for (const auto& [from, to] : dataTracks) {
+    for (const auto& [from, to] : state.holes) {
         if (sector >= from && sector < to)
             return false;
     }
@@ -152,9 +204,16 @@ void DiscReader::Impl::open(const Toc& toc) {
     const Drive& drive = disc->drive();
     nextFrame = qint64(first) * kFramesPerSector + options.offsetFrames;
     endFrame = qint64(end) * kFramesPerSector + options.offsetFrames;
-    for (const TocTrack& t : toc.tracks) {
+    this->toc = toc;
+    // Data tracks hold no sound (a mixed disc has them anywhere), nor does what lies between a
+    // session's last track and the next session's first.
+    for (int i = 0; i < toc.tracks.size(); ++i) {
+        const TocTrack& t = toc.tracks[i];
+        const qint32 next = i + 1 < toc.tracks.size() ? toc.tracks[i + 1].start : toc.leadout;
         if (!t.audio())
-            dataTracks.append({t.start, t.start + t.sectors});
+            state.holes.append({t.start, t.start + t.sectors});
+        else if (t.start + t.sectors < next)
+            state.holes.append({t.start + t.sectors, next});
     }
     char* identifying = nullptr;
     cdda = cdio_cddap_identify_cdio(disc->handle(), CDDA_MESSAGE_LOGIT, &identifying);
@@ -206,6 +265,8 @@ void DiscReader::Impl::loadSector(qint32 sector) {
     state.skips = 0;
     state.reads = 0;
     state.abandoned = false;
+    state.failed.clear();
+    state.failedRun = {0, 0};
     t_reading = &state;
     if (!options.paranoia) {
         // Plain reads: paranoia's own unverified mode retries a failing read for ever.
@@ -246,10 +307,48 @@ void DiscReader::Impl::failRead(qint32 sector) {
     if (mmc_test_unit_ready(disc->handle(), 0) != DRIVER_OP_SUCCESS)
         throw Error(QStringLiteral("The disc was taken out of %1 while %2 was being read")
                         .arg(drive.name(), part));
-    throw Error(QStringLiteral("Sector %1 of %2 cannot be read reliably; the disc may be "
-                               "scratched or dirty")
-                    .arg(sector)
-                    .arg(what()));
+    QString subject = what();
+    subject[0] = subject[0].toUpper();
+    if (!state.failed.isEmpty()) {
+        std::sort(state.failed.begin(), state.failed.end());
+        QStringList runs;
+        for (qsizetype i = 0; i < state.failed.size();) {
+            qsizetype j = i;
+            while (j + 1 < state.failed.size() && state.failed[j + 1] == state.failed[j] + 1)
+                ++j;
+            runs << positionText(state.failed[i], state.failed[j]);
+            i = j + 1;
+        }
+        throw Error(QStringLiteral("%1 cannot be read reliably: the drive cannot read %2; the "
+                                   "disc may be scratched or dirty")
+                        .arg(subject, runs.join(QStringLiteral(", "))));
+    }
+    if (state.failedRun.second > state.failedRun.first)
+        throw Error(
+            QStringLiteral("%1 cannot be read reliably: the drive cannot read some of "
+                           "%2; the disc may be scratched or dirty")
+                .arg(subject, positionText(state.failedRun.first, state.failedRun.second - 1)));
+    throw Error(QStringLiteral("%1 cannot be read reliably: its audio at %2 never reads the same "
+                               "twice; the disc may be scratched or dirty")
+                    .arg(subject, positionText(sector, sector)));
+}
+
+// "00:01:25 into track 2 (sector 250 of the disc)", or a stretch from one sector to another.
+QString DiscReader::Impl::positionText(qint32 from, qint32 to) const {
+    const QString sectors = from == to ? QStringLiteral("sector %1").arg(from)
+                                       : QStringLiteral("sectors %1 to %2").arg(from).arg(to);
+    for (const TocTrack& t : toc.tracks) {
+        if (from < t.start || from >= t.start + t.sectors)
+            continue;
+        const QString time =
+            from == to ? msfText(from - t.start)
+                       : msfText(from - t.start) + QStringLiteral(" to ") + msfText(to - t.start);
+        return QStringLiteral("%1 into track %2 (%3 of the disc)")
+            .arg(time)
+            .arg(t.number)
+            .arg(sectors);
+    }
+    return sectors + QStringLiteral(" of the disc");
 }
 
 DiscReader::DiscReader(std::unique_ptr<Impl> impl) : d(std::move(impl)) {}

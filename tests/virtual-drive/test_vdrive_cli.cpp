@@ -134,7 +134,8 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("left"); // the files that stay
         QTest::newRow("unreadable sector")
             << "bad=300-300"
-            << "track 2 failed: Sector" << QStringList{"Track01.wav", "Track03.wav"};
+            << "track 2 failed: Track 2 of drive 100:0:0 (/dev/sr7) cannot be read reliably"
+            << QStringList{"Track01.wav", "Track03.wav"};
         QTest::newRow("disc taken out")
             << "remove=120,cache=0"
             << "The disc was taken out of drive 100:0:0 (/dev/sr7)" << QStringList();
