@@ -1,6 +1,7 @@
 #include "backends/cdio/DriveTools.h"
 
 #include "backends/cdio/Disc.h"
+#include "backends/media/OffTheWindow.h"
 #include "components/Error.h"
 
 namespace cdio {
@@ -42,28 +43,33 @@ void DriveTools::SelectDrive(qint32 address) {
     m_drives->drive(address);
 }
 
+// A drive may take seconds to spin its disc up: what asks it runs off the window's thread.
 qint32 DriveTools::ReadTrackCount(qint32 address) {
-    Disc disc(m_drives->drive(address));
-    const std::optional<Toc> toc = disc.readToc();
+    const Drive drive = m_drives->drive(address); // a copy: the table may change meanwhile
+    const std::optional<Toc> toc = offTheWindow([&] { return Disc(drive).readToc(); });
     m_trackCount = toc ? qint32(toc->tracks.size()) : 0;
     return m_trackCount;
 }
 
 void DriveTools::ReadDiscInfo(qint32 address, qint32 track) {
-    Disc disc(m_drives->drive(address));
-    const std::optional<Toc> toc = disc.readToc();
-    m_trackCount = toc ? qint32(toc->tracks.size()) : 0;
-    m_discType = disc.discType(track);
+    const Drive drive = m_drives->drive(address); // a copy: the table may change meanwhile
+    offTheWindow([&] {
+        Disc disc(drive);
+        const std::optional<Toc> toc = disc.readToc();
+        m_trackCount = toc ? qint32(toc->tracks.size()) : 0;
+        m_discType = disc.discType(track);
+    });
 }
 
 void DriveTools::EjectDrive(qint32 address) {
-    const Drive& drive = m_drives->drive(address);
+    const Drive drive = m_drives->drive(address); // a copy: the table may change meanwhile
     if (!drive.image)
-        Disc(drive).eject();
+        offTheWindow([&] { Disc(drive).eject(); });
 }
 
 qint32 DriveTools::DiscState(qint32 address) {
-    return Disc(m_drives->drive(address)).discState();
+    const Drive drive = m_drives->drive(address); // a copy: the table may change meanwhile
+    return offTheWindow([&] { return Disc(drive).discState(); });
 }
 
 void DriveTools::setSectors(qint32 current, qint32 total) {
