@@ -13,6 +13,7 @@
 #include <climits>
 #include <cstring>
 #include <sys/stat.h>
+#include <vector>
 
 namespace cdio {
 namespace {
@@ -41,6 +42,7 @@ struct ReadState {
     // Set during one paranoia read.
     bool gone = false;
     int skips = 0;
+    ParanoiaStats* statistics = nullptr;
 
     bool imageIntact() const {
         struct stat now {};
@@ -62,9 +64,13 @@ long readAudio(cdrom_drive_t* drive, void* buffer, lsn_t begin, long sectors) no
     return r->libraryRead(drive, buffer, begin, sectors);
 }
 
-void paranoiaEvent(long, paranoia_cb_mode_t mode) noexcept {
-    if (mode == PARANOIA_CB_SKIP && t_reading)
+void paranoiaEvent(long position, paranoia_cb_mode_t mode) noexcept {
+    if (!t_reading)
+        return;
+    if (mode == PARANOIA_CB_SKIP)
         ++t_reading->skips;
+    if (t_reading->statistics)
+        t_reading->statistics->take(position, mode);
 }
 
 } // namespace
@@ -98,6 +104,7 @@ struct DiscReader::Impl {
     QString what() const { return part + QStringLiteral(" of ") + disc->drive().name(); }
     void open();
     void loadSector(qint32 sector);
+    bool discStillThere() const;
     [[noreturn]] void failRead(qint32 sector);
 };
 
@@ -117,6 +124,7 @@ void DiscReader::Impl::open() {
                         .arg(drive.name()));
     audioFirst = cdio_cddap_disc_firstsector(cdda);
     audioLast = cdio_cddap_disc_lastsector(cdda);
+    state.statistics = options.statistics.get();
     state.libraryRead = cdda->read_audio;
     cdda->read_audio = readAudio;
     if (options.paranoia) {
@@ -158,9 +166,19 @@ void DiscReader::Impl::loadSector(qint32 sector) {
     paranoiaNext = sector + 1;
     const int16_t* data = cdio_paranoia_read_limited(paranoia, paranoiaEvent, kRetries);
     t_reading = nullptr;
-    if (state.interrupted || state.gone || !data || state.skips > 0)
+    if (state.interrupted || state.gone || !data)
+        failRead(sector);
+    // A skip on a disc that is still there is damage the statistics report; one because the
+    // disc went away ends the read.
+    if (state.skips > 0 && (!options.keepSkipped || !discStillThere()))
         failRead(sector);
     std::memcpy(buffer, data, sizeof buffer);
+}
+
+bool DiscReader::Impl::discStillThere() const {
+    if (disc->drive().image)
+        return state.imageIntact();
+    return mmc_test_unit_ready(disc->handle(), 0) == DRIVER_OP_SUCCESS;
 }
 
 void DiscReader::Impl::failRead(qint32 sector) {
@@ -186,6 +204,8 @@ DiscReader::~DiscReader() = default;
 std::unique_ptr<DiscReader> DiscReader::track(const Drive& drive, int number, Options options) {
     auto disc = std::make_unique<Disc>(drive);
     const Toc toc = disc->toc();
+    if (number == 0)
+        return hiddenTrack(std::move(disc), toc, options);
     const TocTrack* t = toc.track(number);
     if (!t)
         throw Error(QStringLiteral("The disc in %1 has no track %2 (it has %3)")
@@ -207,6 +227,25 @@ std::unique_ptr<DiscReader> DiscReader::track(const Drive& drive, int number, Op
     return std::unique_ptr<DiscReader>(new DiscReader(std::move(impl)));
 }
 
+std::unique_ptr<DiscReader> DiscReader::hiddenTrack(std::unique_ptr<Disc> disc, const Toc& toc,
+                                                    Options options) {
+    const TocTrack* first = toc.tracks.isEmpty() ? nullptr : &toc.tracks.first();
+    if (!first || !first->audio() || first->start <= 0)
+        throw Error(QStringLiteral("The disc in %1 has no track 0 (no audio is hidden before its "
+                                   "first track)")
+                        .arg(disc->drive().name()));
+    auto impl = std::make_unique<Impl>();
+    impl->disc = std::move(disc);
+    impl->part = QStringLiteral("the hidden track before track %1").arg(first->number);
+    impl->options = options;
+    impl->first = 0;
+    impl->end = first->start;
+    impl->open();
+    // Paranoia's audio area starts at the first track; the gap before it is audio too.
+    impl->audioFirst = 0;
+    return std::unique_ptr<DiscReader>(new DiscReader(std::move(impl)));
+}
+
 std::unique_ptr<DiscReader> DiscReader::sectors(const Drive& drive, qint32 first, qint32 end,
                                                 Options options) {
     auto impl = std::make_unique<Impl>();
@@ -218,6 +257,23 @@ std::unique_ptr<DiscReader> DiscReader::sectors(const Drive& drive, qint32 first
     impl->end = std::max(first, end);
     impl->open();
     return std::unique_ptr<DiscReader>(new DiscReader(std::move(impl)));
+}
+
+qint32 hiddenTrackSectors(const Drive& drive) {
+    Disc disc(drive);
+    const std::optional<Toc> toc = disc.readToc();
+    if (!toc || toc->tracks.isEmpty() || !toc->tracks.first().audio() ||
+        toc->tracks.first().start <= 0)
+        return 0;
+    DiscReader::Options plain;
+    plain.paranoia = false;
+    const std::unique_ptr<DiscReader> reader = DiscReader::track(drive, 0, plain);
+    std::vector<qint16> buffer(kFramesPerSector * 2 * 75);
+    for (qint64 n; (n = reader->read(buffer.data(), kFramesPerSector * 75)) > 0;) {
+        if (std::any_of(buffer.begin(), buffer.begin() + n * 2, [](qint16 s) { return s != 0; }))
+            return toc->tracks.first().start;
+    }
+    return 0;
 }
 
 PcmFormat DiscReader::format() const {
