@@ -1,6 +1,7 @@
 #include "backends/cdio/DriveTools.h"
 
 #include "backends/cdio/Disc.h"
+#include "backends/cdio/DiscReader.h"
 #include "components/Error.h"
 
 namespace cdio {
@@ -43,9 +44,20 @@ void DriveTools::SelectDrive(qint32 address) {
 }
 
 qint32 DriveTools::ReadTrackCount(qint32 address) {
-    Disc disc(m_drives->drive(address));
+    const Drive& drive = m_drives->drive(address);
+    Disc disc(drive);
     const std::optional<Toc> toc = disc.readToc();
     m_trackCount = toc ? qint32(toc->tracks.size()) : 0;
+    // The hidden track is read to tell sound from silence: once per disc.
+    const QString which =
+        toc ? QStringLiteral("%1|%2|%3").arg(drive.device).arg(toc->leadout).arg(m_trackCount)
+            : QString();
+    if (which != m_hiddenDisc) {
+        m_hiddenDisc = which;
+        m_hiddenSectors = 0;
+        if (toc && !toc->tracks.isEmpty() && toc->tracks.first().start > 0)
+            m_hiddenSectors = hiddenTrackSectors(drive);
+    }
     return m_trackCount;
 }
 
