@@ -111,7 +111,8 @@ int runRipCommand(const QStringList& arguments) {
         QStringLiteral("KBPS"), QStringLiteral("128"));
     const QCommandLineOption tracks(QStringLiteral("tracks"),
                                     QStringLiteral("Tracks to rip, such as 1,3-5 (default: every "
-                                                   "audio track)."),
+                                                   "audio track); 0 is the audio hidden before "
+                                                   "track 1."),
                                     QStringLiteral("LIST"));
     const QCommandLineOption offset(
         QStringLiteral("offset"),
