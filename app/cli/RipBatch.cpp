@@ -304,15 +304,15 @@ bool RipBatch::writeReports() {
         return true;
     const QStringList paths = ripReportPaths(*m_record, m_request);
     try {
-        cdio::writeTextFile(paths.first(), cdio::ripLogText(*m_record), m_request.overwrite);
+        cdio::writeFile(paths.first(), cdio::ripLogText(*m_record).toUtf8(), m_request.overwrite);
         say(stdout, QStringLiteral("Log %1").arg(paths.first()));
         const bool anyRipped = std::any_of(m_record->tracks.begin(), m_record->tracks.end(),
                                            [](const cdio::RippedTrack& t) { return t.ripped(); });
         for (int i = 0; anyRipped && i < m_request.formats.size(); ++i) {
-            cdio::writeTextFile(
-                paths[i + 1],
-                cdio::ripCueSheet(*m_record, m_request.formats[i], m_request.outputFolder),
-                m_request.overwrite);
+            cdio::writeFile(paths[i + 1],
+                            cdio::cueSheetBytes(cdio::ripCueSheet(*m_record, m_request.formats[i],
+                                                                  m_request.outputFolder)),
+                            m_request.overwrite);
             say(stdout, QStringLiteral("Cue sheet %1").arg(paths[i + 1]));
         }
     } catch (const Error& e) {

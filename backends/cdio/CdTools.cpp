@@ -267,9 +267,10 @@ void CdTools::writeReports() {
                                            [](const QString& p) { return QFileInfo::exists(p); });
             if (taken && n < 100)
                 continue;
-            writeTextFile(log, ripLogText(*job), false);
+            writeFile(log, ripLogText(*job).toUtf8(), false);
             for (int i = 0; i < cues.size(); ++i)
-                writeTextFile(cues[i], ripCueSheet(*job, job->formats[i], folder), false);
+                writeFile(cues[i], cueSheetBytes(ripCueSheet(*job, job->formats[i], folder)),
+                          false);
             Q_EMIT RipNote(QStringLiteral("Log written: ") + log);
             for (const QString& cue : cues)
                 Q_EMIT RipNote(QStringLiteral("Cue sheet written: ") + cue);

@@ -16,10 +16,11 @@ QString takeText(char* text) {
     return value;
 }
 
-// libcdio keeps CD-Text as it came: ISO 8859-1 for the languages a disc normally has.
+// libcdio hands CD-Text over in UTF-8, whatever the disc's character set (a CUE sheet's text it
+// takes as ISO 8859-1).
 QString cdText(cdtext_t* text, cdtext_field_t field, int track) {
     const char* value = text ? cdtext_get_const(text, field, track_t(track)) : nullptr;
-    return value ? QString::fromLatin1(value).trimmed() : QString();
+    return value ? QString::fromUtf8(value).trimmed() : QString();
 }
 
 // Drives answer "no catalogue number" with thirteen zeros.

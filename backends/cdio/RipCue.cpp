@@ -3,6 +3,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <algorithm>
 
 namespace cdio {
 namespace {
@@ -59,6 +60,12 @@ void addTrackLines(QString& sheet, const RipRecord& record, const TocTrack& t) {
 }
 
 } // namespace
+
+QByteArray cueSheetBytes(const QString& sheet) {
+    const bool latin1 =
+        std::all_of(sheet.begin(), sheet.end(), [](QChar c) { return c.unicode() < 0x100; });
+    return latin1 ? sheet.toLatin1() : sheet.toUtf8();
+}
 
 QString ripCueSheet(const RipRecord& record, const QString& format, const QString& folder) {
     const QDir dir(QFileInfo(folder).absoluteFilePath());

@@ -57,7 +57,7 @@ void addToc(QString& text, const RipRecord& record) {
                 .arg(msfText(record.toc.leadout));
 }
 
-void addTrack(QString& text, const RipRecord& record, const RippedTrack& track) {
+void addTrack(QString& text, const RippedTrack& track) {
     text += QStringLiteral("\n%1  %2\n").arg(trackName(track.number), track.title);
     for (const QString& file : track.files)
         text += line(QStringLiteral("  File"), file);
@@ -83,7 +83,6 @@ void addTrack(QString& text, const RipRecord& record, const RippedTrack& track) 
                  track.suspicious() ? QStringLiteral("SUSPICIOUS: paranoia could not read all "
                                                      "of it reliably; the file may hold clicks")
                                     : QStringLiteral("ok"));
-    Q_UNUSED(record);
 }
 
 } // namespace
@@ -145,7 +144,7 @@ QString ripLogText(const RipRecord& record) {
     int suspicious = 0;
     int differs = 0;
     for (const RippedTrack& track : record.tracks) {
-        addTrack(text, record, track);
+        addTrack(text, track);
         ripped += track.ripped() ? 1 : 0;
         suspicious += track.ripped() && track.suspicious() ? 1 : 0;
         if (track.verdict && track.verdict->kind == lookup::AccurateRipVerdict::Kind::Accurate)
@@ -177,9 +176,8 @@ QString ripReportName(const RipRecord& record) {
     return name.trimmed().left(200);
 }
 
-void writeTextFile(const QString& path, const QString& text, bool overwrite) {
+void writeFile(const QString& path, const QByteArray& bytes, bool overwrite) {
     OutputFile file(path, {overwrite, {}});
-    const QByteArray bytes = text.toUtf8();
     file.write(bytes.constData(), bytes.size());
     file.commit();
 }

@@ -62,13 +62,16 @@ QString ripLogText(const RipRecord& record);
 // INDEX 00 gap at the end of the file before it (where it was ripped), with CATALOG, ISRC,
 // FLAGS and the CD-Text, so that the files burn back as the same disc.
 QString ripCueSheet(const RipRecord& record, const QString& format, const QString& folder);
+// A cue sheet's bytes: ISO 8859-1, CD-Text's own character set and what libcdio and burners
+// read, when every character fits; UTF-8 otherwise.
+QByteArray cueSheetBytes(const QString& sheet);
 
 // The name the log and cue sheet go by: "Artist - Album", "Album", or "Audio CD <CDDB ID>",
 // with what a file name cannot hold replaced.
 QString ripReportName(const RipRecord& record);
 
-// Writes text as a file, whole or not at all (OutputFile); an existing file is replaced
+// Writes bytes as a file, whole or not at all (OutputFile); an existing file is replaced
 // only with overwrite. Raises Error (OutputExistsError when the name is taken).
-void writeTextFile(const QString& path, const QString& text, bool overwrite);
+void writeFile(const QString& path, const QByteArray& bytes, bool overwrite);
 
 } // namespace cdio

@@ -48,8 +48,7 @@ private Q_SLOTS:
         f.messageBox.chosen = chosen;
         f.log.clear();
         f.action("mnuoptcdlookup")->trigger();
-        QCOMPARE(f.log.matching("DiscLookup."),
-                 QStringList{"DiscLookup.LookUpTrackNames(65536)"});
+        QCOMPARE(f.log.matching("DiscLookup."), QStringList{"DiscLookup.LookUpTrackNames(65536)"});
         QVERIFY(!f.action("mnuoptcdlookup")->isEnabled());
         QCOMPARE(f.status().last(), QStringLiteral("Looking Up Track Names On MusicBrainz"));
         QTRY_COMPARE(f.status().last(), status);

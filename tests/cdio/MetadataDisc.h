@@ -39,6 +39,7 @@ inline MetadataDisc writeMetadataDisc(const QString& folder, const QString& name
                                   : QStringLiteral("GBAYE99000%1").arg(n, 2, 10, QChar(u'0')));
     }
     disc.titles[6] = QStringLiteral("Seven, with a Guest");
+    disc.titles[9] = QStringLiteral("Caf\u00e9 Ten"); // CD-Text is ISO 8859-1
     disc.image = writeImage(folder, name, tracks, 11,
                             QStringLiteral("CATALOG %1\nTITLE \"%2\"\nPERFORMER \"%3\"\n")
                                 .arg(disc.mcn, disc.album, disc.artist));
@@ -59,7 +60,7 @@ inline MetadataDisc writeMetadataDisc(const QString& folder, const QString& name
         sheet.replace(line, line + extra);
     }
     cue.open(QIODevice::WriteOnly | QIODevice::Truncate);
-    cue.write(sheet.toUtf8());
+    cue.write(sheet.toLatin1());
     return disc;
 }
 
@@ -107,7 +108,7 @@ inline QByteArray referenceAccurateRipEntry(const TestImage& image, int alter = 
 inline QString joinRipImage(const QString& ripCue, const QString& folder) {
     QFile in(ripCue);
     in.open(QIODevice::ReadOnly);
-    const QStringList lines = QString::fromUtf8(in.readAll()).split(u'\n');
+    const QStringList lines = QString::fromLatin1(in.readAll()).split(u'\n');
     const QString bin = QDir(folder).filePath(QStringLiteral("joined.bin"));
     QFile data(bin);
     data.open(QIODevice::WriteOnly);
@@ -143,6 +144,6 @@ inline QString joinRipImage(const QString& ripCue, const QString& folder) {
     const QString cue = QDir(folder).filePath(QStringLiteral("joined.cue"));
     QFile out(cue);
     out.open(QIODevice::WriteOnly);
-    out.write(sheet.toUtf8());
+    out.write(sheet.toLatin1());
     return cue;
 }

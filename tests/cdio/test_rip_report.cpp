@@ -23,8 +23,8 @@ namespace {
 
 QJsonObject tagsOf(const QString& path) {
     QProcess probe;
-    probe.start(QStringLiteral("ffprobe"), {"-v", "error", "-show_entries", "format_tags",
-                                            "-of", "json", path});
+    probe.start(QStringLiteral("ffprobe"),
+                {"-v", "error", "-show_entries", "format_tags", "-of", "json", path});
     probe.waitForFinished(30000);
     return QJsonDocument::fromJson(probe.readAllStandardOutput())
         .object()
@@ -47,9 +47,8 @@ struct Notes {
     explicit Notes(HarnTools& tools) {
         QObject::connect(&tools, &HarnTools::RipNote, &tools,
                          [this](const QString& line) { lines << line; });
-        QObject::connect(&tools, &HarnTools::RipProgress, &tools, [this](double percent) {
-            hundreds += percent == 100.0 ? 1 : 0;
-        });
+        QObject::connect(&tools, &HarnTools::RipProgress, &tools,
+                         [this](double percent) { hundreds += percent == 100.0 ? 1 : 0; });
         QObject::connect(&tools, &HarnTools::Failed, &tools,
                          [this](const QString& message) { failures << message; });
     }
@@ -78,8 +77,8 @@ private:
         for (const auto& [track, title] : tracks) {
             const int before = notes.hundreds;
             tools.setTrackTitle(title);
-            const QString path =
-                QDir(folder).filePath(QStringLiteral("Track%1.%2").arg(track, 2, 10, QChar(u'0')).arg(format));
+            const QString path = QDir(folder).filePath(
+                QStringLiteral("Track%1.%2").arg(track, 2, 10, QChar(u'0')).arg(format));
             if (format == QLatin1String("mp3"))
                 tools.RipTrackToMp3(kImageHost, path, track, 0);
             else
@@ -101,8 +100,8 @@ private Q_SLOTS:
     // libdiscid's own example: ten tracks, its MusicBrainz and freedb IDs.
     void discIds() {
         Toc toc;
-        const qint32 starts[] = {0, 18751, 39588, 59407, 79002, 99976, 124683, 147128, 166186,
-                                 182410};
+        const qint32 starts[] = {0,     18751,  39588,  59407,  79002,
+                                 99976, 124683, 147128, 166186, 182410};
         for (int i = 0; i < 10; ++i)
             toc.tracks.append({i + 1, starts[i], (i < 9 ? starts[i + 1] : 206385) - starts[i],
                                TocTrack::Kind::Audio});
@@ -182,6 +181,22 @@ private Q_SLOTS:
                  qPrintable(whole));
     }
 
+    // Cue sheets are read as ISO 8859-1 by libcdio and burners; UTF-8 only for what it cannot hold.
+    void cueSheetCharacterSet_data() {
+        QTest::addColumn<QString>("sheet");
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::newRow("ascii") << QStringLiteral("TITLE \"Ten\"") << QByteArray("TITLE \"Ten\"");
+        QTest::newRow("latin1") << QStringLiteral("TITLE \"Caf\u00e9\"")
+                                << QByteArray("TITLE \"Caf\xe9\"");
+        QTest::newRow("beyond") << QStringLiteral("TITLE \"Caf\u00e9 \u03a9\"")
+                                << QByteArray("TITLE \"Caf\xc3\xa9 \xce\xa9\"");
+    }
+    void cueSheetCharacterSet() {
+        QFETCH(QString, sheet);
+        QFETCH(QByteArray, bytes);
+        QCOMPARE(cueSheetBytes(sheet), bytes);
+    }
+
     // A window rip: tagged with the row's name and the disc's CD-Text, each track's verdict
     // noted, and at the job's end the log and cue sheet, never over an earlier one.
     void windowRipsTagVerifyAndLog() {
@@ -193,11 +208,11 @@ private Q_SLOTS:
         ripJob(tools, notes, folder, {{1, "Overture"}, {2, "Track02"}, {3, "Track03"}});
         QTRY_COMPARE(notes.lines.size(), 5);
         const QString name = QDir(folder).filePath(m_disc.artist + " - " + m_disc.album);
-        QCOMPARE(notes.lines, QStringList({"Track01 accurately ripped (confidence 9, v2)",
-                                           "Track02 differs",
-                                           "Track03 accurately ripped (confidence 9, v2)",
-                                           "Log written: " + name + ".log",
-                                           "Cue sheet written: " + name + ".cue"}));
+        QCOMPARE(
+            notes.lines,
+            QStringList({"Track01 accurately ripped (confidence 9, v2)", "Track02 differs",
+                         "Track03 accurately ripped (confidence 9, v2)",
+                         "Log written: " + name + ".log", "Cue sheet written: " + name + ".cue"}));
         const QJsonObject tags = tagsOf(QDir(folder).filePath("Track01.wav"));
         QCOMPARE(tags.value("title").toString(), QStringLiteral("Overture"));
         QCOMPARE(tags.value("artist").toString(), m_disc.artist);
@@ -206,8 +221,8 @@ private Q_SLOTS:
         QCOMPARE(tags.value("ISRC").toString(), m_disc.isrcs[0]);
         const QString log = readText(name + ".log");
         QVERIFY(log.contains("Track 01  Overture"));
-        QVERIFY(log.contains(QStringLiteral("%1").arg(referenceCrc32(m_disc.image.track(3)), 8, 16,
-                                                     QChar(u'0'))));
+        QVERIFY(log.contains(
+            QStringLiteral("%1").arg(referenceCrc32(m_disc.image.track(3)), 8, 16, QChar(u'0'))));
         QVERIFY(log.contains("3 of 3 track(s) ripped, 2 accurately, 1 differing"));
         QVERIFY(readText(name + ".cue").contains("FILE \"Track03.wav\" WAVE"));
         // A second job in the same folder: its own log beside the first.
@@ -228,12 +243,12 @@ private Q_SLOTS:
             first << QStringLiteral("First %1").arg(n);
             second << QStringLiteral("Second %1").arg(n);
         }
-        m_server.serve("/ws/2/discid/" + discId,
-                       {200,
-                        musicBrainzDiscAnswer(discId,
-                                              {{"rel-1", "One", "A", "1990", "GB", first},
-                                               {"rel-2", "Two", "B", "2000-01-01", "US", second}}),
-                        0});
+        m_server.serve(
+            "/ws/2/discid/" + discId,
+            {200,
+             musicBrainzDiscAnswer(discId, {{"rel-1", "One", "A", "1990", "GB", first},
+                                            {"rel-2", "Two", "B", "2000-01-01", "US", second}}),
+             0});
         auto chosen = std::make_shared<ChosenReleases>();
         TrackNameLookup lookup(m_table, chosen);
         QSignalSpy done(&lookup, &DiscLookup::LookUpDone);
