@@ -65,11 +65,15 @@ public:
         if (m_reader)
             m_reader->interrupt();
     }
+    quint64 activity() const override {
+        std::lock_guard lock(m_mutex);
+        return m_reader ? m_reader->activity() : 0;
+    }
 
 private:
     PcmFormat m_format;
     qint64 m_frames;
-    std::mutex m_mutex; // between the reading thread letting go and interrupt()
+    mutable std::mutex m_mutex; // between the reading thread letting go and the others
     std::unique_ptr<cdio::DiscReader> m_reader;
 };
 
@@ -181,8 +185,13 @@ void RipBatch::startTrack(Rip& rip) {
         connect(rip.job.get(), &MediaJob::finished, this, [this, &rip] { onEnded(rip, {}); });
         connect(rip.job.get(), &MediaJob::failed, this,
                 [this, &rip](const QString& message) { onEnded(rip, message); });
+        MediaJob::Options options;
+        options.stallSeconds = m_drive.image ? kFileStallSeconds : kDriveStallSeconds;
+        options.sourceName =
+            rip.track == 0 ? QStringLiteral("the hidden track of %1").arg(m_drive.name())
+                           : QStringLiteral("track %1 of %2").arg(rip.track).arg(m_drive.name());
         rip.job->start(std::make_unique<ReleasingSource>(std::move(source)),
-                       std::make_unique<FanOutSink>(std::move(sinks)));
+                       std::make_unique<FanOutSink>(std::move(sinks)), options);
         rip.state = Rip::State::Running;
         ++m_running;
         drawProgress();
@@ -222,8 +231,11 @@ void RipBatch::onEnded(Rip& rip, const QString& failure) {
     rip.state = failure.isEmpty() ? Rip::State::Ripped : Rip::State::Failed;
     rip.failure = failure;
     m_failed += failure.isEmpty() ? 0 : 1;
+    const bool stalled = !failure.isEmpty() && rip.job->stalled();
     // Not destroyed here: this runs inside the job's own signal.
     rip.job.release()->deleteLater();
+    if (stalled)
+        giveUp();
     if (m_interrupted) {
         reportInOrder();
         return;
@@ -322,6 +334,20 @@ bool RipBatch::writeReports() {
     return true;
 }
 
+// A drive that stopped delivering would stop each track the same way, each after the same
+// wait: the tracks not done are left, and the batch ends.
+void RipBatch::giveUp() {
+    for (const auto& rip : m_rips) {
+        if (rip->state == Rip::State::Running && rip->job->cancel()) {
+            rip->state = Rip::State::Cancelled;
+            --m_running;
+        } else if (rip->state == Rip::State::Waiting) {
+            rip->state = Rip::State::Cancelled;
+        }
+    }
+    m_nextToStart = m_rips.size();
+}
+
 void RipBatch::interrupt(int signalNumber) {
     if (m_ended || m_interrupted)
         return;
@@ -378,14 +404,21 @@ void RipBatch::end(int exitCode) {
                         .arg(m_suspicious.join(QStringLiteral(", "))));
     if (m_failed > 0) {
         QStringList names;
+        QStringList left;
         for (const auto& rip : m_rips) {
             if (rip->state == Rip::State::Failed)
                 names << QString::number(rip->track);
+            else if (rip->state == Rip::State::Cancelled)
+                left << QString::number(rip->track);
         }
         say(stderr, QStringLiteral("melvane-cli rip: %1 of %2 track(s) failed: %3")
                         .arg(m_failed)
                         .arg(m_rips.size())
                         .arg(names.join(QStringLiteral(", "))));
+        if (exitCode < 128 && !left.isEmpty())
+            say(stderr, QStringLiteral("melvane-cli rip: the drive stopped delivering, so track(s) "
+                                       "%1 were not ripped, and no file was left of them")
+                            .arg(left.join(QStringLiteral(", "))));
     }
     Q_EMIT finished(exitCode);
 }

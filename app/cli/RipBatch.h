@@ -70,6 +70,7 @@ private:
     void onProgress(Rip& rip, int percent);
     void onEnded(Rip& rip, const QString& failure);
     void reportInOrder();
+    void giveUp();
     void endInterrupted(int signalNumber);
     void end(int exitCode);
     void drawProgress();

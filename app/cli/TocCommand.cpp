@@ -9,6 +9,7 @@
 #include "backends/cdio/DiscReader.h"
 #include "components/Error.h"
 
+#include <QStringList>
 #include <cstdio>
 
 namespace {
@@ -55,19 +56,28 @@ QString metadataText(const cdio::Drive& drive, const cdio::Toc& toc,
     return text;
 }
 
-QString tocText(const cdio::Drive& drive, bool lookUp) {
+// The table, what the disc says of itself, and the reasons why tracks of it cannot be read.
+QString tocText(const cdio::Drive& drive, bool lookUp, QStringList* problems) {
     cdio::Disc disc(drive);
     const cdio::Toc toc = disc.toc();
     QString text =
         QStringLiteral("%1  (%2)\n").arg(driveDescription(drive), terminalText(drive.device));
     text += QStringLiteral("Track  Start     Length    Sectors  Size        Kind\n");
-    for (const cdio::TocTrack& t : toc.tracks)
+    for (const cdio::TocTrack& t : toc.tracks) {
+        if (!t.problem.isEmpty()) {
+            text += QStringLiteral("%1   %2  cannot be read (see below)\n")
+                        .arg(t.number, 5)
+                        .arg(cdio::msfText(t.start));
+            *problems << t.problem;
+            continue;
+        }
         text += QStringLiteral("%1   %2  %3  %4  %5  %6\n")
                     .arg(t.number, 5)
                     .arg(cdio::msfText(t.start), cdio::msfText(t.sectors))
                     .arg(t.sectors, 7)
                     .arg(megabytes(t.sectors), 10)
                     .arg(t.audio() ? QStringLiteral("audio") : QStringLiteral("data"));
+    }
     text += QStringLiteral("Disc length %1, %2 tracks, %3\n")
                 .arg(cdio::msfText(toc.lengthSectors()))
                 .arg(toc.tracks.size())
@@ -101,7 +111,8 @@ int runTocCommand(const QStringList& arguments) {
                 "  --lookup   also ask MusicBrainz for the releases this disc belongs to, with\n"
                 "             their track names (MELVANE_MUSICBRAINZ_URL sets the service's\n"
                 "             address, by default https://musicbrainz.org/ws/2/).\n"
-                "Exit status: 0 when the disc was read, 1 when it could not be, 2 for a usage\n"
+                "Exit status: 0 when the disc was read, 1 when it could not be or a track of\n"
+                "it cannot be read (such as one past the end of an image), 2 for a usage "
                 "error.\n")))
         return *code;
     if (rest.size() != 2) {
@@ -111,9 +122,15 @@ int runTocCommand(const QStringList& arguments) {
         return 2;
     }
     try {
-        std::fputs(tocText(driveFromArgument(rest[1]), lookUp).toLocal8Bit().constData(), stdout);
+        QStringList problems;
+        std::fputs(tocText(driveFromArgument(rest[1]), lookUp, &problems).toLocal8Bit().constData(),
+                   stdout);
         std::fflush(stdout);
-        return 0;
+        for (const QString& problem : problems)
+            std::fputs(
+                QStringLiteral("melvane-cli toc: %1\n").arg(problem).toLocal8Bit().constData(),
+                stderr);
+        return problems.isEmpty() ? 0 : 1;
     } catch (const Error& e) {
         std::fputs(QStringLiteral("melvane-cli toc: %1\n")
                        .arg(terminalText(e.message()))

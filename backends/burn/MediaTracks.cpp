@@ -11,12 +11,16 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <exception>
 #include <vector>
 
 namespace burning {
 
 namespace {
+
+// How often a writer waiting for an empty pipe looks whether the file still delivers.
+constexpr std::chrono::milliseconds kStallCheck{250};
 
 // The track's source as the job reads it. A decoder error also fails the pipe with its own
 // words at once, so the writer reports why the track broke, not only that it did; and the end
@@ -53,8 +57,9 @@ private:
 // user-interface thread; read() runs on the writer's thread.
 class MediaFeed final : public SectorFeed {
 public:
-    MediaFeed(const QString& path, qint64 sectors)
-        : m_path(path), m_sectors(sectors),
+    MediaFeed(SourceMaker makeSource, const QString& what, qint64 sectors, int stallSeconds)
+        : m_makeSource(std::move(makeSource)), m_path(what), m_sectors(sectors),
+          m_stallSeconds(stallSeconds),
           m_pipe(std::make_shared<PcmPipe>(PcmFormat::cdAudio(), MediaTrackOpener::kBufferFrames)),
           m_stopped(std::make_shared<std::atomic<bool>>(false)),
           m_job(std::make_unique<MediaJob>()) {}
@@ -68,8 +73,7 @@ public:
         // Nobody follows a feed's progress: one step keeps the job from posting any.
         options.progressSteps = 1;
         try {
-            auto file = std::make_unique<FileSource>(m_path, PcmFormat::cdAudio());
-            auto fitted = std::make_unique<SectorFitSource>(std::move(file), m_sectors);
+            auto fitted = std::make_unique<SectorFitSource>(m_makeSource(), m_sectors);
             m_job->start(std::make_unique<ReportingSource>(std::move(fitted), m_pipe, m_stopped),
                          std::make_unique<PipeSink>(m_pipe), options);
         } catch (const std::exception& e) {
@@ -81,17 +85,30 @@ public:
     }
 
     qint64 read(char* buffer, qint64 bytes) override {
+        using Clock = std::chrono::steady_clock;
         qint64 done = 0;
+        Clock::time_point lastData = Clock::now();
         while (done < bytes && !m_cancelled.load()) {
-            const qint64 got = m_pipe->read(buffer + done, bytes - done);
-            if (got == 0)
-                break;
+            const qint64 got = m_pipe->readWithin(buffer + done, bytes - done, kStallCheck);
             if (got < 0) {
                 if (m_cancelled.load() || m_pipe->isInterrupted())
                     return 0;
                 throw Error(m_pipe->failure());
             }
-            done += got;
+            if (got > 0 || !m_started.load()) {
+                done += got;
+                lastData = Clock::now();
+                continue;
+            }
+            if (m_pipe->atEnd())
+                break;
+            // The decoder keeps the pipe full far ahead of any writer: a pipe empty for this
+            // long means the file stopped delivering (a network share that went away).
+            if (Clock::now() - lastData >= std::chrono::seconds(m_stallSeconds))
+                throw Error(QStringLiteral("Reading %1 stopped: nothing came from it for %2 "
+                                           "seconds")
+                                .arg(m_path)
+                                .arg(m_stallSeconds));
         }
         return m_cancelled.load() ? 0 : done;
     }
@@ -116,8 +133,10 @@ public:
     }
 
 private:
+    const SourceMaker m_makeSource;
     const QString m_path;
     const qint64 m_sectors;
+    const int m_stallSeconds;
     std::shared_ptr<PcmPipe> m_pipe;
     std::shared_ptr<std::atomic<bool>> m_stopped;
     std::unique_ptr<MediaJob> m_job;
@@ -151,7 +170,13 @@ TrackInfo MediaTrackOpener::probe(const QString& path) {
 std::unique_ptr<SectorFeed> MediaTrackOpener::open(const QString& path, qint64 sectors) {
     if (sectors <= 0)
         throw Error(QStringLiteral("%1 holds no audio to burn.").arg(path));
-    return std::make_unique<MediaFeed>(path, sectors);
+    return openFeed([path] { return std::make_unique<FileSource>(path, PcmFormat::cdAudio()); },
+                    path, sectors, kFileStallSeconds);
+}
+
+std::unique_ptr<SectorFeed> openFeed(SourceMaker makeSource, const QString& what, qint64 sectors,
+                                     int stallSeconds) {
+    return std::make_unique<MediaFeed>(std::move(makeSource), what, sectors, stallSeconds);
 }
 
 } // namespace burning

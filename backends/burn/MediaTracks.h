@@ -1,6 +1,9 @@
 #pragma once
 
 #include "backends/burn/SectorFeed.h"
+#include "backends/media/PcmSource.h"
+
+#include <functional>
 
 namespace burning {
 
@@ -18,5 +21,14 @@ public:
     TrackInfo probe(const QString& path) override;
     std::unique_ptr<SectorFeed> open(const QString& path, qint64 sectors) override;
 };
+
+// Makes a feed's source when the feed starts; raises Error when it cannot.
+using SourceMaker = std::function<std::unique_ptr<PcmSource>()>;
+
+// What open() gives for a file, for any source of CD audio: exactly `sectors` sectors of it,
+// cut or padded with silence. A read that gets nothing for stallSeconds while the source
+// should be delivering raises Error naming `what`: the writer never waits for ever.
+std::unique_ptr<SectorFeed> openFeed(SourceMaker makeSource, const QString& what, qint64 sectors,
+                                     int stallSeconds);
 
 } // namespace burning

@@ -176,7 +176,8 @@ void CdTools::rip(qint32 address, const QString& path, qint32 track, OutputCodec
         job.bitrateKbps = int(options.bitRate / 1000);
     m_runner.start(std::move(reader), std::make_unique<FanOutSink>(std::move(sinks)),
                    track == 0 ? QStringLiteral("the hidden track of %1").arg(drive.name())
-                              : QStringLiteral("track %1 of %2").arg(track).arg(drive.name()));
+                              : QStringLiteral("track %1 of %2").arg(track).arg(drive.name()),
+                   drive.image ? kFileStallSeconds : kDriveStallSeconds);
     setSectors(0, sectors);
 }
 

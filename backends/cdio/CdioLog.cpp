@@ -1,19 +1,27 @@
 #include "backends/cdio/CdioLog.h"
 
+#include <QStringList>
 #include <cdio/logging.h>
+#include <deque>
 #include <mutex>
 #include <string>
 
 namespace cdio {
 namespace {
 
-thread_local std::string t_lastMessage;
+// A refusal takes one or two messages ("… line 3 after word TRACK:", "Expecting a track
+// number, got X"); a few more keep what led up to it.
+constexpr size_t kMessagesKept = 4;
+
+thread_local std::deque<std::string> t_messages;
 
 void keepMessage(cdio_log_level_t level, const char message[]) noexcept {
-    if (level < CDIO_LOG_WARN || !message)
+    if (level < CDIO_LOG_INFO || !message)
         return;
     try {
-        t_lastMessage = message;
+        t_messages.emplace_back(message);
+        if (t_messages.size() > kMessagesKept)
+            t_messages.pop_front();
     } catch (...) {
         // Out of memory while keeping a log line: the line is lost, nothing else.
     }
@@ -23,13 +31,22 @@ void keepMessage(cdio_log_level_t level, const char message[]) noexcept {
 
 void installLogHandler() {
     static std::once_flag once;
-    std::call_once(once, [] { cdio_log_set_handler(keepMessage); });
+    std::call_once(once, [] {
+        cdio_log_set_handler(keepMessage);
+        // libcdio drops notes before they reach the handler unless asked for them.
+        cdio_loglevel_default = CDIO_LOG_INFO;
+    });
 }
 
-QString takeLogMessage() {
-    QString message = QString::fromLocal8Bit(t_lastMessage.c_str()).trimmed();
-    t_lastMessage.clear();
-    return message;
+QString takeLogMessages() {
+    QStringList parts;
+    for (const std::string& message : t_messages) {
+        const QString text = QString::fromLocal8Bit(message).simplified();
+        if (!text.isEmpty())
+            parts << text;
+    }
+    t_messages.clear();
+    return parts.join(u' ');
 }
 
 } // namespace cdio

@@ -9,7 +9,9 @@ namespace cdio {
 // its work only once.
 void installLogHandler();
 
-// The last warning or error libcdio logged on this thread, and forgets it; empty when none.
-QString takeLogMessage();
+// What libcdio logged on this thread since the last call, its last few messages joined into
+// one text, and forgets them; empty when none. Notes count too: libcdio's CUE reader gives the
+// reason for refusing a sheet only as a note.
+QString takeLogMessages();
 
 } // namespace cdio

@@ -4,6 +4,8 @@
 #include "backends/cdio/CueSheet.h"
 #include "components/Error.h"
 
+#include <QFile>
+#include <algorithm>
 #include <cdio/cdio.h>
 #include <cdio/mmc_ll_cmds.h>
 
@@ -46,8 +48,36 @@ qint32 typeOf(TocTrack::Kind kind) {
 }
 
 QString reason(const QString& fallback) {
-    const QString logged = takeLogMessage();
+    const QString logged = takeLogMessages();
     return logged.isEmpty() ? fallback : logged;
+}
+
+// What keeps track i of a table of contents from being read; empty when nothing does.
+QString problemOf(const Toc& toc, int i, const Drive& drive, const QString& dataFile) {
+    const TocTrack& t = toc.tracks[i];
+    const bool last = i + 1 == toc.tracks.size();
+    const qint32 end = last ? toc.leadout : toc.tracks[i + 1].start;
+    const QString where =
+        drive.image
+            ? QStringLiteral("the image %1: its data file %2 ends at %3")
+                  .arg(drive.device, dataFile, msfText(toc.leadout))
+            : QStringLiteral("the disc in %1, at %2").arg(drive.name(), msfText(toc.leadout));
+    if (t.start >= toc.leadout)
+        return QStringLiteral("Track %1 starts at %2, after the end of %3")
+            .arg(t.number)
+            .arg(msfText(t.start), where);
+    if (end > toc.leadout)
+        return QStringLiteral("Track %1 runs to %2, past the end of %3")
+            .arg(t.number)
+            .arg(msfText(end), where);
+    if (end <= t.start)
+        return QStringLiteral("Track %1 of %2 holds no sectors: track %3 starts at %4, where it "
+                              "starts")
+            .arg(t.number)
+            .arg(drive.name())
+            .arg(toc.tracks[i + 1].number)
+            .arg(msfText(end));
+    return {};
 }
 
 } // namespace
@@ -69,7 +99,7 @@ const TocTrack* Toc::track(int number) const {
 }
 
 qint32 Toc::lengthSectors() const {
-    return tracks.isEmpty() ? 0 : leadout - tracks.first().start;
+    return tracks.isEmpty() ? 0 : std::max(0, leadout - tracks.first().start);
 }
 
 int Toc::audioTrackCount() const {
@@ -81,23 +111,31 @@ int Toc::audioTrackCount() const {
 
 Disc::Disc(const Drive& drive) : m_drive(drive) {
     installLogHandler();
-    takeLogMessage();
+    takeLogMessages();
     if (drive.image) {
-        const QString problem = cueSheetProblem(drive.device);
-        if (!problem.isEmpty())
-            throw Error(problem);
-        m_cd = cdio_open(drive.device.toLocal8Bit().constData(), DRIVER_BINCUE);
-    } else {
-        m_cd = cdio_open(drive.device.toLocal8Bit().constData(), DRIVER_DEVICE);
+        m_sheet = std::make_unique<CueSheet>(drive.device);
+        m_numberOffset = m_sheet->firstTrack() - 1;
+        m_cd = cdio_open(m_sheet->copyPath().constData(), DRIVER_BINCUE);
+        if (!m_cd)
+            throw Error(QStringLiteral("Cannot open %1: libcdio refuses it: %2")
+                            .arg(drive.name(),
+                                 m_sheet->explain(reason(QStringLiteral("it gives no reason")))));
+        return;
     }
+    m_cd = cdio_open(QFile::encodeName(drive.device).constData(), DRIVER_DEVICE);
     if (!m_cd)
         throw Error(QStringLiteral("Cannot open %1: %2")
-                        .arg(drive.name(), reason(QStringLiteral("libcdio cannot read it"))));
+                        .arg(drive.name(), reason(QStringLiteral(
+                                               "it is not a CD drive, or it cannot be opened"))));
 }
 
 Disc::~Disc() {
     if (m_cd)
         cdio_destroy(m_cd);
+}
+
+QString Disc::dataFile() const {
+    return m_sheet ? m_sheet->dataFile() : QString();
 }
 
 std::optional<Toc> Disc::readToc() {
@@ -113,7 +151,7 @@ std::optional<Toc> Disc::readToc() {
         return std::nullopt;
     for (int n = first; n < first + count; ++n) {
         TocTrack t;
-        t.number = n;
+        t.number = n + m_numberOffset;
         t.start = cdio_get_track_lsn(m_cd, track_t(n));
         t.kind = kindOf(cdio_get_track_format(m_cd, track_t(n)));
         if (t.start == CDIO_INVALID_LSN)
@@ -127,10 +165,11 @@ std::optional<Toc> Disc::readToc() {
         TocTrack& t = toc.tracks[i];
         const bool last = i + 1 == toc.tracks.size();
         const qint32 end = last ? toc.leadout : toc.tracks[i + 1].start;
-        t.sectors = end - t.start;
+        t.sectors = std::max(0, std::min(end, toc.leadout) - t.start);
         if (!last && lastSession > 0 && t.audio() && !toc.tracks[i + 1].audio() &&
             end >= lastSession && t.sectors > kSessionGapSectors)
             t.sectors -= kSessionGapSectors;
+        t.problem = problemOf(toc, i, m_drive, dataFile());
     }
     m_toc = toc;
     return m_toc;
@@ -185,7 +224,7 @@ qint32 Disc::discState() {
 void Disc::eject() {
     if (m_drive.image)
         return;
-    takeLogMessage();
+    takeLogMessages();
     const driver_return_code_t rc = cdio_eject_media(&m_cd);
     if (rc != DRIVER_OP_SUCCESS)
         throw Error(

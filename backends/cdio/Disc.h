@@ -3,11 +3,14 @@
 #include "backends/cdio/DriveTable.h"
 
 #include <QList>
+#include <memory>
 #include <optional>
 
 typedef struct _CdIo CdIo_t;
 
 namespace cdio {
+
+class CueSheet;
 
 constexpr int kFramesPerSector = 588; // stereo samples in one 2352-byte sector
 constexpr int kSectorsPerSecond = 75;
@@ -21,6 +24,10 @@ struct TocTrack {
     qint32 start = 0;   // sector (LSN) of INDEX 01
     qint32 sectors = 0; // up to the next track's INDEX 01, so its INDEX 00 gap counts here
     Kind kind = Kind::Audio;
+    // Why the track cannot be read, naming it: it lies wholly or partly past the end of the
+    // disc or image, or holds no sectors. Its sectors are then those before the end, never
+    // fewer than none. Empty for a track that can be read.
+    QString problem;
 
     bool audio() const { return kind == Kind::Audio; }
 };
@@ -32,7 +39,7 @@ struct Toc {
 
     // The track with this number, nullptr when the disc has none.
     const TocTrack* track(int number) const;
-    // From the first track's start to the lead-out.
+    // From the first track's start to the lead-out; none when the first starts past it.
     qint32 lengthSectors() const;
     int audioTrackCount() const;
 };
@@ -49,6 +56,11 @@ public:
 
     const Drive& drive() const { return m_drive; }
     CdIo_t* handle() const { return m_cd; }
+    // An image's data file, as its sheet names it; empty for a drive.
+    QString dataFile() const;
+    // libcdio's number for track number of the table of contents: an image's sheet may
+    // start at another number than 1, libcdio counts its tracks from 1.
+    int libcdioTrack(int number) const { return number - m_numberOffset; }
 
     // The table of contents, read once; nothing when the drive holds no readable disc.
     std::optional<Toc> readToc();
@@ -62,6 +74,9 @@ public:
 
 private:
     Drive m_drive;
+    // An image's sheet, as libcdio reads it; its tracks are numbered from 1 there.
+    std::unique_ptr<CueSheet> m_sheet;
+    int m_numberOffset = 0;
     CdIo_t* m_cd = nullptr;
     std::optional<Toc> m_toc;
 };

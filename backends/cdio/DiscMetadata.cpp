@@ -31,7 +31,8 @@ QString meaningfulCode(QString code) {
 } // namespace
 
 QString readTrackIsrc(Disc& disc, int track) {
-    return meaningfulCode(takeText(cdio_get_track_isrc(disc.handle(), track_t(track))));
+    return meaningfulCode(
+        takeText(cdio_get_track_isrc(disc.handle(), track_t(disc.libcdioTrack(track)))));
 }
 
 DiscMetadata readDiscMetadata(Disc& disc, bool withIsrcs) {
@@ -47,20 +48,19 @@ DiscMetadata readDiscMetadata(Disc& disc, bool withIsrcs) {
     metadata.genre = cdText(text, CDTEXT_FIELD_GENRE, 0);
     metadata.mcn = meaningfulCode(takeText(cdio_get_mcn(cd)));
     for (const TocTrack& t : toc->tracks) {
+        const int n = disc.libcdioTrack(t.number);
         TrackMetadata track;
-        track.title = cdText(text, CDTEXT_FIELD_TITLE, t.number);
-        track.artist = cdText(text, CDTEXT_FIELD_PERFORMER, t.number);
-        track.songwriter = cdText(text, CDTEXT_FIELD_SONGWRITER, t.number);
-        track.isrc = cdText(text, CDTEXT_FIELD_ISRC, t.number);
+        track.title = cdText(text, CDTEXT_FIELD_TITLE, n);
+        track.artist = cdText(text, CDTEXT_FIELD_PERFORMER, n);
+        track.songwriter = cdText(text, CDTEXT_FIELD_SONGWRITER, n);
+        track.isrc = cdText(text, CDTEXT_FIELD_ISRC, n);
         if (withIsrcs && t.audio() && track.isrc.isEmpty())
             track.isrc = readTrackIsrc(disc, t.number);
-        track.preemphasis =
-            cdio_get_track_preemphasis(cd, track_t(t.number)) == CDIO_TRACK_FLAG_TRUE;
-        track.copyPermitted =
-            cdio_get_track_copy_permit(cd, track_t(t.number)) == CDIO_TRACK_FLAG_TRUE;
+        track.preemphasis = cdio_get_track_preemphasis(cd, track_t(n)) == CDIO_TRACK_FLAG_TRUE;
+        track.copyPermitted = cdio_get_track_copy_permit(cd, track_t(n)) == CDIO_TRACK_FLAG_TRUE;
         // libcdio answers for a track without INDEX 00 with anything; only a gap that lies
         // between the track before and this one is believed.
-        const lsn_t gap = cdio_get_track_pregap_lsn(cd, track_t(t.number));
+        const lsn_t gap = cdio_get_track_pregap_lsn(cd, track_t(n));
         const TocTrack* before = toc->track(t.number - 1);
         if (gap != CDIO_INVALID_LSN && gap >= 0 && gap < t.start &&
             (!before || gap > before->start))

@@ -1,15 +1,16 @@
 #include "backends/cdio/DiscReader.h"
 
-#include "backends/cdio/CueSheet.h"
 #include "backends/cdio/Disc.h"
 #include "components/Error.h"
 
+#include <QFile>
 #include <algorithm>
 #include <atomic>
 #include <cdio/cdio.h>
 #include <cdio/mmc_ll_cmds.h>
 #include <cdio/paranoia/cdda.h>
 #include <cdio/paranoia/paranoia.h>
+#include <cerrno>
 #include <climits>
 #include <cstring>
 #include <sys/stat.h>
@@ -23,6 +24,8 @@ constexpr int kRetries = 20;
 constexpr int kSectorSamples = kFramesPerSector * 2;
 // Sectors of paranoia's cache model for an image (see open()).
 constexpr int kImageCacheModelSectors = 100;
+// Drive reads for one sector, far beyond what paranoia's retries of a bad one take.
+constexpr long kMostReadsPerSector = 50000;
 
 qint32 sectorOf(qint64 frame) {
     return qint32(frame >= 0 ? frame / kFramesPerSector
@@ -39,9 +42,15 @@ struct ReadState {
     ino_t binInode = 0;
     off_t binSize = 0;
     std::atomic<bool> interrupted = false;
+    // Drive reads answered, for anyone watching whether the reader still gets anywhere.
+    std::atomic<quint64> answered = 0;
     // Set during one paranoia read.
     bool gone = false;
     int skips = 0;
+    long reads = 0;
+    bool abandoned = false;
+    // A skipped sector is kept as read, so paranoia goes on reading after it.
+    bool keepSkipped = false;
     ParanoiaStats* statistics = nullptr;
 
     bool imageIntact() const {
@@ -55,20 +64,42 @@ thread_local ReadState* t_reading = nullptr;
 
 long readAudio(cdrom_drive_t* drive, void* buffer, lsn_t begin, long sectors) noexcept {
     ReadState* r = t_reading;
-    if (!r || r->interrupted.load())
-        return -1;
-    if (!r->binPath.isEmpty() && !r->imageIntact()) {
-        r->gone = true;
+    if (!r || r->interrupted.load()) {
+        errno = ENOMEDIUM;
         return -1;
     }
-    return r->libraryRead(drive, buffer, begin, sectors);
+    // Paranoia gives up on a sector by skipping it, which fails the read unless skipped sectors
+    // are kept; and it can go round for ever when its idea of the audio area is wrong. Either
+    // way it is made to return at once: ENOMEDIUM is the one error it never retries.
+    if ((r->skips > 0 && !r->keepSkipped) || ++r->reads > kMostReadsPerSector) {
+        r->abandoned = true;
+        errno = ENOMEDIUM;
+        return -1;
+    }
+    if (!r->binPath.isEmpty() && !r->imageIntact()) {
+        r->gone = true;
+        errno = ENOMEDIUM;
+        return -1;
+    }
+    const long got = r->libraryRead(drive, buffer, begin, sectors);
+    r->answered.fetch_add(1, std::memory_order_relaxed);
+    return got;
 }
 
+// A skip is paranoia giving up on a sector. Unless skipped sectors are kept, it may then go
+// round without reading anything, when the sector lies outside what it takes for the audio
+// area: ENOMEDIUM makes it return as soon as a round ends with nothing read. A kept skip fills
+// the sector with what paranoia has, so its rounds end.
 void paranoiaEvent(long position, paranoia_cb_mode_t mode) noexcept {
     if (!t_reading)
         return;
-    if (mode == PARANOIA_CB_SKIP)
+    if (mode == PARANOIA_CB_SKIP) {
         ++t_reading->skips;
+        if (!t_reading->keepSkipped) {
+            t_reading->abandoned = true;
+            errno = ENOMEDIUM;
+        }
+    }
     if (t_reading->statistics)
         t_reading->statistics->take(position, mode);
 }
@@ -83,6 +114,9 @@ struct DiscReader::Impl {
     qint32 end = 0;
     qint32 audioFirst = 0; // the disc's audio area, both ends included
     qint32 audioLast = -1;
+    // Data tracks, first sector and one past the last: inside the audio area (a mixed disc's
+    // tracks in any order) they hold no sound, and paranoia cannot read them as sound.
+    QList<std::pair<qint32, qint32>> dataTracks;
     qint64 nextFrame = 0;
     qint64 endFrame = 0;
 
@@ -102,29 +136,61 @@ struct DiscReader::Impl {
     }
 
     QString what() const { return part + QStringLiteral(" of ") + disc->drive().name(); }
-    void open();
+    bool holdsSound(qint32 sector) const;
+    void open(const Toc& toc);
     void loadSector(qint32 sector);
     bool discStillThere() const;
     [[noreturn]] void failRead(qint32 sector);
 };
 
-void DiscReader::Impl::open() {
+// Paranoia's own words, from its message buffer, which is freed.
+QString paranoiaText(char* messages) {
+    const QString text = QString::fromLocal8Bit(messages).simplified();
+    cdio_cddap_free_messages(messages);
+    return text;
+}
+
+bool DiscReader::Impl::holdsSound(qint32 sector) const {
+    if (sector < audioFirst || sector > audioLast)
+        return false;
+    for (const auto& [from, to] : dataTracks) {
+        if (sector >= from && sector < to)
+            return false;
+    }
+    return true;
+}
+
+void DiscReader::Impl::open(const Toc& toc) {
     const Drive& drive = disc->drive();
     nextFrame = qint64(first) * kFramesPerSector + options.offsetFrames;
     endFrame = qint64(end) * kFramesPerSector + options.offsetFrames;
-    cdda = cdio_cddap_identify_cdio(disc->handle(), CDDA_MESSAGE_FORGETIT, nullptr);
+    for (const TocTrack& t : toc.tracks) {
+        if (!t.audio())
+            dataTracks.append({t.start, t.start + t.sectors});
+    }
+    char* identifying = nullptr;
+    cdda = cdio_cddap_identify_cdio(disc->handle(), CDDA_MESSAGE_LOGIT, &identifying);
+    const QString identified = paranoiaText(identifying);
     if (!cdda)
-        throw Error(QStringLiteral("Cannot read audio from %1").arg(drive.name()));
-    cdio_cddap_verbose_set(cdda, CDDA_MESSAGE_FORGETIT, CDDA_MESSAGE_FORGETIT);
+        throw Error(QStringLiteral("Cannot read audio from %1: %2")
+                        .arg(drive.name(), identified.isEmpty()
+                                               ? QStringLiteral("libcdio-paranoia refuses it")
+                                               : identified));
+    cdio_cddap_verbose_set(cdda, CDDA_MESSAGE_FORGETIT, CDDA_MESSAGE_LOGIT);
     // Paranoia guesses the byte order from the sound, which silence or noise can fool. Images
     // hold little-endian samples, and MMC drives deliver CD audio little-endian too.
     cdda->bigendianp = 0;
-    if (cdio_cddap_open(cdda) != 0)
-        throw Error(QStringLiteral("Cannot read audio from %1: it holds no audio tracks")
-                        .arg(drive.name()));
+    if (cdio_cddap_open(cdda) != 0) {
+        const QString why = paranoiaText(cdio_cddap_errors(cdda));
+        throw Error(QStringLiteral("Cannot read audio from %1: %2")
+                        .arg(drive.name(), why.isEmpty()
+                                               ? QStringLiteral("libcdio-paranoia cannot open it")
+                                               : why));
+    }
     audioFirst = cdio_cddap_disc_firstsector(cdda);
     audioLast = cdio_cddap_disc_lastsector(cdda);
     state.statistics = options.statistics.get();
+    state.keepSkipped = options.keepSkipped;
     state.libraryRead = cdda->read_audio;
     cdda->read_audio = readAudio;
     if (options.paranoia) {
@@ -136,7 +202,7 @@ void DiscReader::Impl::open() {
             cdio_paranoia_cachemodel_size(paranoia, kImageCacheModelSectors);
     }
     if (drive.image) {
-        state.binPath = binPathFor(drive.device).toLocal8Bit();
+        state.binPath = QFile::encodeName(disc->dataFile());
         struct stat info {};
         if (::stat(state.binPath.constData(), &info) != 0)
             throw Error(QStringLiteral("Cannot read %1: its data file is missing").arg(what()));
@@ -146,12 +212,14 @@ void DiscReader::Impl::open() {
 }
 
 void DiscReader::Impl::loadSector(qint32 sector) {
-    if (sector < audioFirst || sector > audioLast) {
+    if (!holdsSound(sector)) {
         std::fill(std::begin(buffer), std::end(buffer), qint16(0));
         return;
     }
     state.gone = false;
     state.skips = 0;
+    state.reads = 0;
+    state.abandoned = false;
     t_reading = &state;
     if (!options.paranoia) {
         // Plain reads: paranoia's own unverified mode retries a failing read for ever.
@@ -161,17 +229,21 @@ void DiscReader::Impl::loadSector(qint32 sector) {
             failRead(sector);
         return;
     }
-    if (paranoiaNext != sector)
-        cdio_paranoia_seek(paranoia, sector, SEEK_SET);
+    if (paranoiaNext != sector && cdio_paranoia_seek(paranoia, sector, SEEK_SET) < 0) {
+        t_reading = nullptr;
+        paranoiaNext = INT_MIN;
+        failRead(sector);
+    }
     paranoiaNext = sector + 1;
     const int16_t* data = cdio_paranoia_read_limited(paranoia, paranoiaEvent, kRetries);
     t_reading = nullptr;
-    if (state.interrupted || state.gone || !data)
-        failRead(sector);
     // A skip on a disc that is still there is damage the statistics report; one because the
     // disc went away ends the read.
-    if (state.skips > 0 && (!options.keepSkipped || !discStillThere()))
+    if (state.interrupted || state.gone || !data ||
+        (state.skips > 0 && (!options.keepSkipped || !discStillThere()))) {
+        paranoiaNext = INT_MIN; // paranoia's place is unknown after a failure
         failRead(sector);
+    }
     std::memcpy(buffer, data, sizeof buffer);
 }
 
@@ -188,7 +260,13 @@ void DiscReader::Impl::failRead(qint32 sector) {
     if (state.gone)
         throw Error(QStringLiteral("The image %1 was deleted or cut short while %2 was being read")
                         .arg(drive.device, part));
-    if (!drive.image && mmc_test_unit_ready(disc->handle(), 0) != DRIVER_OP_SUCCESS)
+    if (drive.image)
+        throw Error(QStringLiteral("Sector %1 of %2 cannot be read from its data file %3%4")
+                        .arg(sector)
+                        .arg(what(), disc->dataFile(),
+                             state.abandoned ? QStringLiteral(": libcdio-paranoia gave up on it")
+                                             : QString()));
+    if (mmc_test_unit_ready(disc->handle(), 0) != DRIVER_OP_SUCCESS)
         throw Error(QStringLiteral("The disc was taken out of %1 while %2 was being read")
                         .arg(drive.name(), part));
     throw Error(QStringLiteral("Sector %1 of %2 cannot be read reliably; the disc may be "
@@ -217,13 +295,15 @@ std::unique_ptr<DiscReader> DiscReader::track(const Drive& drive, int number, Op
                                    "as sound")
                         .arg(number)
                         .arg(drive.name()));
+    if (!t->problem.isEmpty())
+        throw Error(t->problem);
     auto impl = std::make_unique<Impl>();
     impl->disc = std::move(disc);
     impl->part = QStringLiteral("track %1").arg(number);
     impl->options = options;
     impl->first = t->start;
     impl->end = t->start + t->sectors;
-    impl->open();
+    impl->open(toc);
     return std::unique_ptr<DiscReader>(new DiscReader(std::move(impl)));
 }
 
@@ -234,13 +314,16 @@ std::unique_ptr<DiscReader> DiscReader::hiddenTrack(std::unique_ptr<Disc> disc, 
         throw Error(QStringLiteral("The disc in %1 has no track 0 (no audio is hidden before its "
                                    "first track)")
                         .arg(disc->drive().name()));
+    // A first track past the end of an image leaves no end to the gap before it.
+    if (first->start > toc.leadout)
+        throw Error(first->problem);
     auto impl = std::make_unique<Impl>();
     impl->disc = std::move(disc);
     impl->part = QStringLiteral("the hidden track before track %1").arg(first->number);
     impl->options = options;
     impl->first = 0;
     impl->end = first->start;
-    impl->open();
+    impl->open(toc);
     // Paranoia's audio area starts at the first track; the gap before it is audio too.
     impl->audioFirst = 0;
     return std::unique_ptr<DiscReader>(new DiscReader(std::move(impl)));
@@ -250,12 +333,12 @@ std::unique_ptr<DiscReader> DiscReader::sectors(const Drive& drive, qint32 first
                                                 Options options) {
     auto impl = std::make_unique<Impl>();
     impl->disc = std::make_unique<Disc>(drive);
-    impl->disc->toc();
+    const Toc toc = impl->disc->toc();
     impl->part = QStringLiteral("sectors %1 to %2").arg(first).arg(end - 1);
     impl->options = options;
     impl->first = first;
     impl->end = std::max(first, end);
-    impl->open();
+    impl->open(toc);
     return std::unique_ptr<DiscReader>(new DiscReader(std::move(impl)));
 }
 
@@ -263,7 +346,7 @@ qint32 hiddenTrackSectors(const Drive& drive) {
     Disc disc(drive);
     const std::optional<Toc> toc = disc.readToc();
     if (!toc || toc->tracks.isEmpty() || !toc->tracks.first().audio() ||
-        toc->tracks.first().start <= 0)
+        toc->tracks.first().start <= 0 || toc->tracks.first().start > toc->leadout)
         return 0;
     DiscReader::Options plain;
     plain.paranoia = false;
@@ -308,6 +391,10 @@ qint64 DiscReader::read(qint16* buffer, qint64 maxFrames) {
 
 void DiscReader::interrupt() {
     d->state.interrupted = true;
+}
+
+quint64 DiscReader::activity() const {
+    return d->state.answered.load(std::memory_order_relaxed);
 }
 
 qint32 DiscReader::currentSector() const {

@@ -56,6 +56,8 @@ public:
 
     // Ends a read in progress as soon as the drive answers, and every later one, with Error.
     void interrupt() override;
+    // Grows with every answer of the drive, also while paranoia re-reads a bad sector.
+    quint64 activity() const override;
     // Sectors delivered so far, and in all.
     qint32 currentSector() const;
     qint32 totalSectors() const;

@@ -42,6 +42,13 @@ void addToc(QString& text, const RipRecord& record) {
                     .arg(QStringLiteral("no"), -12)
                     .arg(QString());
     for (const TocTrack& t : record.toc.tracks) {
+        // No length or last sector for a track past the end: it has none that can be read.
+        if (!t.problem.isEmpty()) {
+            text += QStringLiteral("  %1  %2  cannot be read: %3\n")
+                        .arg(t.number, 5)
+                        .arg(msfText(t.start), t.problem);
+            continue;
+        }
         const TrackMetadata facts = record.metadata.track(t.number);
         text += QStringLiteral("  %1  %2  %3  %4  %5  %6  %7  %8\n")
                     .arg(t.number, 5)

@@ -55,6 +55,12 @@ public:
         m_changed.wait(lock, [&] { return !m_items.empty() || !isOpen(); });
         return take(item, lock);
     }
+    // Consumer: as pop(), but waits at most `wait`; Empty when nothing came in that time.
+    template <class Duration> Status popWithin(T& item, Duration wait) {
+        std::unique_lock lock(m_mutex);
+        m_changed.wait_for(lock, wait, [&] { return !m_items.empty() || !isOpen(); });
+        return take(item, lock);
+    }
     // Consumer: never waits; Empty when no item is there yet.
     Status tryPop(T& item) {
         std::unique_lock lock(m_mutex);

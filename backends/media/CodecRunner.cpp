@@ -40,7 +40,7 @@ void CodecRunner::start(const QString& input, const QString& output,
 }
 
 void CodecRunner::start(std::unique_ptr<PcmSource> source, std::unique_ptr<PcmSink> sink,
-                        const QString& what) {
+                        const QString& what, int stallSeconds) {
     checkIdle(what);
     // A job per file: one cancelled when already complete still delivers its 100 while the
     // next one runs.
@@ -62,6 +62,8 @@ void CodecRunner::start(std::unique_ptr<PcmSource> source, std::unique_ptr<PcmSi
     });
     MediaJob::Options jobOptions;
     jobOptions.progressSteps = m_resolution == Resolution::WholePercent ? 100 : 1000;
+    jobOptions.stallSeconds = stallSeconds;
+    jobOptions.sourceName = what;
     try {
         job->start(std::move(source), std::move(sink), jobOptions);
     } catch (...) {

@@ -33,9 +33,10 @@ public:
     // unwritable output folder raise Error before this returns; then starts.
     void start(const QString& input, const QString& output, const EncodedSink::Options& options);
     // The same with a source and an output the caller made (a CD track into its file); what
-    // names the source in messages.
+    // names the source in messages. A source that delivers nothing for stallSeconds ends the
+    // job with a message saying so.
     void start(std::unique_ptr<PcmSource> source, std::unique_ptr<PcmSink> sink,
-               const QString& what);
+               const QString& what, int stallSeconds = kFileStallSeconds);
     // Stops the running job: its output is removed and nothing more is reported, unless it was
     // complete already (see above). True when a job was stopped for good; false when there was
     // none, or when its 100 is still to come.

@@ -12,6 +12,10 @@ namespace ffmpeg {
 
 namespace {
 
+// No buffer of a decoder, demuxer or encoder of audio comes near this; a damaged header that
+// asks for more (a WAV's LIST chunk claiming 3 GB made the demuxer zero 1.6 GB) gets ENOMEM.
+constexpr size_t kLargestAllocation = size_t(128) << 20;
+
 thread_local QString t_lastLog;
 bool g_echo = false;
 
@@ -75,6 +79,7 @@ void initialise() {
         g_echo = qEnvironmentVariableIsSet("MELVANE_FFMPEG_LOG");
         av_log_set_level(g_echo ? AV_LOG_INFO : AV_LOG_ERROR);
         av_log_set_callback(logHandler);
+        av_max_alloc(kLargestAllocation);
     });
 }
 

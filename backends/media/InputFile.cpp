@@ -15,6 +15,9 @@ namespace media {
 
 namespace {
 
+// The highest rate of any audio format in use (DXD and studio PCM go up to 768 kHz).
+constexpr int kHighestSampleRate = 768000;
+
 quint32 le32(const char* p) {
     return quint32(quint8(p[0])) | quint32(quint8(p[1])) << 8 | quint32(quint8(p[2])) << 16 |
            quint32(quint8(p[3])) << 24;
@@ -36,7 +39,8 @@ qint64 announcedWavSize(QFile& file) {
     if (placeholder(riff))
         return -1;
     qint64 announced = qint64(riff) + 8;
-    for (qint64 pos = 12; pos + 8 <= announced;) {
+    // Chunks past the end of the file are not looked for: they are not there.
+    for (qint64 pos = 12; pos + 8 <= announced && pos + 8 <= file.size();) {
         char chunk[8];
         if (!file.seek(pos) || file.read(chunk, 8) != 8)
             break;
@@ -63,7 +67,8 @@ qint64 announcedAsfSize(QFile& file) {
     char head[30];
     if (file.read(head, 30) != 30 || std::memcmp(head, headerGuid, 16) != 0)
         return -1;
-    const quint64 headerEnd = le64(head + 16);
+    // Objects are looked for inside the file only, which also keeps the sum from wrapping.
+    const quint64 headerEnd = std::min(le64(head + 16), quint64(file.size()));
     quint64 pos = 30;
     while (pos + 24 <= headerEnd) {
         char object[24];
@@ -78,7 +83,7 @@ qint64 announcedAsfSize(QFile& file) {
             const quint64 size = le64(props + 16);
             return broadcast || size == 0 ? -1 : qint64(size);
         }
-        if (objectSize < 24)
+        if (objectSize < 24 || objectSize > headerEnd - pos)
             return -1;
         pos += objectSize;
     }
@@ -191,6 +196,13 @@ InputFile openInputFile(const QString& path, bool checkComplete,
     const AVCodecParameters* par = input.stream->codecpar;
     if (par->sample_rate <= 0 || par->ch_layout.nb_channels <= 0)
         throw Error(readError(path, notAudio + QStringLiteral(" (its audio format is unknown)")));
+    // A damaged header can claim any rate; resampling from gigahertz takes gigabytes.
+    if (par->sample_rate > kHighestSampleRate)
+        throw Error(readError(path, QStringLiteral("its header gives %1 Hz as the sample rate, "
+                                                   "more than any audio has (at most %2 Hz); "
+                                                   "the file is damaged")
+                                        .arg(par->sample_rate)
+                                        .arg(kHighestSampleRate)));
     // Other streams (cover art, video) are never read.
     for (unsigned i = 0; i < raw->nb_streams; ++i) {
         if (raw->streams[i] != input.stream)

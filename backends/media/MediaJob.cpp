@@ -18,10 +18,27 @@ namespace {
 // Pieces in flight between the reading and the writing thread: enough to even out their pace.
 constexpr size_t kPiecesAhead = 6;
 
+// How often the writing side looks whether a silent source still shows signs of life.
+constexpr std::chrono::milliseconds kStallCheck{250};
+
 // Pieces circulate between the two threads, so a long job allocates none after the first few.
 struct Piece {
     std::vector<qint16> samples;
     qint64 frames = 0;
+};
+
+// The reading thread's side: shared, so that a thread stuck in a read that never returns can
+// be left behind and still finds all it uses when it comes back.
+struct ReadAhead {
+    BoundedQueue<Piece> queue{kPiecesAhead};
+    BoundedQueue<Piece> spare{kPiecesAhead + 2};
+    std::unique_ptr<PcmSource> source;
+};
+
+// The source delivered nothing for longer than it may.
+class StalledError final : public Error {
+public:
+    using Error::Error;
 };
 
 QString formatMismatch(const PcmFormat& source, const PcmFormat& sink) {
@@ -121,7 +138,8 @@ struct MediaJob::Run : std::enable_shared_from_this<Run> {
     BoundedQueue<Piece>* queue = nullptr;
     // Read by the worker without the lock:
     std::atomic<bool> cancelled{false};
-    int lastStep = -1; // the worker's
+    int lastStep = -1;    // the worker's
+    bool stalled = false; // the worker's, read on the job's thread after the outcome
 
     // With the lock held: interrupt whatever may be waiting.
     void interrupt() {
@@ -177,9 +195,21 @@ struct MediaJob::Run : std::enable_shared_from_this<Run> {
     }
 
     void work(std::unique_ptr<PcmSource> source, std::unique_ptr<PcmSink> sink);
+    void readPieces(ReadAhead& ahead);
     void pumpDirect(PcmSource& source, PcmSink& sink);
-    void pumpAhead(BoundedQueue<Piece>& queue, BoundedQueue<Piece>& spare, PcmSink& sink,
-                   qint64 expected);
+    void pumpAhead(ReadAhead& ahead, PcmSink& sink);
+    // With the lock held: the failure goes out, unless the outcome is known already.
+    void postFailure(const QString& failure) {
+        if (settled || cancelled)
+            return;
+        settled = true;
+        post(
+            [failure, stalled = stalled](MediaJob* job) {
+                job->m_stalled = stalled;
+                Q_EMIT job->failed(failure);
+            },
+            true);
+    }
 };
 
 void MediaJob::Run::pumpDirect(PcmSource& source, PcmSink& sink) {
@@ -196,56 +226,77 @@ void MediaJob::Run::pumpDirect(PcmSource& source, PcmSink& sink) {
     }
 }
 
-void MediaJob::Run::pumpAhead(BoundedQueue<Piece>& queue, BoundedQueue<Piece>& spare, PcmSink& sink,
-                              qint64 expected) {
+void MediaJob::Run::pumpAhead(ReadAhead& ahead, PcmSink& sink) {
     using Status = BoundedQueue<Piece>::Status;
+    using Clock = std::chrono::steady_clock;
+    const qint64 expected = ahead.source->expectedFrames();
+    const std::chrono::seconds limit(std::max(0, options.stallSeconds));
+    quint64 activity = ahead.source->activity();
+    Clock::time_point lastSign = Clock::now();
     qint64 done = 0;
     Piece piece;
     for (;;) {
-        const Status status = queue.pop(piece);
+        const Status status =
+            limit.count() > 0 ? ahead.queue.popWithin(piece, kStallCheck) : ahead.queue.pop(piece);
+        if (status == Status::Empty) {
+            const quint64 now = ahead.source->activity();
+            if (now != activity) {
+                activity = now;
+                lastSign = Clock::now();
+            } else if (Clock::now() - lastSign >= limit) {
+                throw StalledError(
+                    QStringLiteral("Reading %1 stopped: nothing came from it for %2 seconds")
+                        .arg(options.sourceName.isEmpty() ? QStringLiteral("the source")
+                                                          : options.sourceName)
+                        .arg(limit.count()));
+            }
+            continue;
+        }
         if (status == Status::Failed)
-            throw Error(queue.failure());
+            throw Error(ahead.queue.failure());
         if (status != Status::Item || cancelled)
             return;
+        lastSign = Clock::now();
         sink.write(piece.samples.data(), piece.frames);
         done += piece.frames;
-        spare.tryPush(piece);
+        ahead.spare.tryPush(piece);
         reportProgress(done, expected);
     }
 }
 
-void MediaJob::Run::work(std::unique_ptr<PcmSource> source, std::unique_ptr<PcmSink> sink) {
-    BoundedQueue<Piece> queue(kPiecesAhead);
-    BoundedQueue<Piece> spare(kPiecesAhead + 2);
-    std::thread reader;
-    if (options.readAhead) {
-        reader = std::thread([this, &queue, &spare, &source] {
-            const size_t samples = size_t(options.pieceFrames * source->format().channels);
-            try {
-                while (!cancelled) {
-                    Piece piece;
-                    if (spare.tryPop(piece) != BoundedQueue<Piece>::Status::Item)
-                        piece.samples.resize(samples);
-                    piece.frames = source->read(piece.samples.data(), options.pieceFrames);
-                    if (piece.frames == 0)
-                        break;
-                    if (!queue.push(std::move(piece)))
-                        return;
-                }
-                queue.close();
-            } catch (...) {
-                queue.fail(currentExceptionText());
-            }
-        });
+void MediaJob::Run::readPieces(ReadAhead& ahead) {
+    const size_t samples = size_t(options.pieceFrames * ahead.source->format().channels);
+    try {
+        while (!cancelled) {
+            Piece piece;
+            if (ahead.spare.tryPop(piece) != BoundedQueue<Piece>::Status::Item)
+                piece.samples.resize(samples);
+            piece.frames = ahead.source->read(piece.samples.data(), options.pieceFrames);
+            if (piece.frames == 0)
+                break;
+            if (!ahead.queue.push(std::move(piece)))
+                return;
+        }
+        ahead.queue.close();
+    } catch (...) {
+        ahead.queue.fail(currentExceptionText());
     }
-    setParts(source.get(), sink.get(), &queue);
+}
+
+void MediaJob::Run::work(std::unique_ptr<PcmSource> source, std::unique_ptr<PcmSink> sink) {
+    auto ahead = std::make_shared<ReadAhead>();
+    ahead->source = std::move(source);
+    std::thread reader;
+    if (options.readAhead)
+        reader = std::thread([self = shared_from_this(), ahead] { self->readPieces(*ahead); });
+    setParts(ahead->source.get(), sink.get(), &ahead->queue);
 
     QString failure;
     try {
         if (options.readAhead)
-            pumpAhead(queue, spare, *sink, source->expectedFrames());
+            pumpAhead(*ahead, *sink);
         else
-            pumpDirect(*source, *sink);
+            pumpDirect(*ahead->source, *sink);
         if (!cancelled) {
             sink->finish();
             // The last moment a cancel counts: after the commit the file is in place.
@@ -256,25 +307,38 @@ void MediaJob::Run::work(std::unique_ptr<PcmSource> source, std::unique_ptr<PcmS
                 post([](MediaJob* job) { Q_EMIT job->finished(); }, true);
             }
         }
+    } catch (const StalledError& e) {
+        failure = e.message();
+        stalled = true;
     } catch (...) {
         failure = currentExceptionText();
     }
 
     // The sink goes first, so a failed or cancelled output is gone before anyone hears of it
     // and even while the reader is still stuck in a slow read.
-    setParts(source.get(), nullptr, &queue);
+    setParts(ahead->source.get(), nullptr, &ahead->queue);
     sink.reset();
-    queue.interrupt();
+    ahead->queue.interrupt();
+    if (stalled) {
+        // The reader may never come back from its read: the outcome goes out now, and the
+        // reader is left to end on its own, taking the source with it.
+        {
+            std::lock_guard lock(mutex);
+            ahead->source->interrupt();
+            postFailure(failure);
+        }
+        setParts(nullptr, nullptr, nullptr);
+        if (reader.joinable())
+            reader.detach();
+        return;
+    }
     if (reader.joinable())
         reader.join();
     setParts(nullptr, nullptr, nullptr);
-    source.reset();
+    ahead->source.reset();
 
     std::lock_guard lock(mutex);
-    if (!settled && !cancelled) {
-        settled = true;
-        post([failure](MediaJob* job) { Q_EMIT job->failed(failure); }, true);
-    }
+    postFailure(failure);
 }
 
 MediaJob::MediaJob(QObject* parent) : QObject(parent) {}
@@ -301,6 +365,7 @@ void MediaJob::start(std::unique_ptr<PcmSource> source, std::unique_ptr<PcmSink>
     if (!(source->format() == sink->format()))
         throw Error(formatMismatch(source->format(), sink->format()));
     auto run = std::make_shared<Run>();
+    m_stalled = false;
     run->options = options;
     run->options.pieceFrames = std::max<qint64>(1, options.pieceFrames);
     run->owner = this;

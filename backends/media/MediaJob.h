@@ -44,6 +44,14 @@ public:
         // work (decoding and encoding, reading a CD and encoding); a sink that only hands PCM
         // on (a player's pipe) does not need it.
         bool readAhead = true;
+        // With readAhead: how long the source may go without delivering a frame or showing
+        // activity() before the job fails with a message that says so, in seconds; 0 waits
+        // for ever. A source stuck for good (a drive that no longer answers, a file on a
+        // network share that went away) then ends the job within that time, and the reading
+        // thread is left to come back on its own, if ever.
+        int stallSeconds = 0;
+        // The source in the words of that message: "track 3 of the image /x/a.cue".
+        QString sourceName;
     };
 
     explicit MediaJob(QObject* parent = nullptr);
@@ -67,6 +75,9 @@ public:
 
     // From start() until finished() or failed() is delivered, or cancel().
     bool isRunning() const { return bool(m_run); }
+    // In a handler of failed(): the source stopped delivering (Options::stallSeconds); more
+    // work from the same drive or share would most likely stop the same way.
+    bool stalled() const { return m_stalled; }
 
     // Waits, up to msecs, until every worker of every job has ended. False on time-out: the
     // workers still running are left to the end of the process.
@@ -82,6 +93,7 @@ Q_SIGNALS:
 private:
     struct Run;
     std::shared_ptr<Run> m_run;
+    bool m_stalled = false;
 };
 
 // Moves every frame of source into sink on the calling thread and commits it. Raises Error.

@@ -69,11 +69,15 @@ qint64 PcmPipe::read(char* data, qint64 bytes) {
     return take(data, bytes, true);
 }
 
+qint64 PcmPipe::readWithin(char* data, qint64 bytes, std::chrono::milliseconds wait) {
+    return take(data, bytes, true, Clock::now() + wait);
+}
+
 qint64 PcmPipe::readAvailable(char* data, qint64 bytes) {
     return take(data, bytes, false);
 }
 
-qint64 PcmPipe::take(char* data, qint64 bytes, bool wait) {
+qint64 PcmPipe::take(char* data, qint64 bytes, bool wait, Clock::time_point deadline) {
     using Status = BoundedQueue<Chunk>::Status;
     qint64 done = 0;
     while (done < bytes) {
@@ -87,7 +91,14 @@ qint64 PcmPipe::take(char* data, qint64 bytes, bool wait) {
             m_queuedBytes -= n;
             continue;
         }
-        const Status status = wait ? m_queue.pop(m_current) : m_queue.tryPop(m_current);
+        Status status = Status::Empty;
+        if (!wait)
+            status = m_queue.tryPop(m_current);
+        else if (deadline == Clock::time_point::max())
+            status = m_queue.pop(m_current);
+        else
+            status = m_queue.popWithin(m_current,
+                                       std::max(Clock::duration::zero(), deadline - Clock::now()));
         m_offset = 0;
         if (status == Status::Item)
             continue;

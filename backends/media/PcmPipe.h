@@ -7,6 +7,7 @@
 #include <QString>
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -39,6 +40,9 @@ public:
     // the end, 0 after it), or -1 when the stream failed or was interrupted (see failure()); a
     // break after part of the bytes returns that part first.
     qint64 read(char* data, qint64 bytes);
+    // Reader: as read(), but waits at most `wait` in all: returns what came in that time,
+    // perhaps 0 (atEnd() tells the end from a wait in vain).
+    qint64 readWithin(char* data, qint64 bytes, std::chrono::milliseconds wait);
     // Reader: never waits. Returns what is there, up to `bytes` (0 when nothing is yet, or at
     // the end: atEnd() tells), or -1 as read() does.
     qint64 readAvailable(char* data, qint64 bytes);
@@ -59,7 +63,10 @@ public:
 
 private:
     using Chunk = std::vector<qint16>;
-    qint64 take(char* data, qint64 bytes, bool wait);
+    using Clock = std::chrono::steady_clock;
+    // Waits for chunks until the deadline (Clock::time_point::max(): for ever), or not at all.
+    qint64 take(char* data, qint64 bytes, bool wait,
+                Clock::time_point deadline = Clock::time_point::max());
 
     const PcmFormat m_format;
     const qint64 m_chunkFrames;

@@ -4,6 +4,12 @@
 
 class Seekable;
 
+// How long a job waits for a source that delivers nothing before it gives up (see
+// MediaJob::Options::stallSeconds): a file answers within moments even from a busy network
+// share, while one read command of a struggling CD drive can take half a minute.
+constexpr int kFileStallSeconds = 10;
+constexpr int kDriveStallSeconds = 30;
+
 // Anything that delivers PCM frames in order: a decoded file, a CD track being ripped, a
 // sound-card capture. Pull interface: the consumer asks for frames into its own buffer.
 // A source is used from one thread at a time, but that thread may differ from the one that
@@ -27,6 +33,12 @@ public:
     // re-reading a bad sector, a capture device) returns soon, and every later read() returns
     // 0 as at the end. Sources whose reads never wait long may leave it as it is.
     virtual void interrupt() {}
+
+    // From any thread: a count that grows while the source works towards its next frames
+    // without delivering any yet (a drive answering re-reads of a bad sector), so that a job
+    // watching for a source that stopped can tell slow from stuck. Sources that deliver
+    // whenever they work leave it at 0.
+    virtual quint64 activity() const { return 0; }
 
     // The source's seeking, or nullptr when it cannot seek.
     virtual Seekable* seekable() { return nullptr; }

@@ -14,6 +14,7 @@
 #include <cdio/cdio.h>
 #include <cdio/cdtext.h>
 
+#include <QElapsedTimer>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -63,6 +64,54 @@ private:
         std::condition_variable m_wake;
         bool m_cancel = false;
     };
+    MediaTrackOpener m_real;
+};
+
+// A source that delivers nothing until let go (as a file on a network share that stopped
+// answering), deaf to interrupts.
+struct Gate {
+    std::mutex mutex;
+    std::condition_variable opened;
+    bool open = false;
+    void letGo() {
+        {
+            std::lock_guard lock(mutex);
+            open = true;
+        }
+        opened.notify_all();
+    }
+};
+class BlockedSource final : public PcmSource {
+public:
+    explicit BlockedSource(std::shared_ptr<Gate> gate) : m_gate(std::move(gate)) {}
+    PcmFormat format() const override { return PcmFormat::cdAudio(); }
+    qint64 expectedFrames() const override { return 44100; }
+    qint64 read(qint16*, qint64) override {
+        std::unique_lock lock(m_gate->mutex);
+        m_gate->opened.wait(lock, [this] { return m_gate->open; });
+        return 0;
+    }
+
+private:
+    std::shared_ptr<Gate> m_gate;
+};
+
+// The media core's tracks, except one whose file stops delivering at once.
+class StallingOpener final : public TrackOpener {
+public:
+    StallingOpener(QString stalled, std::shared_ptr<Gate> gate)
+        : m_stalled(std::move(stalled)), m_gate(std::move(gate)) {}
+    TrackInfo probe(const QString& path) override { return m_real.probe(path); }
+    std::unique_ptr<SectorFeed> open(const QString& path, qint64 sectors) override {
+        if (path != m_stalled)
+            return m_real.open(path, sectors);
+        return openFeed([gate = m_gate] { return std::make_unique<BlockedSource>(gate); }, path,
+                        sectors, 2);
+    }
+
+private:
+    QString m_stalled;
+    std::shared_ptr<Gate> m_gate;
     MediaTrackOpener m_real;
 };
 
@@ -305,6 +354,25 @@ private Q_SLOTS:
         QFile theirs(m_images->filePath("Disc.bin"));
         QVERIFY(theirs.open(QIODevice::ReadOnly));
         QCOMPARE(theirs.readAll(), QByteArray("theirs"));
+    }
+
+    // A file that stops delivering mid-burn ends the burn within the stall limit, failed with
+    // one message that names it; no image is left.
+    void aStalledFileEndsTheBurn() {
+        const auto gate = std::make_shared<Gate>();
+        const auto burner = imageBurner(std::make_unique<StallingOpener>(m_mp3, gate));
+        burner->AddTrack(m_wav);
+        burner->AddTrack(m_mp3);
+        QElapsedTimer clock;
+        clock.start();
+        const Outcome outcome = burn(*burner);
+        QCOMPARE_LT(clock.elapsed(), 15000);
+        gate->letGo();
+        QCOMPARE(outcome.status, qint32(AudioBurner::BurnFailed));
+        QCOMPARE(outcome.failures,
+                 QStringList{"Reading " + m_mp3 + " stopped: nothing came from it for 2 seconds"});
+        QVERIFY(folderEntries(m_images->path()).isEmpty());
+        QVERIFY(MediaJob::waitForAll(5000));
     }
 
     void refusedAtOnce_data() {

@@ -97,6 +97,11 @@ inline TestImage writeImage(const QString& folder, const QString& name,
     return image;
 }
 
+// The data file of an image written here: the sheet's name ending in .bin.
+inline QString binOf(const QString& cue) {
+    return cue.left(cue.size() - 4) + QStringLiteral(".bin");
+}
+
 // The three-track audio disc and the mixed-mode disc most CD tests read.
 inline TestImage writeAudioDisc(const QString& folder) {
     return writeImage(folder, QStringLiteral("audio"),

@@ -63,10 +63,12 @@ void TestCdio::discs_data() {
     QTest::newRow("mixed mode counts as audio") << 1 << 3 << 0 << QString();
     QTest::newRow("mode 1 data") << 2 << 1 << 3 << QString();
     QTest::newRow("mode 2 data") << 3 << 1 << 4 << QString();
-    QTest::newRow("two FILE lines") << 4 << 0 << 0 << QStringLiteral("more than one data file");
-    QTest::newRow("cooked sectors") << 5 << 0 << 0 << QStringLiteral("stored as MODE1/2048");
-    QTest::newRow("PREGAP") << 6 << 0 << 0 << QStringLiteral("has a PREGAP line");
-    QTest::newRow("missing .bin") << 7 << 0 << 0 << QStringLiteral("nobin.bin of the CUE");
+    QTest::newRow("two FILE lines") << 4 << 0 << 0 << QStringLiteral("names a second data file");
+    QTest::newRow("cooked sectors")
+        << 5 << 0 << 0 << QStringLiteral("stores track 1 as MODE1/2048");
+    QTest::newRow("PREGAP") << 6 << 0 << 0 << QStringLiteral("asks for a gap with PREGAP");
+    QTest::newRow("missing .bin") << 7 << 0 << 0
+                                  << QStringLiteral("\"nobin.bin\" of the CUE sheet");
 }
 
 // Track count, kind and blank state through the tools; an image libcdio would misread is
@@ -174,7 +176,7 @@ void TestCdio::discGoesAwayOrIsInterrupted() {
         auto reader = DiscReader::track(imageDrive(image), 1);
         std::vector<qint16> buffer(588 * 2 * 50);
         QCOMPARE(reader->read(buffer.data(), 588 * 50), 588 * 50);
-        const QString bin = binPathFor(image.cue);
+        const QString bin = binOf(image.cue);
         QVERIFY(deleted ? QFile::remove(bin) : QFile::resize(bin, 2352 * 100));
         const QString error = errorOf([&] { readAll(*reader, 588 * 50); });
         QVERIFY2(error.contains(image.cue) && error.contains(QLatin1String("track 1")),
@@ -225,8 +227,11 @@ void TestCdio::discIds() {
         Toc t;
         for (int i = 0; i < lba.size(); ++i)
             t.tracks.append(
-                {i + 1, lba[i] - 150, 0,
-                 dataTracks.contains(i + 1) ? TocTrack::Kind::Mode1 : TocTrack::Kind::Audio});
+                {i + 1,
+                 lba[i] - 150,
+                 0,
+                 dataTracks.contains(i + 1) ? TocTrack::Kind::Mode1 : TocTrack::Kind::Audio,
+                 {}});
         t.leadout = leadout - 150;
         return t;
     };

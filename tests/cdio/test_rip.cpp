@@ -5,7 +5,6 @@
 
 #include "backends/cdio/CdAudioMci.h"
 #include "backends/cdio/CdTools.h"
-#include "backends/cdio/CueSheet.h"
 #include "backends/cdio/DiscPlayer.h"
 #include "backends/media/MediaJob.h"
 #include "backends/media/MediaProbe.h"
@@ -60,6 +59,7 @@ private Q_SLOTS:
     void failsMidRip_data();
     void failsMidRip();
     void aSecondRipReplacesTheFirst();
+    void tracksPastTheEndOfTheImage();
     void playerStopsWhenTheImageGoes();
     void mciPlaysThroughThePlayer();
 
@@ -239,7 +239,7 @@ void TestRip::failsMidRip() {
     }
     tools.RipTrackToWav(kImageHost, path, 1, 0);
     // The reader has opened the image: from here its loss is the rip's failure.
-    const QString bin = binPathFor(image.cue);
+    const QString bin = binOf(image.cue);
     if (what == QLatin1String("deleted"))
         QVERIFY(QFile::remove(bin));
     else if (what == QLatin1String("cut"))
@@ -291,8 +291,55 @@ void TestRip::playerStopsWhenTheImageGoes() {
     player.play(DriveTable::imageDrive(image.cue, 0), first, first + image.sectors[0]);
     QCOMPARE(player.state(), CdPlayer::State::Playing);
     QTRY_VERIFY_WITH_TIMEOUT(player.position() > first + 5, 5000);
-    QVERIFY(QFile::remove(binPathFor(image.cue)));
+    QVERIFY(QFile::remove(binOf(image.cue)));
     QTRY_COMPARE_WITH_TIMEOUT(player.state(), CdPlayer::State::Stopped, 5000);
+}
+
+// The window's view of an image whose later tracks lie past the end of its data: the track
+// list's lengths are never negative, and ripping such a track is refused by name, at once,
+// with no file and nothing reported; the track inside rips.
+void TestRip::tracksPastTheEndOfTheImage() {
+    const TestImage image = writeImage(m_dir.path(), QStringLiteral("short"),
+                                       {{QStringLiteral("AUDIO"), 588 * 450}}, 3);
+    QFile cue(image.cue);
+    QVERIFY(cue.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    cue.write("FILE \"short.bin\" BINARY\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"
+              "  TRACK 02 AUDIO\n    INDEX 01 00:04:00\n  TRACK 03 AUDIO\n"
+              "    INDEX 01 00:20:00\n");
+    cue.close();
+    const auto table = std::make_shared<DriveTable>(QStringList{image.cue}, false);
+    CdAudioMci mci(table, std::make_unique<DiscPlayer>());
+    auto send = [&mci](const QString& command) {
+        QString reply;
+        const qint32 code = mci.mciSendString(command, reply);
+        return code == 0 ? reply : QStringLiteral("error %1").arg(code);
+    };
+    QCOMPARE(send("open cdaudio alias cd1"), "1");
+    QCOMPARE(send("status cd1 number of tracks wait"), "3");
+    QCOMPARE(send("status cd1 length wait"), "00:06:00");
+    QCOMPARE(send("status cd1 length track 1"), "00:04:00");
+    QCOMPARE(send("status cd1 length track 2"), "00:02:00"); // what lies inside
+    QCOMPARE(send("status cd1 length track 3"), "00:00:00");
+
+    for (const int track : {2, 3}) {
+        CdTools tools(table);
+        const QString path = QDir(outFolder()).filePath(QStringLiteral("Track0%1.wav").arg(track));
+        RipEvents events(tools, path);
+        const QString error = errorOf([&] { rip(tools, "wav", kImageHost, path, track); });
+        QVERIFY2(error.startsWith(QStringLiteral("Track %1 ").arg(track)) &&
+                     error.contains(QStringLiteral("the end of the image %1").arg(image.cue)),
+                 qPrintable(error));
+        QCoreApplication::processEvents();
+        QVERIFY(events.percents.isEmpty() && events.failures.isEmpty());
+    }
+    QCOMPARE(folderEntries(outFolder()), QStringList());
+    CdTools tools(table);
+    const QString path = QDir(outFolder()).filePath(QStringLiteral("Track01.wav"));
+    RipEvents events(tools, path);
+    rip(tools, "wav", kImageHost, path, 1);
+    QTRY_VERIFY_WITH_TIMEOUT(events.ended(), 30000);
+    QVERIFY2(events.failures.isEmpty(), qPrintable(events.failures.join('\n')));
+    QVERIFY(wavSamples(path) == image.samples(0, 300 * 588));
 }
 
 // The rip panel's playback commands on the real player: the position advances, holds while

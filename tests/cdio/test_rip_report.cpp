@@ -5,6 +5,7 @@
 #include "backends/cdio/CdTools.h"
 #include "backends/cdio/Checksums.h"
 #include "backends/cdio/DiscIds.h"
+#include "backends/cdio/DiscMetadata.h"
 #include "backends/cdio/RipRecord.h"
 #include "backends/cdio/TrackNameLookup.h"
 #include "tests/cdio/MetadataDisc.h"
@@ -103,8 +104,11 @@ private Q_SLOTS:
         const qint32 starts[] = {0,     18751,  39588,  59407,  79002,
                                  99976, 124683, 147128, 166186, 182410};
         for (int i = 0; i < 10; ++i)
-            toc.tracks.append({i + 1, starts[i], (i < 9 ? starts[i + 1] : 206385) - starts[i],
-                               TocTrack::Kind::Audio});
+            toc.tracks.append({i + 1,
+                               starts[i],
+                               (i < 9 ? starts[i + 1] : 206385) - starts[i],
+                               TocTrack::Kind::Audio,
+                               {}});
         toc.leadout = 206385;
         const DiscIds ids = discIdsOf(toc);
         QCOMPARE(ids.musicBrainz, QStringLiteral("Wn8eRBtfLDfM0qjYPdxrz.Zjs_U-"));
@@ -113,7 +117,7 @@ private Q_SLOTS:
         // audio alone, ending where the last audio track does.
         Toc enhanced = toc;
         enhanced.tracks.last().sectors -= 11400;
-        enhanced.tracks.append({11, 206385, 5000, TocTrack::Kind::Mode2});
+        enhanced.tracks.append({11, 206385, 5000, TocTrack::Kind::Mode2, {}});
         enhanced.leadout = 211385;
         Toc audio = toc;
         audio.tracks.last().sectors -= 11400;
@@ -154,9 +158,9 @@ private Q_SLOTS:
     // not ripped is a PREGAP.
     void cueSheetGaps() {
         RipRecord record;
-        record.toc.tracks = {{1, 150, 1000, TocTrack::Kind::Audio},
-                             {2, 1150, 500, TocTrack::Kind::Audio},
-                             {3, 1650, 400, TocTrack::Kind::Audio}};
+        record.toc.tracks = {{1, 150, 1000, TocTrack::Kind::Audio, {}},
+                             {2, 1150, 500, TocTrack::Kind::Audio, {}},
+                             {3, 1650, 400, TocTrack::Kind::Audio, {}}};
         record.toc.leadout = 2050;
         record.metadata.tracks[2].gapStart = 1100;
         record.metadata.tracks[3].gapStart = 1600;
@@ -195,6 +199,34 @@ private Q_SLOTS:
         QFETCH(QString, sheet);
         QFETCH(QByteArray, bytes);
         QCOMPARE(cueSheetBytes(sheet), bytes);
+    }
+
+    // A sheet whose tracks start at 3: libcdio counts them from 1, the metadata keeps the
+    // sheet's numbers.
+    void metadataOfASheetNotStartingAtOne() {
+        const QString bin = m_dir.filePath(QStringLiteral("late.bin"));
+        QFile data(bin);
+        QVERIFY(data.open(QIODevice::WriteOnly));
+        data.write(QByteArray(2352 * 600, '\0'));
+        data.close();
+        const QString cue = m_dir.filePath(QStringLiteral("late.cue"));
+        QFile sheet(cue);
+        QVERIFY(sheet.open(QIODevice::WriteOnly));
+        sheet.write("TITLE \"Late\"\nFILE \"late.bin\" BINARY\n"
+                    "  TRACK 03 AUDIO\n    TITLE \"Three\"\n    INDEX 01 00:00:00\n"
+                    "  TRACK 04 AUDIO\n    TITLE \"Four\"\n    ISRC GBAYE9900004\n"
+                    "    FLAGS PRE\n    INDEX 01 00:04:00\n");
+        sheet.close();
+        Disc disc(DriveTable::imageDrive(cue, 0));
+        const DiscMetadata metadata = readDiscMetadata(disc);
+        QCOMPARE(metadata.album, QStringLiteral("Late"));
+        QCOMPARE(metadata.tracks.keys(), QList<int>({3, 4}));
+        QCOMPARE(metadata.track(3).title, QStringLiteral("Three"));
+        QCOMPARE(metadata.track(4).title, QStringLiteral("Four"));
+        QCOMPARE(metadata.track(4).isrc, QStringLiteral("GBAYE9900004"));
+        QCOMPARE(readTrackIsrc(disc, 4), QStringLiteral("GBAYE9900004"));
+        QVERIFY(!metadata.track(3).preemphasis);
+        QVERIFY(metadata.track(4).preemphasis);
     }
 
     // A window rip: tagged with the row's name and the disc's CD-Text, each track's verdict

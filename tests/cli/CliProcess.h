@@ -6,14 +6,14 @@
 #include <QString>
 
 struct Run {
-    int exitCode = -1; // -1 when the program crashed or did not end within a minute
+    int exitCode = -1; // -1 when the program crashed or did not end in time (a minute)
     QString out;
     QString err;
 };
 
-inline Run finish(QProcess& process) {
+inline Run finish(QProcess& process, int msecs = 60000) {
     Run result;
-    if (!process.waitForFinished(60000)) {
+    if (!process.waitForFinished(msecs)) {
         process.kill();
         process.waitForFinished();
         return result;

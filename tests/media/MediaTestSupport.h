@@ -70,7 +70,10 @@ inline void writeSource(PcmSource& source, const QString& path,
     EncodedSink sink(path, replacing, source.format());
     const qint64 frames = source.expectedFrames();
     copyPcm(source, sink);
-    if (options.codec == OutputCodec::Mp3Lame && frames > 0)
+    // The count holds where the file keeps the source's rate, at MP3's own rates.
+    static const QList<int> mp3Rates{8000, 11025, 12000, 16000, 22050, 24000, 32000, 44100, 48000};
+    if (options.codec == OutputCodec::Mp3Lame && frames > 0 &&
+        mp3Rates.contains(source.format().sampleRate))
         mp3check::require(path, frames, std::min(source.format().channels, 2));
 }
 

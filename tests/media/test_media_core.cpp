@@ -7,14 +7,16 @@
 
 #include <QTemporaryDir>
 #include <QTest>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 namespace {
 
 constexpr PcmFormat kStereo44{44100, 2};
 
-// A WAV whose RIFF size matches the file but whose data chunk claims twice what follows.
-QByteArray overclaimingWav() {
+// A WAV of 8000 bytes of silence at the given rate; with overclaim its RIFF size matches the
+// file but its data chunk claims twice what follows.
+QByteArray overclaimingWav(quint32 rate = 44100, bool overclaim = true) {
     const QByteArray samples(8000, '\0');
     QByteArray wav("RIFF");
     const auto le32 = [&](quint32 v) {
@@ -24,8 +26,11 @@ QByteArray overclaimingWav() {
     le32(36 + quint32(samples.size()));
     wav.append("WAVEfmt ");
     le32(16);
-    wav.append(QByteArray::fromHex("0100020044ac000010b102000400100064617461"));
-    le32(2 * quint32(samples.size()));
+    wav.append(QByteArray::fromHex("01000200"));
+    le32(rate);
+    le32(rate * 4);
+    wav.append(QByteArray::fromHex("0400100064617461"));
+    le32((overclaim ? 2 : 1) * quint32(samples.size()));
     return wav + samples;
 }
 
@@ -179,6 +184,14 @@ void TestMediaCore::inputs_data() {
     QTest::newRow("data chunk claims more")
         << "overclaim.wav"
         << "the file is truncated (its header announces 16044 bytes";
+    // A damaged header's rate took 17 s and 2 GB of resampling tables before failing.
+    QTest::newRow("1.4 GHz") << "fast.wav"
+                             << "its header gives 1398516785 Hz as the sample rate";
+    QTest::newRow("768 kHz") << "dxd.wav"
+                             << "";
+    // A LIST chunk claiming 3 GB: the demuxer used to zero 1.6 GB before it gave up.
+    QTest::newRow("3 GB LIST chunk") << "list.wav"
+                                     << "it is not an audio file FFmpeg can decode";
     // 64 channels without speaker positions still mix down to the encoders' stereo.
     QTest::newRow("64 channels") << "ch64.wav"
                                  << "";
@@ -193,13 +206,25 @@ void TestMediaCore::inputs() {
         QCOMPARE(::mkfifo(QFile::encodeName(path("pipe.wav")).constData(), 0600), 0);
         QVERIFY(QFile::link("/dev/zero", path("zero.wav")));
         writeBytes(path("overclaim.wav"), overclaimingWav());
+        writeBytes(path("fast.wav"), overclaimingWav(1398516785, false));
+        writeBytes(path("dxd.wav"), overclaimingWav(768000, false));
+        writeBytes(path("list.wav"),
+                   QByteArray::fromBase64("UklGRi5FAABXQVZFZm10IBAAAAABAAIARKwAABCxAgAEABAATElTVB"
+                                          "oAALZJTkZPSVNGVAAAAACjAAAAAAAAAAAAAAAAAAAAAAAOAAAATGF2"
+                                          "ZjU4EgA3LjEwMABkYXRh6EQASfZJ"));
         writeSine(path("ch64.wav"), OutputCodec::Wav, {44100, 64}, 0.5);
     }
     const QString file = input.startsWith('/') ? input : path(input);
+    rusage before{};
+    getrusage(RUSAGE_SELF, &before);
     const QString message = errorOf([&] {
         FileSource source(file);
         writeSource(source, path("out.mp3"), {OutputCodec::Mp3Lame, 128000, {}});
     });
+    // However damaged the header, the file costs no more memory than audio does.
+    rusage after{};
+    getrusage(RUSAGE_SELF, &after);
+    QCOMPARE_LT(after.ru_maxrss - before.ru_maxrss, 256 * 1024);
     if (!error.isEmpty())
         QVERIFY2(message.startsWith("Cannot read " + file + ": " + error), qPrintable(message));
     else

@@ -103,6 +103,7 @@ private Q_SLOTS:
     void cancelNeverWaits();
     void stopCommitsWhatWasRead();
     void cancelTooLateStillFinishes();
+    void stalledSourceEndsTheJob();
     void pipeStates();
 };
 
@@ -264,6 +265,64 @@ void TestMediaJobs::cancelTooLateStillFinishes() {
     QVERIFY(!job.cancel());
     QVERIFY(spies.finished.count() == 1 || spies.finished.wait(5000));
     QVERIFY(spies.failed.isEmpty());
+}
+
+// A source that stops delivering for good, deaf to interrupts, ends the job within the stall
+// limit with a message naming it; its output is gone by then, and the job's worker ends though
+// the read never returns. A source as slow but showing activity goes on to the end.
+void TestMediaJobs::stalledSourceEndsTheJob() {
+    QTemporaryDir out;
+    MediaJob job;
+    JobSpies spies(job);
+    bool stalled = false;
+    QStringList seen;
+    connect(&job, &MediaJob::failed, this, [&] {
+        stalled = job.stalled();
+        seen << folderEntries(out.path()).join(',');
+    });
+    auto stuck = std::make_unique<SlowSource>(60000, false);
+    const auto reads = stuck->reads;
+    MediaJob::Options options;
+    options.stallSeconds = 2;
+    options.sourceName = QStringLiteral("track 2 of drive 1:0:0 (/dev/sr0)");
+    QElapsedTimer clock;
+    clock.start();
+    job.start(std::move(stuck), std::make_unique<RawSink>(out.filePath("stuck.raw")), options);
+    QVERIFY(spies.failed.wait(10000));
+    QCOMPARE_LT(clock.elapsed(), 5000);
+    QCOMPARE(spies.failed.at(0).at(0).toString(),
+             QStringLiteral("Reading track 2 of drive 1:0:0 (/dev/sr0) stopped: nothing came from "
+                            "it for 2 seconds"));
+    QVERIFY(stalled);
+    QCOMPARE(seen, QStringList{QString()});
+    QVERIFY(MediaJob::waitForAll(2000));
+    QCOMPARE(*reads, 1);
+
+    // Three seconds a read, with a sign of life every 50 ms.
+    struct BusySource final : PcmSource {
+        PcmFormat format() const override { return kStereo44; }
+        qint64 expectedFrames() const override { return 2 * 4096; }
+        qint64 read(qint16* buffer, qint64 maxFrames) override {
+            if (pieces == 2)
+                return 0;
+            for (int i = 0; i < 60; ++i) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(50));
+                ++ticks;
+            }
+            ++pieces;
+            const qint64 n = std::min<qint64>(maxFrames, 4096);
+            std::fill_n(buffer, n * 2, qint16(0));
+            return n;
+        }
+        quint64 activity() const override { return ticks; }
+        int pieces = 0;
+        std::atomic<quint64> ticks = 0;
+    };
+    job.start(std::make_unique<BusySource>(), std::make_unique<RawSink>(out.filePath("busy.raw")),
+              options);
+    QVERIFY(spies.finished.wait(20000));
+    QCOMPARE(spies.failed.count(), 1);
+    QCOMPARE(QFileInfo(out.filePath("busy.raw")).size(), 2 * 4096 * 4);
 }
 
 // The pipe: a blocking reader gets whole requests, a non-waiting one what is there; the end,
