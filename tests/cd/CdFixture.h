@@ -28,7 +28,8 @@ struct CdFixture {
     FakeSkin skin{&log};
     FakeMainWindow main{&log};
     SharedState state;
-    FrameCDMode panel{{tools, mci, drives, settings, messageBox, main, state}};
+    FakeDiscLookup lookup{&log};
+    FrameCDMode panel{{tools, mci, drives, settings, messageBox, main, state, lookup}};
     std::unique_ptr<TrackRename> dialog;
 
     CdFixture() {

@@ -12,7 +12,8 @@ set(project_folders components controls shell ${panels} backends app tests)
 # Headers of the libraries the backends wrap; only backends/ may include them.
 set(library_headers
   "^lib(avformat|avcodec|avutil|avfilter|swresample|swscale|avdevice)/" "^cdio/" "^libburn/"
-  "^alsa/" "^asoundlib\\.h$" "^zlib\\.h$" "^QtMultimedia/" "^Q(Audio|Media)[A-Za-z]*$")
+  "^alsa/" "^asoundlib\\.h$" "^zlib\\.h$" "^discid/" "^QtMultimedia/" "^Q(Audio|Media)[A-Za-z]*$"
+  "^QtNetwork/" "^QNetwork[A-Za-z]*$")
 
 set(violations "")
 

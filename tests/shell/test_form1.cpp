@@ -68,6 +68,7 @@ struct Form1Fixture : QObject {
         mci->answers["status cd1 length track 2"] = {0, "03:00:00"};
         c.mci = std::move(mci);
         c.drives = std::make_unique<FakeDrives>(&log);
+        c.lookup = std::make_unique<FakeDiscLookup>(&log);
         c.makeFolderBrowser = [this] {
             log.calls << QStringLiteral("new FolderBrowse");
             auto made = std::make_unique<FakeFolderBrowse>(&log);
@@ -196,10 +197,10 @@ private Q_SLOTS:
         QVERIFY(f.child<QMenu>("mnuoptfilemode")->menuAction()->isEnabled());
         QCOMPARE(f.child<QMenu>("mnuoptcdmode")->actions(),
                  f.form->cdModePanel()->optionsActions());
-        QCOMPARE(
-            texts(f.child<QMenu>("mnuoptcdmode")->actions()),
-            QStringList({"Rip To Wave", "Rip To MP3", "Rip To WMA", "Select All Tracks",
-                         "Unselect All Tracks", "Refresh CD", "Clear Status", "Track Names..."}));
+        QCOMPARE(texts(f.child<QMenu>("mnuoptcdmode")->actions()),
+                 QStringList({"Rip To Wave", "Rip To MP3", "Rip To WMA", "Select All Tracks",
+                              "Unselect All Tracks", "Refresh CD", "Clear Status", "Track Names...",
+                              "-", "Look Up Track Names", "Write Log And Cue Sheet"}));
         QVERIFY(!f.child<QMenu>("mnuoptburnmode")->menuAction()->isEnabled());
         QCOMPARE(f.child<QMenu>("mnuCDPopUp")->title(), QStringLiteral("CDPopUp"));
 
