@@ -85,6 +85,7 @@ public:
     virtual qint16 RecorderCount() = 0;
     virtual qint16 CurrentRecorder() const = 0;
     // Raises IndexError for a number outside 1..RecorderCount, Error while a burn runs.
+    // Empties the compilation, as the window empties its list on a change of recorder.
     virtual void setCurrentRecorder(qint16 recorder) = 0;
     virtual qint32 RecorderType() const = 0;
     virtual QString RecorderVendor() const = 0;

@@ -94,6 +94,10 @@ void Burner::setCurrentRecorder(qint16 recorder) {
         throw IndexError(QStringLiteral("there is no recorder number %1").arg(recorder));
     m_current = recorder;
     m_disc = DiscFacts();
+    // The window empties its list on a change of recorder; the compilation goes with it, so
+    // that the rows shown and the tracks burnt are always the same.
+    m_tracks.clear();
+    m_selectedTrack = 0;
 }
 
 void Burner::Eject() {

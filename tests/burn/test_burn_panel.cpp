@@ -44,10 +44,10 @@ private Q_SLOTS:
         QCOMPARE(f.engine.currentRecorder, qint16(2));
         QCOMPARE(f.state.currentDrive, qint16(2));
         QCOMPARE(f.text("driveTypeLbl"), QStringLiteral("CD-R"));
-        // Only the panel's rows go; the engine keeps its compilation.
+        // The rows and the engine's compilation go together.
         QCOMPARE(f.list()->Count(), 0);
         QCOMPARE(f.state.trackCount, qint16(0));
-        QCOMPARE(f.engine.tracks.size(), 1);
+        QCOMPARE(f.engine.tracks.size(), 0);
 
         // No recorder: an empty list, and the boxes keep what they showed.
         f.engine.recorders.clear();

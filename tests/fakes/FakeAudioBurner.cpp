@@ -126,6 +126,8 @@ qint16 FakeAudioBurner::CurrentRecorder() const {
 void FakeAudioBurner::setCurrentRecorder(qint16 recorder) {
     record(QStringLiteral("setCurrentRecorder"), {QString::number(recorder)});
     currentRecorder = recorder;
+    // As the engine: a change of recorder empties the compilation.
+    tracks.clear();
 }
 
 qint32 FakeAudioBurner::RecorderType() const {
