@@ -1,10 +1,14 @@
 #include "backends/burn/Burner.h"
 
+#include "backends/burn/BurnLog.h"
 #include "backends/burn/BurnMethods.h"
 #include "backends/burn/ImageRecorder.h"
+#include "backends/burn/ImageRun.h"
 #include "backends/burn/Libburn.h"
 #include "backends/burn/LibburnRecorder.h"
 #include "components/Error.h"
+
+#include <QFileInfo>
 
 #include <algorithm>
 #include <limits>
@@ -125,10 +129,23 @@ void Burner::setWriteSpeed(qint16 factor) {
     m_writeSpeed = acceptedSpeed(offered(), factor);
 }
 
+std::optional<qint64> Burner::knownLength(const QString& path) const {
+    const auto known = m_lengths.constFind(path);
+    const QFileInfo file(path);
+    if (known == m_lengths.constEnd() || known->size != file.size() ||
+        known->modified != file.lastModified())
+        return std::nullopt;
+    return known->frames;
+}
+
 void Burner::AddTrack(const QString& path) {
     Track track{path, std::nullopt, {}};
     try {
         track.info = m_opener.probe(path);
+        if (const std::optional<qint64> frames = knownLength(path)) {
+            track.info->frames = *frames;
+            track.info->exact = true;
+        }
     } catch (const Error& e) {
         track.error = e.message();
     }
@@ -147,11 +164,14 @@ void Burner::ClearTracks() {
 }
 
 qint32 Burner::CompilationSize() const {
-    qint64 sectors = 0;
+    // As the tracks run on, without gaps; a file not yet counted as its header says.
+    std::vector<qint64> stream, gaps;
     for (const Track& t : m_tracks)
-        if (t.info)
-            sectors += t.info->sectors;
-    return bytes32(sectors);
+        if (t.info) {
+            stream.push_back(streamFrames(*t.info, t.info->frames));
+            gaps.push_back(t.info->pregapFrames);
+        }
+    return bytes32(programSectors(placeTracks(stream, gaps, Joining::Continuous)));
 }
 
 std::vector<PlannedTrack> Burner::planTracks() {
@@ -165,8 +185,17 @@ std::vector<PlannedTrack> Burner::planTracks() {
         if (!t.info)
             throw Error(QStringLiteral("%1 cannot be burnt: %2").arg(t.path, t.error));
     std::vector<PlannedTrack> planned;
-    for (const Track& t : m_tracks)
-        planned.push_back({t.path, *t.info, m_opener.open(t.path, t.info->sectors)});
+    for (const Track& t : m_tracks) {
+        PlannedTrack p;
+        p.source = t.path;
+        p.info = *t.info;
+        p.feed = m_opener.open(t.path);
+        if (!p.info.exact)
+            p.measure = [opener = &m_opener, path = t.path](const std::atomic<bool>& stop) {
+                return opener->measure(path, stop);
+            };
+        planned.push_back(std::move(p));
+    }
     return planned;
 }
 
@@ -184,11 +213,14 @@ void Burner::StartBurn() {
     settings.speed = m_writeSpeed;
     settings.simulate = !m_realBurn;
     settings.keepOpen = m_keepOpen;
-    std::unique_ptr<BurnRun> run = recorder->prepareBurn(std::move(planned), settings);
+    settings.verify = m_verify;
+    const DiscInfo disc = discInfoOf(planned);
+    std::unique_ptr<BurnRun> run = recorder->prepareBurn(std::move(planned), disc, settings);
     connect(run.get(), &BurnRun::progressed, this, &Burner::runProgressed);
     connect(run.get(), &BurnRun::finished, this, &Burner::runFinished);
     m_run = std::move(run);
     m_status = m_run->status();
+    m_started = QDateTime::currentDateTime();
     m_run->start();
 }
 
@@ -197,9 +229,64 @@ void Burner::CancelBurn() {
         m_run->cancel();
 }
 
+void Burner::passNotices() {
+    for (const BurnRun::Notice& n : m_run->takeNotices()) {
+        m_notices.append(n);
+        Q_EMIT Notice(n.text, n.warning);
+    }
+}
+
 void Burner::runProgressed() {
     m_status = m_run->status();
+    passNotices();
     Q_EMIT Progress(m_status.percent);
+}
+
+void Burner::keepLengths() {
+    const std::vector<BurnRun::TrackReport> report = m_run->report();
+    for (size_t i = 0; i < report.size() && qsizetype(i) < m_tracks.size(); ++i) {
+        const QFileInfo file(report[i].source);
+        m_lengths.insert(report[i].source, {file.size(), file.lastModified(), report[i].frames});
+        std::optional<TrackInfo>& info = m_tracks[qsizetype(i)].info;
+        if (info && m_tracks[qsizetype(i)].path == report[i].source) {
+            info->frames = report[i].frames;
+            info->exact = true;
+        }
+    }
+}
+
+void Burner::writeLog(qint32 code, const QString& text) {
+    BurnLogEntry e;
+    Recorder* recorder = current();
+    if (recorder) {
+        e.recorderName = recorder->name();
+        e.recorder =
+            (e.recorderName + u' ' + listing().revision + u' ' + recorder->address()).simplified();
+    }
+    e.method = m_method;
+    e.writeMode = m_run->writeMode();
+    e.speed = m_writeSpeed;
+    e.simulate = !m_realBurn;
+    e.keepOpen = m_keepOpen;
+    e.verify = m_verify;
+    e.started = m_started;
+    e.ended = QDateTime::currentDateTime();
+    e.outcome = code == BurnSucceeded   ? text
+                : code == BurnCancelled ? QStringLiteral("cancelled: %1").arg(text)
+                                        : QStringLiteral("failed: %1").arg(text);
+    e.tracks = m_run->report();
+    e.offset = m_run->verifiedOffset();
+    e.notices = m_notices;
+    e.recorderMessages = m_run->recorderMessages();
+    QString imageBase;
+    if (const auto* image = qobject_cast<const ImageRun*>(m_run.get());
+        image && !image->cuePath().isEmpty()) {
+        e.image = image->cuePath();
+        imageBase = e.image.chopped(4);
+    }
+    m_lastLog = writeBurnLog(e, imageBase);
+    if (!m_lastLog.isEmpty())
+        Q_EMIT Notice(QStringLiteral("The burn log is %1.").arg(m_lastLog), false);
 }
 
 void Burner::runFinished(qint32 code, const QString& text) {
@@ -208,6 +295,11 @@ void Burner::runFinished(qint32 code, const QString& text) {
     m_status.trackPhase = 0;
     m_status.track = 0;
     m_status.bufferFill = 0;
+    passNotices();
+    if (code == BurnSucceeded)
+        keepLengths();
+    writeLog(code, text);
+    m_notices.clear();
     // The run is inside its own signal: it goes once that has returned.
     m_run.release()->deleteLater();
     if (code == BurnFailed)

@@ -3,9 +3,11 @@
 #include "backends/burn/BurnRun.h"
 #include "backends/burn/ImageSink.h"
 #include "backends/burn/Recorder.h"
-#include "backends/burn/SectorFeed.h"
+#include "backends/burn/TrackFeed.h"
 #include "components/AudioBurner.h"
 
+#include <QDateTime>
+#include <QHash>
 #include <QList>
 
 #include <memory>
@@ -20,6 +22,8 @@ class LibburnLibrary;
 // The burning engine: the drives libburn finds, then the image recorder. The compilation holds
 // the files as they are; opener probes each file when it is added and decodes it on the fly
 // during the burn; images writes the image recorder's files. Both must outlive the engine.
+// The exact length of a file, once a burn has learnt it, is kept (while the file is unchanged)
+// so that the next burn need not count it again.
 class Burner final : public AudioBurner {
     Q_OBJECT
 public:
@@ -69,6 +73,11 @@ public:
     qint32 WrittenBlocks() const override { return m_status.writtenBlocks; }
     qint32 TrackPhase() const override { return m_status.trackPhase; }
     qint16 CurrentTrack() const override { return m_status.track; }
+    bool VerifyAfterBurning() const override { return m_verify; }
+    void setVerifyAfterBurning(bool verify) override { m_verify = verify; }
+
+    // The log of the last burn; empty before the first, or when it could not be written.
+    const QString& lastLog() const { return m_lastLog; }
 
     // The image recorder, which the command line and the tests address directly.
     ImageRecorder& imageRecorder() { return *m_image; }
@@ -79,6 +88,11 @@ private:
         std::optional<TrackInfo> info;
         QString error;
     };
+    struct KnownLength {
+        qint64 size = 0;
+        QDateTime modified;
+        qint64 frames = 0;
+    };
 
     Recorder* current() const;
     const RecorderFacts& facts() const;
@@ -88,6 +102,10 @@ private:
     void runProgressed();
     void runFinished(qint32 code, const QString& text);
     std::vector<PlannedTrack> planTracks();
+    void passNotices();
+    void keepLengths();
+    void writeLog(qint32 code, const QString& text);
+    std::optional<qint64> knownLength(const QString& path) const;
 
     std::unique_ptr<TrackOpener> m_ownedOpener;
     std::unique_ptr<ImageOutput> m_ownedImages;
@@ -102,7 +120,12 @@ private:
     qint32 m_method = 0;
     bool m_realBurn = true;
     bool m_keepOpen = false;
+    bool m_verify = false;
     DiscFacts m_disc;
+    QHash<QString, KnownLength> m_lengths;
+    QDateTime m_started;
+    QString m_lastLog;
+    QList<BurnRun::Notice> m_notices; // of the running burn, for its log
     BurnRun::Status m_status;
     std::unique_ptr<BurnRun> m_run; // after the recorders: a run ends before they go
 };

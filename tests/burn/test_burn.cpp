@@ -46,8 +46,10 @@ PlannedTrack dataTrack(qint64 sectors, qint64 failAtSector = -1,
     s.stallAt = stallAtSector < 0 ? -1 : stallAtSector * 2048;
     s.perRead = perRead;
     PlannedTrack t;
-    t.path = QStringLiteral("data.bin");
-    t.info.sectors = sectors;
+    t.source = QStringLiteral("data.bin");
+    t.info.frames = sectors * 2048 / kFrameBytes;
+    t.info.exact = true;
+    t.info.padToShortest = false;
     t.feed = std::make_unique<PatternFeed>(s);
     return t;
 }
@@ -71,7 +73,8 @@ std::unique_ptr<LibburnRun> TestBurn::stdioRun(std::vector<PlannedTrack> tracks,
     auto drive =
         std::make_unique<LibburnDrive>("stdio:" + m_dir->filePath("disc.img").toLocal8Bit());
     return std::make_unique<LibburnRun>(std::move(drive), QStringLiteral("the test drive"),
-                                        std::move(tracks), settings, DiscLayout::Mode::Data);
+                                        std::move(tracks), DiscInfo{}, settings,
+                                        DiscLayout::Mode::Data);
 }
 
 void TestBurn::useImageRecorder(Burner& burner) {
@@ -164,14 +167,19 @@ void TestBurn::sessionLayout() {
                                info(150, QStringLiteral("Beta ü"), QStringLiteral("Band"), "LP"),
                                info(1, QStringLiteral("Gamma"), QStringLiteral("Band"), "LP")};
     for (const TrackInfo& i : infos)
-        tracks.push_back({QStringLiteral("f"), i, std::make_unique<PatternFeed>(FeedScript{})});
-    const DiscLayout audio(tracks, DiscLayout::Mode::Audio);
+        tracks.push_back({QStringLiteral("f"), i, std::make_unique<PatternFeed>(FeedScript{}), {}});
+    tracks[1].info.preEmphasis = true;
+    tracks[1].info.isrc = QStringLiteral("USXYZ2400001");
+    // The second track has a gap of 10 sectors before its INDEX 01.
+    const std::vector<TrackPlace> places{{0, 0, 75}, {75, 85, 150}, {225, 225, 1}};
+    const DiscLayout audio(tracks, places, discInfoOf(tracks), DiscLayout::Mode::Audio, nullptr);
     int count = 0;
     burn::burn_track** list = burn::burn_session_get_tracks(audio.session(), &count);
     QCOMPARE(count, 3);
     for (int i = 0; i < count; ++i) {
-        QCOMPARE(burn::burn_track_get_sectors(list[i]), int(infos[i].sectors));
+        QCOMPARE(burn::burn_track_get_sectors(list[i]), int(places[size_t(i)].sectors));
         QVERIFY(burn::burn_track_get_mode(list[i]) & BURN_AUDIO);
+        QCOMPARE(bool(burn::burn_track_get_mode(list[i]) & BURN_PREEMPHASIS), i == 1);
     }
     QVERIFY(audio.hasCdText());
     unsigned char* packs = nullptr;
@@ -193,7 +201,7 @@ void TestBurn::sessionLayout() {
 
     for (PlannedTrack& t : tracks)
         t.info.title = t.info.performer = {};
-    const DiscLayout silent(tracks, DiscLayout::Mode::Data);
+    const DiscLayout silent(tracks, places, discInfoOf(tracks), DiscLayout::Mode::Data, nullptr);
     list = burn::burn_session_get_tracks(silent.session(), &count);
     QVERIFY(!silent.hasCdText());
     QVERIFY(burn::burn_track_get_mode(list[0]) & BURN_MODE1);
@@ -230,7 +238,7 @@ void TestBurn::libburnRefuses() {
         try {
             LibburnRun(std::make_unique<LibburnDrive>("stdio:" +
                                                       m_dir->filePath("disc.img").toLocal8Bit()),
-                       "the file", std::move(tracks), settings, mode);
+                       "the file", std::move(tracks), DiscInfo{}, settings, mode);
         } catch (const Error& e) {
             return e.message();
         }

@@ -139,11 +139,11 @@ private Q_SLOTS:
         QTest::addColumn<bool>("testBurn");
         QTest::addColumn<bool>("finalise");
         QTest::addColumn<bool>("complete"); // "Burn Complete!" shown
-        QTest::addColumn<int>("files");     // in the image folder afterwards
+        QTest::addColumn<int>("files");     // in the image folder afterwards: image and log
         QTest::newRow("test burn, finalise checked") << true << true << false << 0;
         QTest::newRow("test burn, disc kept open") << true << false << false << 0;
-        QTest::newRow("real burn, finalised") << false << true << true << 2;
-        QTest::newRow("real burn, disc kept open") << false << false << false << 2;
+        QTest::newRow("real burn, finalised") << false << true << true << 3;
+        QTest::newRow("real burn, disc kept open") << false << false << false << 3;
     }
     void theEndOfABurn() {
         QFETCH(bool, testBurn);

@@ -269,3 +269,14 @@ qint16 FakeAudioBurner::CurrentTrack() const {
     record(QStringLiteral("CurrentTrack"));
     return status.track;
 }
+
+bool FakeAudioBurner::VerifyAfterBurning() const {
+    record(QStringLiteral("VerifyAfterBurning"));
+    return verifyAfterBurning;
+}
+
+void FakeAudioBurner::setVerifyAfterBurning(bool verify) {
+    record(QStringLiteral("setVerifyAfterBurning"),
+           {verify ? QStringLiteral("true") : QStringLiteral("false")});
+    verifyAfterBurning = verify;
+}
