@@ -30,7 +30,8 @@
 // WriteSpeed is a speed factor (1x = 176.4 kB/s). Writing it keeps the value when the current
 // recorder offers that speed under the current burn method, and otherwise keeps the next lower
 // speed it offers (the lowest one when none is lower): reading it back tells whether a speed is
-// usable. MaxWriteSpeed is the recorder's highest speed for the loaded medium.
+// usable. MaxWriteSpeed is the recorder's highest speed for the loaded medium. A drive that
+// cannot write CDs offers no speed: WriteSpeed and MaxWriteSpeed read 0.
 //
 // BurnMethod, 0 to 11: the write type and options of the burn (SAO = session at once, gapless,
 // with CD-Text; TAO = track at once, 2-second gaps, no CD-Text; "burn proof" = the drive's

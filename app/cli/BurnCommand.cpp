@@ -70,18 +70,21 @@ QString discText(AudioBurner& burner) {
              megabytes(burner.MediaUsedSize()));
 }
 
-// The speeds the recorder takes, found the way the speed dialog finds them.
-QString speedsText(AudioBurner& burner) {
+} // namespace
+
+QString BurnCommand::speedsText(AudioBurner& burner) {
     QStringList speeds;
     for (qint16 n = 1; n <= 50; ++n) {
         burner.setWriteSpeed(n);
         if (burner.WriteSpeed() == n)
             speeds << QStringLiteral("%1x").arg(n);
     }
-    return speeds.isEmpty() ? QStringLiteral("unknown") : speeds.join(u' ');
+    if (speeds.isEmpty())
+        return QStringLiteral("none (it cannot write CDs)");
+    if (speeds.size() == 50)
+        return QStringLiteral("any (the recorder does not list its speeds)");
+    return speeds.join(u' ');
 }
-
-} // namespace
 
 int runRecordersCommand(const QStringList& arguments) {
     if (const auto code = cdCommandHelp(
@@ -113,7 +116,7 @@ int runRecordersCommand(const QStringList& arguments) {
                          megabytes(burner->BufferSize()),
                          burner->BurnProofFlag() ? QStringLiteral("yes") : QStringLiteral("no"));
         text += QStringLiteral("   disc: %1\n").arg(discText(*burner));
-        text += QStringLiteral("   write speeds: %1\n").arg(speedsText(*burner));
+        text += QStringLiteral("   write speeds: %1\n").arg(BurnCommand::speedsText(*burner));
     }
     print(stdout, text);
     return 0;
@@ -123,7 +126,11 @@ int runBurnCommand(const QStringList& arguments) {
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
         "Burns the files (WAV, MP3, WMA) as the tracks of an audio CD, decoding them on the\n"
-        "fly. The Image Recorder writes a CUE/BIN pair instead of a disc."));
+        "fly, each exactly as long as it decodes (tracks under 4 seconds are padded to 4),\n"
+        "without gaps unless the burn method writes track at once. A CUE sheet (with its BIN)\n"
+        "is burnt as a whole disc, gaps, ISRCs, catalogue number and CD-Text as they stand.\n"
+        "The Image Recorder writes a CUE/BIN pair instead of a disc. Every burn leaves a log,\n"
+        "beside the image or in ~/.local/share/melvane/burn-logs."));
     const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")},
                                   QStringLiteral("Show this help."));
     const QCommandLineOption recorder(
@@ -147,7 +154,11 @@ int runBurnCommand(const QStringList& arguments) {
     const QCommandLineOption keepOpen(QStringLiteral("keep-open"),
                                       QStringLiteral("Leave the disc open instead of finalising "
                                                      "it."));
-    parser.addOptions({help, recorder, imageDir, speed, method, simulate, keepOpen});
+    const QCommandLineOption verify(
+        QStringLiteral("verify"),
+        QStringLiteral("Read the finished disc back with full paranoia and compare every track "
+                       "with what was written; a difference is an error."));
+    parser.addOptions({help, recorder, imageDir, speed, method, simulate, keepOpen, verify});
     parser.addPositionalArgument(QStringLiteral("FILE"), QStringLiteral("Files to burn, in order."),
                                  QStringLiteral("FILE..."));
     if (!parser.parse(arguments))
@@ -156,9 +167,10 @@ int runBurnCommand(const QStringList& arguments) {
         QString text = parser.helpText();
         text.replace(0, text.indexOf(u'\n'),
                      QStringLiteral("Usage: melvane-cli burn [OPTIONS] FILE..."));
-        print(stdout, text + QStringLiteral("\nExit status: 0 when the burn went well, 1 when it "
-                                            "failed, 2 for a usage error,\n128 + the signal's "
-                                            "number when a signal cancelled it.\n"));
+        print(stdout, text + QStringLiteral("\nExit status: 0 when the burn went well (and, with "
+                                            "--verify, every track is identical),\n1 when it "
+                                            "failed, 2 for a usage error, 128 + the signal's "
+                                            "number when a\nsignal cancelled it.\n"));
         return 0;
     }
 
@@ -176,6 +188,7 @@ int runBurnCommand(const QStringList& arguments) {
                              .arg(parser.value(method)));
     request.simulate = parser.isSet(simulate);
     request.keepOpen = parser.isSet(keepOpen);
+    request.verify = parser.isSet(verify);
     request.files = parser.positionalArguments();
     if (request.files.isEmpty())
         return burnUsage(QStringLiteral("no files to burn"));
@@ -226,11 +239,14 @@ BurnCommand::BurnCommand(AudioBurner& burner, BurnRequest request, QObject* pare
     connect(&m_burner, &AudioBurner::Failed, this,
             [this](const QString& message) { m_failure = message; });
     connect(&m_burner, &AudioBurner::BurnFinished, this, &BurnCommand::onFinished);
+    connect(&m_burner, &AudioBurner::Notice, this, &BurnCommand::onNotice);
 }
 
 QString BurnCommand::phaseText(qint32 state, qint32 trackPhase) {
     if (state == 3)
         return QStringLiteral("Finalise Disc");
+    if (state == 4)
+        return QStringLiteral("Verify");
     if (state != 2)
         return QStringLiteral("Prepare");
     switch (trackPhase) {
@@ -252,6 +268,7 @@ void BurnCommand::start() {
         m_burner.setWriteSpeed(m_request.speed > 0 ? m_request.speed : m_burner.MaxWriteSpeed());
         m_burner.setRealBurn(!m_request.simulate);
         m_burner.setKeepDiscOpen(m_request.keepOpen);
+        m_burner.setVerifyAfterBurning(m_request.verify);
         for (const QString& file : m_request.files)
             m_burner.AddTrack(file);
         print(stdout, QStringLiteral("%1 %2 track(s), %3, on %4 %5 at %6x\n")
@@ -300,6 +317,16 @@ void BurnCommand::onProgress(qint16 percent) {
         m_lastStep = step;
         print(stdout, line + u'\n');
     }
+}
+
+void BurnCommand::onNotice(const QString& text, bool warning) {
+    clearLine();
+    if (warning)
+        print(stderr, QStringLiteral("melvane-cli burn: warning: %1\n").arg(terminalText(text)));
+    else
+        print(stdout, terminalText(text) + u'\n');
+    // A file or a pipe gets the next progress line afresh.
+    m_lastPhase.clear();
 }
 
 void BurnCommand::drawLine(const QString& line) {

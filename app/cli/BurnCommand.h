@@ -20,6 +20,7 @@ struct BurnRequest {
     qint32 method = 0;
     bool simulate = false;
     bool keepOpen = false;
+    bool verify = false;
     QStringList files;
 };
 
@@ -38,6 +39,8 @@ public:
 
     // "Burn Track", "Finalise Disc" … for a State and TrackPhase of the engine.
     static QString phaseText(qint32 state, qint32 trackPhase);
+    // The recorder's write speeds as the speed dialog finds them, for `recorders`.
+    static QString speedsText(AudioBurner& burner);
 
 Q_SIGNALS:
     void finished(int exitCode);
@@ -45,6 +48,7 @@ Q_SIGNALS:
 private:
     void onProgress(qint16 percent);
     void onFinished(qint32 status, const QString& text);
+    void onNotice(const QString& text, bool warning);
     void drawLine(const QString& line);
     void clearLine();
 

@@ -126,7 +126,8 @@ qint32 Burner::MediaUsedSize() const {
 }
 
 void Burner::setWriteSpeed(qint16 factor) {
-    m_writeSpeed = acceptedSpeed(offered(), factor);
+    // A drive that cannot write CDs offers no speed at all, whatever it reports.
+    m_writeSpeed = facts().supported ? acceptedSpeed(offered(), factor) : 0;
 }
 
 std::optional<qint64> Burner::knownLength(const QString& path) const {

@@ -50,7 +50,9 @@ public:
     QString RecorderProduct() const override { return listing().product; }
     QString RecorderRevision() const override { return listing().revision; }
     qint16 MaxReadSpeed() const override { return facts().maxReadSpeed; }
-    qint16 MaxWriteSpeed() const override { return facts().maxWriteSpeed(); }
+    qint16 MaxWriteSpeed() const override {
+        return facts().supported ? facts().maxWriteSpeed() : 0;
+    }
     qint32 BufferSize() const override { return facts().bufferBytes; }
     qint16 BufferFill() const override { return m_status.bufferFill; }
     bool BurnProofFlag() const override { return facts().burnProof; }
