@@ -58,10 +58,11 @@ void DiscVerifier::interrupt() {
         m_reader->interrupt();
 }
 
-DiscVerifier::Reading::Reading(DiscVerifier& verifier, qint64 first, qint64 end, qint32 offset)
+DiscVerifier::Reading::Reading(DiscVerifier& verifier, qint64 first, qint64 end, qint32 offset,
+                               bool paranoia)
     : m_verifier(verifier) {
     cdio::DiscReader::Options options;
-    options.paranoia = true;
+    options.paranoia = paranoia;
     options.offsetFrames = offset;
     m_reader = cdio::DiscReader::sectors(verifier.m_drive, qint32(first), qint32(end), options);
     std::lock_guard lock(verifier.m_readerMutex);
@@ -126,7 +127,7 @@ qint32 DiscVerifier::findOffset(qint64 probeDiscSector) {
     const qint64 reach = (kOffsetReach + kFramesPerSector - 1) / kFramesPerSector;
     std::vector<qint16> read(size_t((2 * reach + 1) * kFramesPerSector * 2));
     try {
-        const Reading reader(*this, probeDiscSector - reach, probeDiscSector + reach + 1, 0);
+        const Reading reader(*this, probeDiscSector - reach, probeDiscSector + reach + 1, 0, true);
         reader->read(read.data(), qint64(read.size() / 2));
     } catch (const Error&) {
         return 0; // what cannot be read shows up as such in the comparison
@@ -164,37 +165,46 @@ TrackCheck DiscVerifier::checkTrack(size_t index, qint64 discFirst, qint64 index
     TrackCheck check;
     std::vector<qint16> sector(size_t(kFramesPerSector) * 2);
     qint64 done = 0;
-    try {
-        const Reading reader(*this, discFirst, discFirst + t.sectors, m_offset);
-        for (; done < t.sectors; ++done) {
-            if (reader->read(sector.data(), kFramesPerSector) != kFramesPerSector)
+    bool careful = false; // paranoia gave up ahead: sector by sector from here
+    std::optional<Reading> reader;
+    while (done < t.sectors) {
+        try {
+            if (!reader)
+                reader.emplace(*this, discFirst + done, discFirst + t.sectors, m_offset, !careful);
+            if ((*reader)->read(sector.data(), kFramesPerSector) != kFramesPerSector)
                 throw Error(QStringLiteral("the disc ends early"));
-            const qint64 written = t.firstSector + done;
-            const QByteArray edge = m_record.edgeSector(written);
-            bool same = true;
-            if (!edge.isEmpty()) {
-                // Frames the offset reaches outside the disc for cannot be read.
-                const qint64 first = (discFirst + done) * kFramesPerSector + m_offset;
-                const auto* sent = reinterpret_cast<const qint16*>(edge.constData());
-                for (qint64 f = 0; f < kFramesPerSector && same; ++f)
-                    if (first + f >= m_audioFirst && first + f < m_audioEnd)
-                        same = std::memcmp(sector.data() + f * 2, sent + f * 2, 4) == 0;
-            } else {
-                same = quint32(::crc32(0, reinterpret_cast<const Bytef*>(sector.data()),
-                                       uInt(kAudioSectorBytes))) == m_record.sectorCrc(written);
+        } catch (const Error& e) {
+            reader.reset();
+            if (!careful && !m_interrupted.load()) {
+                careful = true;
+                continue;
             }
-            if (!same && check.differing++ == 0)
-                check.sector = discFirst + done - index1;
-            ++m_done;
-            if (m_total > 0)
-                m_percent.store(int(m_done * 100 / m_total));
+            check.result = TrackCheck::Result::Unreadable;
+            check.sector = discFirst + done - index1;
+            check.reason = e.message();
+            m_done += t.sectors - done;
+            return check;
         }
-    } catch (const Error& e) {
-        check.result = TrackCheck::Result::Unreadable;
-        check.sector = discFirst + done - index1;
-        check.reason = e.message();
-        m_done += t.sectors - done;
-        return check;
+        const qint64 written = t.firstSector + done;
+        const QByteArray edge = m_record.edgeSector(written);
+        bool same = true;
+        if (!edge.isEmpty()) {
+            // Frames the offset reaches outside the disc for cannot be read.
+            const qint64 first = (discFirst + done) * kFramesPerSector + m_offset;
+            const auto* sent = reinterpret_cast<const qint16*>(edge.constData());
+            for (qint64 f = 0; f < kFramesPerSector && same; ++f)
+                if (first + f >= m_audioFirst && first + f < m_audioEnd)
+                    same = std::memcmp(sector.data() + f * 2, sent + f * 2, 4) == 0;
+        } else {
+            same = quint32(::crc32(0, reinterpret_cast<const Bytef*>(sector.data()),
+                                   uInt(kAudioSectorBytes))) == m_record.sectorCrc(written);
+        }
+        if (!same && check.differing++ == 0)
+            check.sector = discFirst + done - index1;
+        ++done;
+        ++m_done;
+        if (m_total > 0)
+            m_percent.store(int(m_done * 100 / m_total));
     }
     check.result =
         check.differing > 0 ? TrackCheck::Result::Differs : TrackCheck::Result::Identical;

@@ -43,6 +43,10 @@ struct WrittenTrack {
 // is then read with that offset. Where the offset reaches outside the disc's audio (its first
 // and last frames), those frames cannot be read and are left out of the comparison.
 //
+// Paranoia reads ahead, so it gives up some sectors before one it cannot read (even in the
+// track before). From there the track is read sector by sector without paranoia, which finds
+// the very sector that cannot be read, or shows that the track's own sectors can.
+//
 // run() works on the calling thread (a worker); interrupt() and the progress come from any.
 class DiscVerifier {
 public:
@@ -63,7 +67,7 @@ private:
     // A reader of sectors, known to interrupt() for as long as it lives.
     class Reading {
     public:
-        Reading(DiscVerifier& verifier, qint64 first, qint64 end, qint32 offset);
+        Reading(DiscVerifier& verifier, qint64 first, qint64 end, qint32 offset, bool paranoia);
         ~Reading();
         cdio::DiscReader& operator*() const { return *m_reader; }
         cdio::DiscReader* operator->() const { return m_reader.get(); }
