@@ -2,6 +2,7 @@
 
 #include "backends/burn/BurnLog.h"
 #include "backends/burn/BurnMethods.h"
+#include "backends/burn/DiscImageSource.h"
 #include "backends/burn/ImageRecorder.h"
 #include "backends/burn/ImageRun.h"
 #include "backends/burn/Libburn.h"
@@ -140,8 +141,13 @@ std::optional<qint64> Burner::knownLength(const QString& path) const {
 }
 
 void Burner::AddTrack(const QString& path) {
-    Track track{path, std::nullopt, {}};
+    Track track{path, std::nullopt, nullptr, {}};
     try {
+        if (isCueSheet(path)) {
+            track.image = std::make_shared<DiscImageSource>(path);
+            m_tracks.append(track);
+            return;
+        }
         track.info = m_opener.probe(path);
         if (const std::optional<qint64> frames = knownLength(path)) {
             track.info->frames = *frames;
@@ -167,15 +173,21 @@ void Burner::ClearTracks() {
 qint32 Burner::CompilationSize() const {
     // As the tracks run on, without gaps; a file not yet counted as its header says.
     std::vector<qint64> stream, gaps;
-    for (const Track& t : m_tracks)
-        if (t.info) {
-            stream.push_back(streamFrames(*t.info, t.info->frames));
-            gaps.push_back(t.info->pregapFrames);
+    for (const Track& t : m_tracks) {
+        std::vector<TrackInfo> infos;
+        if (t.info)
+            infos.push_back(*t.info);
+        else if (t.image)
+            infos = t.image->trackInfos();
+        for (const TrackInfo& i : infos) {
+            stream.push_back(streamFrames(i, i.frames));
+            gaps.push_back(i.pregapFrames);
         }
+    }
     return bytes32(programSectors(placeTracks(stream, gaps, Joining::Continuous)));
 }
 
-std::vector<PlannedTrack> Burner::planTracks() {
+std::vector<PlannedTrack> Burner::planTracks(DiscInfo& disc) {
     if (m_tracks.isEmpty())
         throw Error(QStringLiteral("The compilation is empty. Add the files to burn first."));
     if (m_tracks.size() > kMostTracks)
@@ -183,8 +195,19 @@ std::vector<PlannedTrack> Burner::planTracks() {
                         .arg(m_tracks.size())
                         .arg(kMostTracks));
     for (const Track& t : m_tracks)
-        if (!t.info)
+        if (!t.info && !t.image)
             throw Error(QStringLiteral("%1 cannot be burnt: %2").arg(t.path, t.error));
+    for (const Track& t : m_tracks) {
+        if (!t.image)
+            continue;
+        if (m_tracks.size() > 1)
+            throw Error(QStringLiteral("The disc image %1 is burnt as a whole disc, on its own: "
+                                       "remove the other entries of the compilation, or burn "
+                                       "them on another disc.")
+                            .arg(t.path));
+        disc = t.image->discInfo();
+        return t.image->plan();
+    }
     std::vector<PlannedTrack> planned;
     for (const Track& t : m_tracks) {
         PlannedTrack p;
@@ -197,6 +220,7 @@ std::vector<PlannedTrack> Burner::planTracks() {
             };
         planned.push_back(std::move(p));
     }
+    disc = discInfoOf(planned);
     return planned;
 }
 
@@ -206,7 +230,8 @@ void Burner::StartBurn() {
     Recorder* recorder = current();
     if (!recorder)
         throw Error(QStringLiteral("No recorder is selected."));
-    std::vector<PlannedTrack> planned = planTracks();
+    DiscInfo disc;
+    std::vector<PlannedTrack> planned = planTracks(disc);
 
     m_writeSpeed = acceptedSpeed(offered(), m_writeSpeed);
     BurnSettings settings;
@@ -215,7 +240,6 @@ void Burner::StartBurn() {
     settings.simulate = !m_realBurn;
     settings.keepOpen = m_keepOpen;
     settings.verify = m_verify;
-    const DiscInfo disc = discInfoOf(planned);
     std::unique_ptr<BurnRun> run = recorder->prepareBurn(std::move(planned), disc, settings);
     connect(run.get(), &BurnRun::progressed, this, &Burner::runProgressed);
     connect(run.get(), &BurnRun::finished, this, &Burner::runFinished);
@@ -244,6 +268,10 @@ void Burner::runProgressed() {
 }
 
 void Burner::keepLengths() {
+    // A disc image's tracks are exact from the start.
+    for (const Track& t : m_tracks)
+        if (t.image)
+            return;
     const std::vector<BurnRun::TrackReport> report = m_run->report();
     for (size_t i = 0; i < report.size() && qsizetype(i) < m_tracks.size(); ++i) {
         const QFileInfo file(report[i].source);

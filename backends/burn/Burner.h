@@ -16,6 +16,7 @@
 
 namespace burning {
 
+class DiscImageSource;
 class ImageRecorder;
 class LibburnLibrary;
 
@@ -85,9 +86,11 @@ public:
     ImageRecorder& imageRecorder() { return *m_image; }
 
 private:
+    // A file (info), or a CUE sheet that is a whole disc (image); error when it is neither.
     struct Track {
         QString path;
         std::optional<TrackInfo> info;
+        std::shared_ptr<const DiscImageSource> image;
         QString error;
     };
     struct KnownLength {
@@ -103,7 +106,7 @@ private:
     void scan();
     void runProgressed();
     void runFinished(qint32 code, const QString& text);
-    std::vector<PlannedTrack> planTracks();
+    std::vector<PlannedTrack> planTracks(DiscInfo& disc);
     void passNotices();
     void keepLengths();
     void writeLog(qint32 code, const QString& text);

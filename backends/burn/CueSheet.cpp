@@ -25,7 +25,7 @@ void addText(QByteArray& sheet, const char* indent, const char* keyword, const Q
 
 } // namespace
 
-QByteArray cueSheet(const QString& binName, const std::vector<PlannedTrack>& tracks,
+QByteArray cueSheet(const QString& binName, const std::vector<TrackInfo>& tracks,
                     const std::vector<TrackPlace>& places, const DiscInfo& disc) {
     QByteArray sheet = "REM Burnt by Melvane\n";
     if (!disc.catalog.isEmpty())
@@ -35,7 +35,7 @@ QByteArray cueSheet(const QString& binName, const std::vector<PlannedTrack>& tra
     addText(sheet, "", "SONGWRITER", disc.songwriter);
     sheet += "FILE " + quoted(binName) + " BINARY\n";
     for (size_t i = 0; i < tracks.size() && i < places.size(); ++i) {
-        const TrackInfo& t = tracks[i].info;
+        const TrackInfo& t = tracks[i];
         sheet += QString::asprintf("  TRACK %02d AUDIO\n", int(i) + 1).toLatin1();
         addText(sheet, "    ", "TITLE", t.title);
         addText(sheet, "    ", "PERFORMER", t.performer);

@@ -17,7 +17,7 @@ namespace burning {
 // pregap, as on a burnt CD. (A gap stored as INDEX 00 data would move track 1 to 00:04:00 and
 // make readers report a hidden track; libcdio ignores PREGAP.) The gap of a later track is
 // stored as data before its INDEX 01, which is how libcdio reads gaps.
-QByteArray cueSheet(const QString& binName, const std::vector<PlannedTrack>& tracks,
+QByteArray cueSheet(const QString& binName, const std::vector<TrackInfo>& tracks,
                     const std::vector<TrackPlace>& places, const DiscInfo& disc);
 
 } // namespace burning

@@ -82,8 +82,11 @@ void ImageRun::write() noexcept {
             m_phase.store(Finishing);
             if (m_sink) {
                 const std::vector<TrackPlace> where = places();
+                std::vector<TrackInfo> infos;
+                for (const PlannedTrack& t : tracks())
+                    infos.push_back(t.info);
                 m_baseName = m_sink->commit([&](const QString& binName) {
-                    return cueSheet(binName, tracks(), where, disc());
+                    return cueSheet(binName, infos, where, disc());
                 });
             }
         }

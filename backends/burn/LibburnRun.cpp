@@ -86,7 +86,7 @@ LibburnRun::LibburnRun(std::unique_ptr<LibburnDrive> drive, const QString& recor
     }
     chooseWriteType();
     checkRoom();
-    noteWhatTrackAtOnceDrops();
+    noteWhatTheRecorderChanges();
 }
 
 LibburnRun::~LibburnRun() {
@@ -136,8 +136,23 @@ void LibburnRun::checkRoom() {
     checkFits(needed, m_drive->disc().freeSectors, m_recorderName);
 }
 
-void LibburnRun::noteWhatTrackAtOnceDrops() {
-    if (m_sessionAtOnce || m_mode != DiscLayout::Mode::Audio)
+void LibburnRun::noteWhatTheRecorderChanges() {
+    if (m_mode != DiscLayout::Mode::Audio)
+        return;
+    // libburn pads a track under 4 seconds to 4 seconds; a file has been padded already.
+    int number = 0;
+    for (const PlannedTrack& t : tracks()) {
+        ++number;
+        const qint64 frames = t.info.pregapFrames + t.info.frames;
+        if (!t.info.padToShortest && frames < kShortestTrackFrames)
+            addNotice(QStringLiteral("Track %1 of the disc image is %2 s long: the recorder "
+                                     "pads it with silence to 4 s, the shortest track an audio "
+                                     "CD allows, so the copy's tracks after it begin later.")
+                          .arg(number)
+                          .arg(double(frames) / kFramesPerSecond, 0, 'f', 2),
+                      true);
+    }
+    if (m_sessionAtOnce)
         return;
     QStringList dropped;
     if (m_layout->hasCdText())

@@ -62,7 +62,7 @@ protected:
 private:
     void chooseWriteType();
     void checkRoom();
-    void noteWhatTrackAtOnceDrops();
+    void noteWhatTheRecorderChanges();
     void stopAndWait();
 
     std::unique_ptr<LibburnDrive> m_drive;

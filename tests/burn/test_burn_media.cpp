@@ -3,6 +3,7 @@
 // CD drive. Also what goes wrong on the way: bad files, a decoder that breaks, a full folder,
 // a cancel.
 #include "backends/burn/Burner.h"
+#include "backends/burn/DiscImageSource.h"
 #include "backends/burn/ImageFiles.h"
 #include "backends/burn/ImageRecorder.h"
 #include "backends/burn/MediaTracks.h"
@@ -436,6 +437,43 @@ private Q_SLOTS:
         QFile theirs(m_images->filePath("Disc.bin"));
         QVERIFY(theirs.open(QIODevice::ReadOnly));
         QCOMPARE(theirs.readAll(), QByteArray("theirs"));
+    }
+
+    // A CUE sheet is a whole disc: its gap, flags, ISRC, catalogue number and CD-Text are read
+    // as libcdio reads them, and it is burnt on its own, never beside other entries.
+    void aDiscImageEntry() {
+        QByteArray bin(900 * 2352, '\x21');
+        writeBytes(path("disc.bin"), bin);
+        writeBytes(path("disc.cue"), "CATALOG 4006381234567\nTITLE \"Album\"\n"
+                                     "FILE \"disc.bin\" BINARY\n"
+                                     "  TRACK 01 AUDIO\n    ISRC DEXYZ2400011\n"
+                                     "    INDEX 01 00:00:00\n"
+                                     "  TRACK 02 AUDIO\n    TITLE \"Two\"\n    FLAGS DCP PRE\n"
+                                     "    INDEX 00 00:06:00\n    INDEX 01 00:07:38\n");
+        const DiscImageSource image(path("disc.cue"));
+        const cdio::DiscDescription& d = image.description();
+        QCOMPARE(d.catalog, QStringLiteral("4006381234567"));
+        QCOMPARE(d.tracks.size(), 2);
+        QCOMPARE(d.tracks[0].isrc, QStringLiteral("DEXYZ2400011"));
+        QCOMPARE(d.tracks[0].end, 450);
+        QCOMPARE(d.tracks[1].pregapStart, 450);
+        QCOMPARE(d.tracks[1].start, 563);
+        QVERIFY(d.tracks[1].preEmphasis && d.tracks[1].copyPermitted);
+        QCOMPARE(d.tracks[1].title, QStringLiteral("Two"));
+        QCOMPARE(image.sectors(), 900);
+
+        const auto burner = imageBurner();
+        burner->AddTrack(path("disc.cue"));
+        QCOMPARE(burner->CompilationSize(), 900 * 2352);
+        burner->AddTrack(m_wav);
+        QVERIFY(
+            errorOf([&] { burner->StartBurn(); }).contains("is burnt as a whole disc, on its own"));
+        burner->ClearTracks();
+        QFile::resize(path("disc.bin"), 500 * 2352);
+        burner->AddTrack(path("disc.cue"));
+        QVERIFY(errorOf([&] {
+                    burner->StartBurn();
+                }).contains("disc.bin ends before track 2 of its cue sheet."));
     }
 
     void refusedAtOnce_data() {

@@ -24,6 +24,59 @@ QByteArray ffmpegDecode(const QString& file) {
     return ffmpeg.readAllStandardOutput();
 }
 
+struct CopyDisc {
+    QString cue;
+    QByteArray bin;
+};
+
+// A disc worth copying, every track 4 seconds or more: track 2 has a 113-sector gap that holds
+// sound (applause between live tracks) and pre-emphasis, tracks 1 and 3 ISRCs, track 3 the
+// copy flag; the disc has an MCN and CD-Text with a songwriter.
+CopyDisc writeCopyDisc(const QString& folder) {
+    CopyDisc disc;
+    disc.cue = QDir(folder).filePath("live.cue");
+    quint32 state = 11;
+    for (int frame = 0; frame < 1200 * 588; ++frame) {
+        state ^= state << 13;
+        state ^= state >> 17;
+        state ^= state << 5;
+        const double tone = std::sin(frame * (0.015 + 0.004 * (frame / 150000)));
+        for (int channel = 0; channel < 2; ++channel) {
+            const qint16 sample = qint16(std::lround(tone * (9000 + 3000 * channel)) +
+                                         int(state >> (26 + channel)) - 16);
+            disc.bin.append(char(sample & 0xff)).append(char(quint16(sample) >> 8));
+        }
+    }
+    QFile bin(QDir(folder).filePath("live.bin"));
+    bin.open(QIODevice::WriteOnly);
+    bin.write(disc.bin);
+    QFile cue(disc.cue);
+    cue.open(QIODevice::WriteOnly);
+    cue.write("CATALOG 4006381234567\n"
+              "TITLE \"Live at the Hall\"\n"
+              "PERFORMER \"The Band\"\n"
+              "SONGWRITER \"A. Writer\"\n"
+              "FILE \"live.bin\" BINARY\n"
+              "  TRACK 01 AUDIO\n"
+              "    TITLE \"Opening\"\n"
+              "    PERFORMER \"The Band\"\n"
+              "    ISRC DEXYZ2400011\n"
+              "    INDEX 01 00:00:00\n"
+              "  TRACK 02 AUDIO\n"
+              "    TITLE \"Ballad\"\n"
+              "    PERFORMER \"The Band\"\n"
+              "    FLAGS PRE\n"
+              "    INDEX 00 00:06:00\n"
+              "    INDEX 01 00:07:38\n"
+              "  TRACK 03 AUDIO\n"
+              "    TITLE \"Encore\"\n"
+              "    PERFORMER \"The Band\"\n"
+              "    FLAGS DCP\n"
+              "    ISRC DEXYZ2400013\n"
+              "    INDEX 01 00:12:00\n");
+    return disc;
+}
+
 } // namespace
 
 class TestVdriveBurn : public QObject {
@@ -31,6 +84,7 @@ class TestVdriveBurn : public QObject {
 
 private:
     QTemporaryDir m_dir;
+    CopyDisc m_disc;      // a pressed disc with a gap, ISRCs, an MCN, flags and CD-Text
     QStringList m_album;  // MP3 files with titles, none on whole sectors
     QByteArray m_gapless; // ffmpeg's decode of the album, the files one after another
 
@@ -62,6 +116,7 @@ private:
 private Q_SLOTS:
     void initTestCase() {
         QVERIFY(m_dir.isValid());
+        m_disc = writeCopyDisc(m_dir.path());
         const double seconds[] = {4.37, 5.81, 6.02};
         for (int i = 0; i < 3; ++i) {
             const QString path = m_dir.filePath(QStringLiteral("%1.mp3").arg(i + 1));
@@ -134,6 +189,41 @@ private Q_SLOTS:
                      qPrintable(burn.err));
         const QString logFile = only(folder + "/data/melvane/burn-logs", "*.log");
         QVERIFY2(fileBytes(logFile).contains(log.toUtf8()), fileBytes(logFile).constData());
+    }
+
+    // A CUE/BIN burnt as a whole disc is a copy: the same table of contents, gap, catalogue
+    // number, ISRC, pre-emphasis flag and CD-Text, and the same sound, gap included.
+    void aDiscImageBurntAsItStands_data() {
+        QTest::addColumn<QString>("recorder");
+        QTest::newRow("virtual writer") << "1";
+        QTest::newRow("image recorder") << "image";
+    }
+    void aDiscImageBurntAsItStands() {
+        QFETCH(QString, recorder);
+        const QString folder = fresh("copied");
+        const Ran burn =
+            cli({"burn", "--recorder", recorder, "--verify", m_disc.cue}, kBlank, folder);
+        QVERIFY2(burn.exitCode == 0, qPrintable(burn.out + burn.err));
+        QVERIFY2(burn.out.contains("Track 2: identical"), qPrintable(burn.out));
+        const QString copy = recorder == "image" ? only(folder, "*.cue") : folder + "/sr7.cue";
+        const auto info = [](const QString& cue) {
+            const Ran r = runWithDrive("cd-info", {"--no-header", "--no-cddb", "/dev/sr7"},
+                                       "/dev/sr7:cue=" + cue + ":media=cdr,timescale=0");
+            QStringList kept;
+            for (const QString& line : r.out.split(u'\n'))
+                if (line.contains(QRegularExpression("^ +[0-9]+: |MCN|ISRC|TITLE|PERFORMER|"
+                                                     "SONGWRITER|CD-TEXT for")))
+                    kept << line.simplified();
+            return kept;
+        };
+        const QStringList source = info(m_disc.cue);
+        for (const char* fact : {"4006381234567", "DEXYZ2400013", "SONGWRITER: A. Writer"})
+            QVERIFY2(source.join('\n').contains(fact), qPrintable(source.join('\n')));
+        QCOMPARE(info(copy), source);
+        const QByteArray sheet = fileBytes(copy);
+        QVERIFY2(sheet.contains("INDEX 00 00:06:00") && sheet.contains("INDEX 01 00:07:38"),
+                 sheet.constData());
+        QVERIFY(paranoia(copy) == m_disc.bin);
     }
 
     // A recorder that fails says so in plain words; the SCSI details go to the burn log only.
