@@ -4,6 +4,7 @@
 #include "app/cli/Interrupts.h"
 #include "app/cli/TerminalText.h"
 #include "backends/burn/Burner.h"
+#include "backends/burn/DiscImageSource.h"
 #include "backends/burn/ImageFiles.h"
 #include "backends/burn/ImageRecorder.h"
 #include "backends/burn/MediaTracks.h"
@@ -122,6 +123,20 @@ int runRecordersCommand(const QStringList& arguments) {
     return 0;
 }
 
+std::optional<qint16> recorderNumber(const QString& text, qint16 count, QString* why) {
+    if (text == QLatin1String("image"))
+        return count;
+    bool number = false;
+    const qint16 n = text.toShort(&number);
+    if (number && n >= 1 && n <= count)
+        return n;
+    *why = QStringLiteral("--recorder '%1' is not a recorder: give a number from 1 to %2, or "
+                          "'image'")
+               .arg(text)
+               .arg(count);
+    return std::nullopt;
+}
+
 int runBurnCommand(const QStringList& arguments) {
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
@@ -204,17 +219,11 @@ int runBurnCommand(const QStringList& arguments) {
 
     const auto burner = makeBurner();
     const qint16 count = burner->RecorderCount();
-    const QString chosen = parser.value(recorder);
-    if (chosen == QLatin1String("image")) {
-        request.recorder = count;
-    } else {
-        request.recorder = chosen.toShort(&number);
-        if (!number || request.recorder < 1 || request.recorder > count)
-            return burnUsage(QStringLiteral("--recorder '%1' is not a recorder: give a number "
-                                            "from 1 to %2, or 'image'")
-                                 .arg(chosen)
-                                 .arg(count));
-    }
+    QString why;
+    const std::optional<qint16> chosen = recorderNumber(parser.value(recorder), count, &why);
+    if (!chosen)
+        return burnUsage(why);
+    request.recorder = *chosen;
 
     BurnCommand job(*burner, request);
     Interrupts interrupts;
@@ -269,19 +278,30 @@ void BurnCommand::start() {
         m_burner.setRealBurn(!m_request.simulate);
         m_burner.setKeepDiscOpen(m_request.keepOpen);
         m_burner.setVerifyAfterBurning(m_request.verify);
-        for (const QString& file : m_request.files)
+        for (const QString& file : m_request.files) {
             m_burner.AddTrack(file);
+            m_tracks += 1;
+            if (burning::isCueSheet(file)) {
+                try {
+                    m_tracks +=
+                        qint16(burning::DiscImageSource(file).description().tracks.size() - 1);
+                } catch (const Error&) {
+                    // The burn refuses it, saying why.
+                }
+            }
+        }
         print(stdout, QStringLiteral("%1 %2 track(s), %3, on %4 %5 at %6x\n")
                           .arg(m_request.simulate ? QStringLiteral("Test-burning")
                                                   : QStringLiteral("Burning"))
-                          .arg(m_request.files.size())
+                          .arg(m_tracks)
                           .arg(megabytes(m_burner.CompilationSize()),
                                terminalText(m_burner.RecorderVendor()),
                                terminalText(m_burner.RecorderProduct()))
                           .arg(m_burner.WriteSpeed()));
         m_burner.StartBurn();
     } catch (const Error& e) {
-        print(stderr, QStringLiteral("melvane-cli burn: %1\n").arg(terminalText(e.message())));
+        print(stderr, QStringLiteral("melvane-cli %1: %2\n")
+                          .arg(m_request.command, terminalText(e.message())));
         Q_EMIT finished(1);
     }
 }
@@ -296,7 +316,7 @@ void BurnCommand::interrupt(int signalNumber) {
 void BurnCommand::onProgress(qint16 percent) {
     const qint32 state = m_burner.State();
     const QString phase = phaseText(state, m_burner.TrackPhase());
-    const qint16 tracks = qint16(m_request.files.size());
+    const qint16 tracks = m_tracks;
     const int shown = qBound(0, int(percent), 100);
     const QString line = QStringLiteral("%1  track %2/%3  [%4%5] %6%  buffer %7%")
                              .arg(phase, -13)
@@ -322,7 +342,8 @@ void BurnCommand::onProgress(qint16 percent) {
 void BurnCommand::onNotice(const QString& text, bool warning) {
     clearLine();
     if (warning)
-        print(stderr, QStringLiteral("melvane-cli burn: warning: %1\n").arg(terminalText(text)));
+        print(stderr, QStringLiteral("melvane-cli %1: warning: %2\n")
+                          .arg(m_request.command, terminalText(text)));
     else
         print(stdout, terminalText(text) + u'\n');
     // A file or a pipe gets the next progress line afresh.
@@ -347,12 +368,14 @@ void BurnCommand::onFinished(qint32 status, const QString& text) {
         print(stdout, QStringLiteral("%1 (%2 s)\n").arg(text).arg(seconds, 0, 'f', 1));
         Q_EMIT finished(0);
     } else if (status == AudioBurner::BurnCancelled && m_signal != 0) {
-        print(stderr, QStringLiteral("melvane-cli burn: interrupted; the burn was cancelled and "
-                                     "nothing was kept\n"));
+        print(stderr, QStringLiteral("melvane-cli %1: interrupted; the burn was cancelled and "
+                                     "nothing was kept\n")
+                          .arg(m_request.command));
         Q_EMIT finished(128 + m_signal);
     } else {
-        print(stderr, QStringLiteral("melvane-cli burn: %1\n")
-                          .arg(terminalText(m_failure.isEmpty() ? text : m_failure)));
+        print(stderr,
+              QStringLiteral("melvane-cli %1: %2\n")
+                  .arg(m_request.command, terminalText(m_failure.isEmpty() ? text : m_failure)));
         Q_EMIT finished(1);
     }
 }

@@ -1,5 +1,6 @@
 #include "app/cli/RipCommand.h"
 
+#include "app/cli/CopyCommands.h"
 #include "app/cli/DrivesCommand.h"
 #include "app/cli/Interrupts.h"
 #include "app/cli/RipBatch.h"
@@ -79,6 +80,9 @@ std::optional<QList<int>> parseTrackList(const QString& text, QString* why) {
 }
 
 int runRipCommand(const QStringList& arguments) {
+    // A whole disc into one image takes options of its own.
+    if (asksForImage(arguments))
+        return runRipImageCommand(arguments);
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Rips the tracks of an audio CD to WAV, MP3 or WMA files, bit-exact and "
@@ -87,7 +91,9 @@ int runRipCommand(const QStringList& arguments) {
                                   QStringLiteral("Show this help."));
     const QCommandLineOption to(
         QStringLiteral("to"),
-        QStringLiteral("Formats: wav, mp3 or wma, several separated by commas (wav,mp3)."),
+        QStringLiteral("Formats: wav, mp3 or wma, several separated by commas (wav,mp3); or "
+                       "image, the whole disc as one CUE/BIN image (see 'rip --to image "
+                       "--help')."),
         QStringLiteral("FORMATS"));
     const QCommandLineOption bitrate(
         QStringLiteral("bitrate"),
@@ -117,6 +123,8 @@ int runRipCommand(const QStringList& arguments) {
                      QStringLiteral("Usage: melvane-cli rip --to wav|mp3|wma[,...] [--bitrate "
                                     "KBPS] [--tracks 1,3-5]\n"
                                     "                       [--offset SAMPLES] [--overwrite] --out "
+                                    "DIR DRIVE\n"
+                                    "       melvane-cli rip --to image [--offset SAMPLES] --out "
                                     "DIR DRIVE"));
         print(stdout, text + u'\n' + QString::fromUtf8(kEpilogue));
         return 0;

@@ -27,7 +27,7 @@ void addText(QByteArray& sheet, const char* indent, const char* keyword, const Q
 
 QByteArray cueSheet(const QString& binName, const std::vector<TrackInfo>& tracks,
                     const std::vector<TrackPlace>& places, const DiscInfo& disc) {
-    QByteArray sheet = "REM Burnt by Melvane\n";
+    QByteArray sheet = "REM Written by Melvane\n";
     if (!disc.catalog.isEmpty())
         sheet += "CATALOG " + disc.catalog.toLatin1() + '\n';
     addText(sheet, "", "TITLE", disc.title);

@@ -187,8 +187,10 @@ TrackCheck DiscVerifier::checkTrack(size_t index, qint64 discFirst, qint64 index
         }
         const qint64 written = t.firstSector + done;
         const QByteArray edge = m_record.edgeSector(written);
-        bool same = true;
-        if (!edge.isEmpty()) {
+        bool same = written < m_record.sectors();
+        if (!same) {
+            // Nothing was recorded for it: it cannot be the same.
+        } else if (!edge.isEmpty()) {
             // Frames the offset reaches outside the disc for cannot be read.
             const qint64 first = (discFirst + done) * kFramesPerSector + m_offset;
             const auto* sent = reinterpret_cast<const qint16*>(edge.constData());

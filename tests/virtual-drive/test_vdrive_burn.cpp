@@ -108,6 +108,17 @@ private:
                      "/dev/sr7:cue=" + cue + ":media=cdr,timescale=0");
         return fileBytes(out);
     }
+    // What cd-info says of a disc's table of contents (with the flags), MCN, ISRCs and CD-Text.
+    static QStringList discFacts(const QString& cue) {
+        const Ran r = runWithDrive("cd-info", {"--no-header", "--no-cddb", "/dev/sr7"},
+                                   "/dev/sr7:cue=" + cue + ":media=cdr,timescale=0");
+        QStringList kept;
+        for (const QString& line : r.out.split(u'\n'))
+            if (line.contains(QRegularExpression("^ +[0-9]+: |MCN|ISRC|TITLE|PERFORMER|"
+                                                 "SONGWRITER|CD-TEXT for")))
+                kept << line.simplified();
+        return kept;
+    }
     static QString only(const QString& folder, const QString& pattern) {
         const QStringList found = QDir(folder).entryList({pattern}, QDir::Files);
         return found.size() == 1 ? folder + u'/' + found[0] : QString();
@@ -206,24 +217,62 @@ private Q_SLOTS:
         QVERIFY2(burn.exitCode == 0, qPrintable(burn.out + burn.err));
         QVERIFY2(burn.out.contains("Track 2: identical"), qPrintable(burn.out));
         const QString copy = recorder == "image" ? only(folder, "*.cue") : folder + "/sr7.cue";
-        const auto info = [](const QString& cue) {
-            const Ran r = runWithDrive("cd-info", {"--no-header", "--no-cddb", "/dev/sr7"},
-                                       "/dev/sr7:cue=" + cue + ":media=cdr,timescale=0");
-            QStringList kept;
-            for (const QString& line : r.out.split(u'\n'))
-                if (line.contains(QRegularExpression("^ +[0-9]+: |MCN|ISRC|TITLE|PERFORMER|"
-                                                     "SONGWRITER|CD-TEXT for")))
-                    kept << line.simplified();
-            return kept;
-        };
-        const QStringList source = info(m_disc.cue);
+        const QStringList source = discFacts(m_disc.cue);
         for (const char* fact : {"4006381234567", "DEXYZ2400013", "SONGWRITER: A. Writer"})
             QVERIFY2(source.join('\n').contains(fact), qPrintable(source.join('\n')));
-        QCOMPARE(info(copy), source);
+        QCOMPARE(discFacts(copy), source);
         const QByteArray sheet = fileBytes(copy);
         QVERIFY2(sheet.contains("INDEX 00 00:06:00") && sheet.contains("INDEX 01 00:07:38"),
                  sheet.constData());
         QVERIFY(paranoia(copy) == m_disc.bin);
+    }
+
+    // A whole disc read into an image through a drive with a read offset: the gap found in the
+    // Q sub-channel, the catalogue number, ISRCs, flags and CD-Text in the sheet, the sound
+    // corrected for the offset (its last samples lie beyond the disc: silence).
+    void ripToImage() {
+        const QString folder = fresh("ripped");
+        const Ran rip =
+            cli({"rip", "--to", "image", "--offset", "48", "--out", folder, "/dev/sr3"},
+                "/dev/sr3:cue=" + m_disc.cue + ":kind=rom,timescale=0,offset=48", folder);
+        QVERIFY2(rip.exitCode == 0, qPrintable(rip.out + rip.err));
+        const QString cue = only(folder, "*.cue");
+        QCOMPARE(QFileInfo(cue).fileName(), QStringLiteral("Live at the Hall.cue"));
+        QVERIFY(rip.out.endsWith("Image: " + cue + "\n"));
+        QCOMPARE(discFacts(cue), discFacts(m_disc.cue));
+        const QByteArray sheet = fileBytes(cue);
+        QVERIFY2(sheet.contains("INDEX 00 00:06:00") && sheet.contains("FLAGS DCP"),
+                 sheet.constData());
+        const QByteArray bin = fileBytes(cue.chopped(4) + ".bin");
+        QCOMPARE(bin.size(), m_disc.bin.size());
+        QVERIFY(bin.chopped(48 * 4) == m_disc.bin.chopped(48 * 4));
+        QCOMPARE(bin.right(48 * 4).count(char(0)), 48 * 4);
+    }
+
+    // melvane-cli copy: read, read again to check, burn, verify; the copy has the source's
+    // table of contents, gap, catalogue number, ISRCs, flags, CD-Text and sound, and the work
+    // image is gone afterwards.
+    void copyADisc_data() {
+        QTest::addColumn<QString>("recorder"); // the reader with the source is recorder 1
+        QTest::newRow("virtual writer") << "2";
+        QTest::newRow("image recorder") << "image";
+    }
+    void copyADisc() {
+        QFETCH(QString, recorder);
+        const QString folder = fresh("copy");
+        const QString drives = "/dev/sr3:cue=" + m_disc.cue + ":kind=rom,timescale=0,offset=48;" +
+                               kBlank + ",offset=-30";
+        const Ran copy =
+            cli({"copy", "--offset", "48", "--recorder", recorder, "/dev/sr3"}, drives, folder);
+        QVERIFY2(copy.exitCode == 0, qPrintable(copy.out + copy.err));
+        for (const char* said : {"Every track read the same twice.", "Track 3: identical",
+                                 "Burn complete; verified: every track is identical."})
+            QVERIFY2(copy.out.contains(said), qPrintable(copy.out));
+        const QString cue = recorder == "image" ? only(folder, "*.cue") : folder + "/sr7.cue";
+        QCOMPARE(discFacts(cue), discFacts(m_disc.cue));
+        QVERIFY(fileBytes(cue).contains("INDEX 00 00:06:00"));
+        QVERIFY(paranoia(cue).chopped(48 * 4) == m_disc.bin.chopped(48 * 4));
+        QVERIFY(QDir(folder).entryList({".melvane-copy-*"}, QDir::Dirs | QDir::Hidden).isEmpty());
     }
 
     // A recorder that fails says so in plain words; the SCSI details go to the burn log only.
