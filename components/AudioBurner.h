@@ -93,7 +93,8 @@ public:
     // compilation longer than the disc, a method the drive cannot write with, an image folder
     // that cannot be written. Otherwise returns while the burn runs.
     virtual void StartBurn() = 0;
-    // Returns at once; the burn ends cleanly and BurnFinished(BurnCancelled) follows.
+    // Returns at once; the burn ends cleanly and BurnFinished(BurnCancelled) follows, with no
+    // Progress in between (unless finalising had begun: then the burn completes).
     virtual void CancelBurn() = 0;
     // Any path is taken; a file that cannot be decoded counts 0 bytes and fails StartBurn.
     virtual void AddTrack(const QString& path) = 0;

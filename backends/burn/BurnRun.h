@@ -67,6 +67,8 @@ public:
 
     const Status& status() const { return m_status; }
     bool isOver() const { return m_over; }
+    // A cancel was taken: the burn ends with BurnCancelled.
+    bool cancelRequested() const { return m_cancelRequested; }
     // Lines for the status that came up since the last call.
     QList<Notice> takeNotices() { return std::exchange(m_notices, {}); }
     // Once over: each track as written (empty when the writing never began), the read offset
@@ -113,7 +115,6 @@ protected:
     const std::vector<PlannedTrack>& tracks() const { return m_tracks; }
     const DiscInfo& disc() const { return m_disc; }
     const BurnSettings& settings() const { return m_settings; }
-    bool cancelRequested() const { return m_cancelRequested; }
     ProgramReader& reader() { return *m_reader; }
     // Where the tracks lie: as planned, or as learnt once the program was read to its end.
     std::vector<TrackPlace> places() const;

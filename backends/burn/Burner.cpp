@@ -264,7 +264,9 @@ void Burner::passNotices() {
 void Burner::runProgressed() {
     m_status = m_run->status();
     passNotices();
-    Q_EMIT Progress(m_status.percent);
+    // The window is idle again from the moment it cancels: no progress may redraw the burn.
+    if (!m_run->cancelRequested())
+        Q_EMIT Progress(m_status.percent);
 }
 
 void Burner::keepLengths() {

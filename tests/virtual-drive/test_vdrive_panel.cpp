@@ -15,6 +15,7 @@
 
 #include <QApplication>
 #include <QComboBox>
+#include <QElapsedTimer>
 #include <QLabel>
 #include <QPushButton>
 #include <QSignalSpy>
@@ -34,7 +35,8 @@ const char* const kDrives = "/dev/sr4:blank-cdr:product=GOOD,timescale=0;"
                             "/dev/sr6:blank-cdr:product=TAKEN OUT,timescale=0,remove=300;"
                             "/dev/sr7:blank-cdr:product=NO BUFE,timescale=0,burnproof=0,"
                             "underrun=300;"
-                            "/dev/sr8:blank-cdr:product=BUFE,timescale=0,burnproof=1,underrun=300";
+                            "/dev/sr8:blank-cdr:product=BUFE,timescale=0,burnproof=1,underrun=300;"
+                            "/dev/sr9:blank-cdr:product=SLOW,speeds=4,buffer=256,timescale=0.05";
 
 struct PanelOnDrives {
     Burner engine{std::make_unique<MediaTrackOpener>(), std::make_unique<ImageFiles>()};
@@ -172,6 +174,32 @@ private Q_SLOTS:
         QTRY_VERIFY(released("sr4"));
         f.engine.RefreshDisc();
         QCOMPARE(f.engine.MediaStatus(), 2);
+    }
+
+    // Cancel while a track is being written: the panel is idle at once, the burn ends as
+    // cancelled without a message, and the drive is let go.
+    void cancelWhileWriting() {
+        PanelOnDrives f;
+        QVERIFY(f.choose("SLOW"));
+        // Two minutes of sound: at 4x, 1.5 s of writing on this drive.
+        const QString file = m_dir.filePath("long.wav");
+        SineSource tone(PcmFormat::cdAudio(), 120.0, 440.0);
+        writeSource(tone, file, {OutputCodec::Wav, 0, {}});
+        f.add(file);
+        QSignalSpy finished(&f.engine, &AudioBurner::BurnFinished);
+        auto* button = f.panel.findChild<QPushButton*>("BurnNowBtn");
+        button->click();
+        QTRY_VERIFY_WITH_TIMEOUT(f.engine.State() == 2 && f.engine.WrittenBlocks() > 0, 30000);
+        QElapsedTimer clock;
+        clock.start();
+        button->click();
+        QVERIFY(f.idle());
+        QVERIFY(finished.wait(30000));
+        qInfo("cancel to BurnFinished: %lld ms", clock.elapsed());
+        QCOMPARE(finished.at(0).at(0).toInt(), int(AudioBurner::BurnCancelled));
+        QVERIFY(f.idle());
+        QCOMPARE(f.shown(), QStringList());
+        QTRY_VERIFY(released("sr9"));
     }
 
     void cleanupTestCase() { QFile::remove(qEnvironmentVariable("VIRTUAL_DRIVE_LOG")); }
