@@ -1,5 +1,6 @@
 #include "app/cli/RipCommand.h"
 
+#include "app/cli/CopyCommands.h"
 #include "app/cli/DrivesCommand.h"
 #include "app/cli/Interrupts.h"
 #include "app/cli/RipBatch.h"
@@ -95,6 +96,9 @@ std::optional<QList<int>> parseTrackList(const QString& text, QString* why) {
 }
 
 int runRipCommand(const QStringList& arguments) {
+    // A whole disc into one image takes options of its own.
+    if (asksForImage(arguments))
+        return runRipImageCommand(arguments);
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Rips the tracks of an audio CD to WAV, MP3 or WMA files, bit-exact and "
@@ -103,7 +107,9 @@ int runRipCommand(const QStringList& arguments) {
                                   QStringLiteral("Show this help."));
     const QCommandLineOption to(
         QStringLiteral("to"),
-        QStringLiteral("Formats: wav, mp3 or wma, several separated by commas (wav,mp3)."),
+        QStringLiteral("Formats: wav, mp3 or wma, several separated by commas (wav,mp3); or "
+                       "image, the whole disc as one CUE/BIN image (see 'rip --to image "
+                       "--help')."),
         QStringLiteral("FORMATS"));
     const QCommandLineOption bitrate(
         QStringLiteral("bitrate"),
@@ -153,7 +159,9 @@ int runRipCommand(const QStringList& arguments) {
                            "                       [--offset SAMPLES] [--lookup [--release "
                            "N]] [--named]\n"
                            "                       [--no-log] [--no-accuraterip] "
-                           "[--overwrite] --out DIR DRIVE"));
+                           "[--overwrite] --out DIR DRIVE\n"
+                           "       melvane-cli rip --to image [--offset SAMPLES] --out "
+                           "DIR DRIVE"));
         print(stdout, text + u'\n' + QString::fromUtf8(kEpilogue));
         return 0;
     }

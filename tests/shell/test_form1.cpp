@@ -191,7 +191,7 @@ private Q_SLOTS:
                               "Burn Mode Options"}));
         QCOMPARE(texts(f.child<QMenu>("mnuoptmode")->actions()),
                  QStringList({"Rip Mode", "Convert  Mode", "Burn Mode", "Record Mode"}));
-        // The convert panel's entries; options menus without entries yet are greyed.
+        // Each panel's entries in its options menu.
         QCOMPARE(f.child<QMenu>("mnuoptfilemode")->actions(),
                  f.form->fileModePanel()->optionsActions());
         QVERIFY(f.child<QMenu>("mnuoptfilemode")->menuAction()->isEnabled());
@@ -201,7 +201,9 @@ private Q_SLOTS:
                  QStringList({"Rip To Wave", "Rip To MP3", "Rip To WMA", "Select All Tracks",
                               "Unselect All Tracks", "Refresh CD", "Clear Status", "Track Names...",
                               "-", "Look Up Track Names", "Write Log And Cue Sheet"}));
-        QVERIFY(!f.child<QMenu>("mnuoptburnmode")->menuAction()->isEnabled());
+        QCOMPARE(texts(f.child<QMenu>("mnuoptburnmode")->actions()),
+                 QStringList({"Verify After Burning", "Add Disc Image..."}));
+        QVERIFY(f.child<QMenu>("mnuoptburnmode")->menuAction()->isEnabled());
         QCOMPARE(f.child<QMenu>("mnuCDPopUp")->title(), QStringLiteral("CDPopUp"));
 
         // A right-button release over the track list pops the rip panel's menu up.

@@ -241,14 +241,14 @@ private Q_SLOTS:
         QCOMPARE(rip.exitCode, 0);
         const QStringList files = QDir(out).entryList({"*.wav"}, QDir::Files, QDir::Name);
         QCOMPARE(files.size(), 3);
-        // Each track holds its file's sound, then silence to the length the burner planned.
+        // The tracks hold the files' sound back to back, then silence to the sector's end.
         QByteArray disc;
-        for (int i = 0; i < 3; ++i) {
-            const QByteArray ripped = wavData(out + "/" + files[i]);
-            QVERIFY(ripped.startsWith(m_pcm[i]));
-            QCOMPARE(ripped.mid(m_pcm[i].size()).count(char(0)), ripped.size() - m_pcm[i].size());
-            disc += ripped;
-        }
+        for (const QString& file : files)
+            disc += wavData(out + "/" + file);
+        const QByteArray sound = m_pcm[0] + m_pcm[1] + m_pcm[2];
+        QVERIFY(disc.startsWith(sound));
+        QVERIFY(disc.size() - sound.size() < 2352);
+        QCOMPARE(disc.mid(sound.size()).count(char(0)), disc.size() - sound.size());
         QVERIFY(disc == fileBytes(saved + "/sr7.bin"));
     }
 
