@@ -14,6 +14,7 @@
 #include "backends/cdio/CdTools.h"
 #include "backends/cdio/CdioLog.h"
 #include "backends/cdio/DiscPlayer.h"
+#include "backends/cdio/TrackNameLookup.h"
 #include "backends/media/Codecs.h"
 #include "backends/media/MediaJob.h"
 #include "backends/qt/QtBackends.h"
@@ -49,7 +50,10 @@ Form1Components realComponents() {
     // One drive table for the rip panel's three components; the image recorder's last burn
     // becomes one more disc in it, so what was burnt can be played and ripped back.
     auto table = std::make_shared<cdio::DriveTable>();
-    c.test = std::make_unique<cdio::CdTools>(table);
+    // The release a lookup chose gives the rips of its disc their album facts.
+    auto chosen = std::make_shared<cdio::ChosenReleases>();
+    c.test = std::make_unique<cdio::CdTools>(table, chosen);
+    c.lookup = std::make_unique<cdio::TrackNameLookup>(table, chosen);
     c.mci = std::make_unique<cdio::CdAudioMci>(table, std::make_unique<cdio::DiscPlayer>());
     c.drives = std::make_unique<cdio::CdDrives>(table);
     auto burner = std::make_unique<burning::Burner>(std::make_unique<burning::MediaTrackOpener>(),

@@ -89,6 +89,7 @@ void FrameBurn::connectHandlers() {
             }));
     // A burn that fails on the way is reported, then ends with BurnFinished like any other.
     connect(&engine, &AudioBurner::Failed, this, &ErrorBoundary::report);
+    connectOptions();
 }
 
 void FrameBurn::enterBurnMode() {
@@ -136,12 +137,16 @@ void FrameBurn::AddBtn_Click() {
     lastFile = AskMusicFile(QStringLiteral("Add File"));
     if (lastFile.isEmpty())
         return;
+    appendToCompilation(lastFile);
+}
+
+void FrameBurn::appendToCompilation(const QString& path) {
     SharedState& state = m_context.state;
     state.trackCount = checked::add16(state.trackCount, 1);
     ReportList& list = *m_ui->ListView2;
     lastItem = list.Add(QString::number(state.trackCount));
-    list.setSubItem(lastItem, 1, lastFile);
-    m_context.AudioBurner1.AddTrack(lastFile);
+    list.setSubItem(lastItem, 1, path);
+    m_context.AudioBurner1.AddTrack(path);
     showCompilationSize();
 }
 

@@ -46,6 +46,14 @@ public:
     // What entering burn mode does on this panel, after the main window's common steps.
     void enterBurnMode();
 
+    // Burn Mode Options: "Verify After Burning", "Add Disc Image..." (FrameBurnOptions.cpp).
+    QList<QAction*> optionsActions() const override;
+    void mnuoptburnmode1_Click();
+    void mnuoptburnmode2_Click();
+    // The engine's lines for the status (a track padded, a track verified ...), under the
+    // progress bars; the last few stay until the next burn starts.
+    void showNotice(const QString& text, bool warning);
+
     // Recorders and the disc (FrameBurnDrive.cpp).
     void FillDriveList();
     void driveCombo_Click();
@@ -103,6 +111,9 @@ private:
     void showCompilationSize();
     void connectHandlers();
     BurnDialogContext dialogContext();
+    void connectOptions();
+    // Adds a row for path and the track to the engine (Add, Add Disc Image...).
+    void appendToCompilation(const QString& path);
 
     BurnContext m_context;
     std::unique_ptr<Ui::FrameBurn> m_ui;

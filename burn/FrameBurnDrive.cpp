@@ -61,7 +61,7 @@ void FrameBurn::SelectBurnDrive() {
     // Checked when the drive has no burn proof: the box shows the flag inverted, as it always
     // has, and the burn never reads it.
     m_ui->BurnProofChk->setValue(engine.BurnProofFlag() ? 0 : 1);
-    // Only the panel's rows: the engine keeps its compilation.
+    // The engine emptied its compilation when its recorder was set; the rows follow.
     m_ui->ListView2->Clear();
     m_context.state.trackCount = 0;
 }

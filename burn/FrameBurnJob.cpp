@@ -22,6 +22,7 @@ void FrameBurn::BurnNowBtn_Click() {
         return;
     }
     m_ui->driveStatusLbl->setText(QStringLiteral("Prepare..."));
+    m_ui->burnNoticeLbl->clear();
     window()->repaint();
     DisableBurnControls();
     m_ui->BurnNowBtn->setEnabled(true);

@@ -3,6 +3,7 @@
 
 #include "cd/RipRules.h"
 #include "cd/TrackRename.h"
+#include "components/DiscLookup.h"
 #include "components/Drives.h"
 #include "components/Error.h"
 #include "components/HarnTools.h"
@@ -62,6 +63,8 @@ FrameCDMode::FrameCDMode(CDContext context, QWidget* parent)
     Timer1 = new QTimer(this);
     Timer1->setObjectName(QStringLiteral("Timer1"));
     Timer1->setInterval(1000);
+    m_namesSeparator = new QAction(this);
+    m_namesSeparator->setSeparator(true);
     connectHandlers();
     connectMenus();
 }
@@ -95,8 +98,9 @@ void FrameCDMode::closeTrackRename() {
 }
 
 QList<QAction*> FrameCDMode::optionsActions() const {
-    return {m_ui->mnuoptcdmode1, m_ui->mnuoptcdmode2, m_ui->mnuoptcdmode3, m_ui->mnuoptcdmode4,
-            m_ui->mnuoptcdmode5, m_ui->mnuoptcdmode6, m_ui->mnuoptcdmode7, m_ui->mnuoptcdmode8};
+    return {m_ui->mnuoptcdmode1, m_ui->mnuoptcdmode2,  m_ui->mnuoptcdmode3, m_ui->mnuoptcdmode4,
+            m_ui->mnuoptcdmode5, m_ui->mnuoptcdmode6,  m_ui->mnuoptcdmode7, m_ui->mnuoptcdmode8,
+            m_namesSeparator,    m_ui->mnuoptcdlookup, m_ui->mnuoptcdlog};
 }
 
 QMenu* FrameCDMode::popUpMenu() const {
@@ -135,6 +139,13 @@ void FrameCDMode::connectHandlers() {
             guarded([this](double percent) { test_RipProgress(percent); }));
     connect(&tools, &HarnTools::Failed, this,
             guarded([this](const QString& message) { test_Failed(message); }));
+    connect(&tools, &HarnTools::RipNote, this,
+            guarded([this](const QString& line) { test_RipNote(line); }));
+    DiscLookup& lookup = m_context.lookup;
+    connect(&lookup, &DiscLookup::LookUpDone, this,
+            guarded([this](const QStringList& releases) { lookup_LookUpDone(releases); }));
+    connect(&lookup, &DiscLookup::LookUpFailed, this,
+            guarded([this](const QString& message) { lookup_LookUpFailed(message); }));
 }
 
 void FrameCDMode::connectMenus() {
@@ -147,6 +158,8 @@ void FrameCDMode::connectMenus() {
         {m_ui->mnuoptcdmode6, &FrameCDMode::mnuoptcdmode6_Click},
         {m_ui->mnuoptcdmode7, &FrameCDMode::mnuoptcdmode7_Click},
         {m_ui->mnuoptcdmode8, &FrameCDMode::mnuoptcdmode8_Click},
+        {m_ui->mnuoptcdlookup, &FrameCDMode::mnuoptcdlookup_Click},
+        {m_ui->mnuoptcdlog, &FrameCDMode::mnuoptcdlog_Click},
         {m_ui->popcdmode01, &FrameCDMode::mnuoptcdmode8_Click},
         {m_ui->popcdmode02, &FrameCDMode::mnuoptcdmode4_Click},
         {m_ui->popcdmode03, &FrameCDMode::mnuoptcdmode5_Click},
@@ -322,6 +335,7 @@ void FrameCDMode::updatecd() {
         list.setSubItem(row, 4, QString::number(tracks));
         list.setSubItem(row, 5, m_totalBuffer.trimmed());
     }
+    addHiddenTrackRow(tracks);
     m_ui->Check1->setChecked(true);
     state.renamedTracks = False16;
 }

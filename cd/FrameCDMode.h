@@ -10,6 +10,7 @@
 namespace Ui {
 class FrameCDMode;
 }
+class DiscLookup;
 class Drives;
 class HarnTools;
 class MainWindow;
@@ -23,8 +24,8 @@ class TrackRename;
 struct SharedState;
 
 // What the rip panel works with: the CD tools, the media control interface, the drive roots,
-// the registry, message boxes, the skin of its track-name dialog, and the main window's services
-// and shared state.
+// the registry, message boxes, the skin of its track-name dialog, the main window's services and
+// shared state, and the track-name lookup.
 struct CDContext {
     HarnTools& test;
     Mci& mci;
@@ -34,6 +35,7 @@ struct CDContext {
     Skin& skin;
     MainWindow& main;
     SharedState& state;
+    DiscLookup& lookup;
 };
 
 // The rip panel: lists the CD drives and the disc's tracks, plays tracks through the media
@@ -44,7 +46,7 @@ public:
     explicit FrameCDMode(CDContext context, QWidget* parent = nullptr);
     ~FrameCDMode() override;
 
-    // mnuoptcdmode1..8, and mnuCDPopUp.
+    // mnuoptcdmode1..8, then mnuoptcdlookup and mnuoptcdlog; and mnuCDPopUp.
     QList<QAction*> optionsActions() const override;
     QMenu* popUpMenu() const override;
     ReportList& trackList() const;
@@ -89,6 +91,18 @@ public:
     void mnuoptcdmode7_Click();
     void mnuoptcdmode8_Click();
 
+    // Track names and the rip report (FrameCDModeNames.cpp): "Look Up Track Names" fills the
+    // names as the track-name dialog's "Send To Ripper" does; "Write Log And Cue Sheet" says
+    // whether rip jobs leave a log and a cue sheet beside their files.
+    void mnuoptcdlookup_Click();
+    void mnuoptcdlog_Click();
+    void lookup_LookUpDone(const QStringList& releases);
+    void lookup_LookUpFailed(const QString& message);
+    void test_RipNote(const QString& line);
+    // The track a row of the track list stands for: its number, or 0 for the "Track00" row of
+    // audio hidden before track 1, which comes last.
+    qint32 trackOfRow(qint32 row) const;
+
     // Table of contents: the drive letter of the chosen drive, the track count read when it
     // was chosen, the last MCI result, and each track's length (1-based, index 0 unused).
     QString currentDriveLetter;
@@ -130,6 +144,8 @@ private:
     QString playAlias() const;
     Format checkedFormat() const;
     void setTrackChecks(bool on);
+    // After the disc's rows: "Track00" when sound is hidden before track 1.
+    void addHiddenTrackRow(qint32 tracks);
     void endTrack();
     // Eject during a rip: the rip stops, nothing of it is kept, the panel is idle.
     void cancelRip();
@@ -148,4 +164,7 @@ private:
     QString m_presentBuffer;
     // The answer "for all files of this job" to the replace question: replace, or skip.
     std::optional<bool> m_replaceAll;
+    // The last row is "Track00", the audio hidden before track 1.
+    bool m_hiddenTrackRow = false;
+    QAction* m_namesSeparator = nullptr;
 };

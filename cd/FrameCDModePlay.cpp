@@ -85,10 +85,13 @@ void FrameCDMode::cmdEject_Click() {
     m_context.state.renamedTracks = False16;
     m_context.test.EjectDrive(selectedDriveAddress());
     m_ui->ListView1->Clear();
+    m_hiddenTrackRow = false;
 }
 
 void FrameCDMode::cancelRip() {
     m_context.test.CancelRip();
+    // What was ripped before the eject still gets its log.
+    m_context.test.EndRipJob();
     addStatus(QStringLiteral("Ripping Track") + ripTrackNumber +
               QStringLiteral(" Cancelled: The Disc Was Ejected"));
     endTrack();

@@ -110,6 +110,7 @@ void FrameCDMode::Command17_Click() {
     }
     if (checkedRows == 0) {
         m_replaceAll.reset();
+        m_context.test.EndRipJob();
         return;
     }
     m_ui->prgTrack->setValue(0);
@@ -117,12 +118,14 @@ void FrameCDMode::Command17_Click() {
     while (!list.Checked(n))
         ++n;
     ripTrack = n;
+    // Row n is track n, but for the row of the hidden track (track 0).
+    const qint32 track = trackOfRow(n);
     list.clearSelection();
     list.setSelected(n, true);
     const QString length = list.SubItem(n, 2);
     ripTrackLength = length.left(qMax<qsizetype>(0, length.size() - 3));
     ripTrackSeconds = RipRules::lengthSeconds(length);
-    ripTrackNumber = RipRules::twoDigits(n);
+    ripTrackNumber = RipRules::twoDigits(track);
     addStatus(QStringLiteral("Now Ripping Track") + ripTrackNumber);
     trackInProgress = True16;
 
@@ -131,13 +134,15 @@ void FrameCDMode::Command17_Click() {
     try {
         QString path;
         if (!m_ui->Check1->isChecked()) {
-            path = RipRules::numberedFile(m_ui->txtFilename->text(), n, extension);
+            path = RipRules::numberedFile(m_ui->txtFilename->text(), track, extension);
             m_ui->Text1->setText(path);
         } else {
             path = state.prevFolder + u'/' + list.SubItem(n, 1) + extension;
         }
         Timer1->start();
-        started = startRip(n, path);
+        // The file's title tag is the row's name.
+        m_context.test.setTrackTitle(list.SubItem(n, 1));
+        started = startRip(track, path);
     } catch (...) {
         // A rip refused at the start ends the track as a failure later would.
         endTrack();
@@ -267,6 +272,7 @@ void FrameCDMode::test_Failed(const QString& message) {
     // The job stops here: the track stays checked, so the next press of Rip tries it again.
     endTrack();
     m_replaceAll.reset();
+    m_context.test.EndRipJob();
     ErrorBoundary::report(message);
 }
 

@@ -30,7 +30,8 @@
 // WriteSpeed is a speed factor (1x = 176.4 kB/s). Writing it keeps the value when the current
 // recorder offers that speed under the current burn method, and otherwise keeps the next lower
 // speed it offers (the lowest one when none is lower): reading it back tells whether a speed is
-// usable. MaxWriteSpeed is the recorder's highest speed for the loaded medium.
+// usable. MaxWriteSpeed is the recorder's highest speed for the loaded medium. A drive that
+// cannot write CDs offers no speed: WriteSpeed and MaxWriteSpeed read 0.
 //
 // BurnMethod, 0 to 11: the write type and options of the burn (SAO = session at once, gapless,
 // with CD-Text; TAO = track at once, 2-second gaps, no CD-Text; "burn proof" = the drive's
@@ -49,15 +50,34 @@
 // image recorder writes every method as SAO; the method only caps its speed.
 //
 // During a burn: State 2 while tracks are written (TrackPhase 1 filling the buffer before a
-// track's data, 2 writing it, 3 closing it), 3 while the disc is finalised, 0 otherwise.
-// TotalBlocks and WrittenBlocks count the sectors of the tracks; BufferFill is the fill of the
-// queue between the decoder and the writer, in percent. Progress carries the percentage of the
-// whole writing while State is 2 and of the finalising while State is 3; a burn that succeeds
-// reports 100 just before BurnFinished, in State 3 when it closed the disc, else in State 2.
-// A test burn (RealBurn false) goes through the same track phases and writes nothing; like a
-// drive's test write it closes no disc, so it never reports State 3, whatever KeepDiscOpen
-// says. KeepDiscOpen true leaves the disc appendable and skips State 3. Once finalising has
-// begun, CancelBurn is too late and the burn completes.
+// track's data, or measuring the files' exact lengths first; 2 writing it; 3 closing it), 3
+// while the disc is finalised, 4 while the finished disc is read back to verify it, 0
+// otherwise. TotalBlocks and WrittenBlocks count the sectors of the tracks; BufferFill is the
+// fill of the queue between the decoder and the writer, in percent. Progress carries the
+// percentage of the whole writing while State is 2, of the finalising while State is 3 and of
+// the reading while it is 4; a burn that succeeds reports 100 just before BurnFinished, in
+// State 3 when it closed the disc, else in State 2. A test burn (RealBurn false) goes through
+// the same track phases and writes nothing; like a drive's test write it closes no disc, so it
+// never reports State 3, whatever KeepDiscOpen says. KeepDiscOpen true leaves the disc
+// appendable and skips State 3. Once finalising has begun, CancelBurn is too late and the burn
+// completes; during the verification it ends the reading (BurnCancelled, the disc written).
+//
+// The compilation: each file is one track, exactly as long as its decoder delivers it (an
+// MP3's encoder delay and padding, stated by its LAME/Xing header, left out; other sample
+// rates resampled to 44.1 kHz), and a file shorter than 4 seconds, the shortest track an audio
+// CD allows, is padded with silence to 4 seconds (a Notice says so). Written session at once
+// (and always on the image recorder) the tracks run on without silence between them: a track
+// begins on the sector holding its first sample and only the last one is padded to a whole
+// sector. Track at once puts the standard 2-second pause before each track after the first.
+// A CUE sheet with its BIN (one FILE, as libcdio reads it) is a whole disc: it must be the
+// compilation's only entry, and its tracks are written as they stand, with their INDEX 00
+// gaps, the disc's catalogue number, the tracks' ISRCs and flags, and the CD-Text.
+//
+// VerifyAfterBurning: a burn that wrote well is read back with full paranoia, the drive's read
+// and write offset found by correlation, and every track compared sample by sample with what
+// was sent: a Notice per track ("Track 2: differs at 1:02.33"), and a difference fails the burn.
+// Each burn leaves a log: beside the image on the image recorder, else in the program's data
+// folder (a Notice names it).
 class AudioBurner : public QObject {
     Q_OBJECT
 public:
@@ -73,7 +93,8 @@ public:
     // compilation longer than the disc, a method the drive cannot write with, an image folder
     // that cannot be written. Otherwise returns while the burn runs.
     virtual void StartBurn() = 0;
-    // Returns at once; the burn ends cleanly and BurnFinished(BurnCancelled) follows.
+    // Returns at once; the burn ends cleanly and BurnFinished(BurnCancelled) follows, with no
+    // Progress in between (unless finalising had begun: then the burn completes).
     virtual void CancelBurn() = 0;
     // Any path is taken; a file that cannot be decoded counts 0 bytes and fails StartBurn.
     virtual void AddTrack(const QString& path) = 0;
@@ -85,6 +106,7 @@ public:
     virtual qint16 RecorderCount() = 0;
     virtual qint16 CurrentRecorder() const = 0;
     // Raises IndexError for a number outside 1..RecorderCount, Error while a burn runs.
+    // Empties the compilation, as the window empties its list on a change of recorder.
     virtual void setCurrentRecorder(qint16 recorder) = 0;
     virtual qint32 RecorderType() const = 0;
     virtual QString RecorderVendor() const = 0;
@@ -115,11 +137,18 @@ public:
     virtual qint32 TrackPhase() const = 0;
     // The track being written, 1-based; 0 when no burn runs.
     virtual qint16 CurrentTrack() const = 0;
+    // Read the disc back and compare it after a burn; off until set.
+    virtual bool VerifyAfterBurning() const = 0;
+    virtual void setVerifyAfterBurning(bool verify) = 0;
 
 Q_SIGNALS:
     void Progress(qint16 percent);
     // Raised exactly once per started burn, after the last Progress.
     void BurnFinished(qint32 status, const QString& text);
+    // A line for the status during a burn: a track padded, what a burn method leaves out, a
+    // track's verification, where the log went. A warning tells of something the burn will
+    // not do as asked.
+    void Notice(const QString& text, bool warning);
     // A burn failed after StartBurn returned; raised just before BurnFinished(BurnFailed).
     void Failed(const QString& message);
 };

@@ -95,9 +95,28 @@ public:
     virtual qint32 CurrentSector() const = 0;
     virtual qint32 TotalSectors() const = 0;
 
+    // Every rip file is tagged: title, track number and count, and what the disc's CD-Text or
+    // a lookup (DiscLookup) tells: artist, album, year, ISRC, MusicBrainz identifiers. The title
+    // of the next rip is the track list's name of its row; empty gives "Track" + nn.
+    virtual void setTrackTitle(const QString& title) = 0;
+    // A rip job is the tracks ripped between two EndRipJob calls. Its end writes a log (drive,
+    // disc, IDs, and per track its file, peak, checksums, AccurateRip result and paranoia
+    // counts) and a cue sheet beside its files, named after the album, once the AccurateRip
+    // database has answered; never over an existing file. Off: neither is written.
+    virtual void setRipLog(bool on) = 0;
+    virtual bool RipLog() const = 0;
+    virtual void EndRipJob() = 0;
+    // Sectors of sound hidden before track 1 of the disc ReadTrackCount read last (its INDEX 00
+    // gap from the disc's start), 0 when there is none; track 0 of the rip operations.
+    virtual qint32 HiddenTrackSectors() const = 0;
+
 Q_SIGNALS:
     void RipProgress(double percent);
     // A rip failed after it started (disc removed, image deleted or cut short, an unreadable
     // sector, the disk full); the message names the drive or file and the reason.
     void Failed(const QString& message);
+    // A line for the status list about the rips: a track's AccurateRip result ("Track03
+    // accurately ripped (confidence 5, v2)", "... not in database", "... differs"), a track
+    // paranoia could not read reliably, the log and cue sheet written.
+    void RipNote(const QString& line);
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 
 // Modal message boxes with the classic button and icon choices.
 class MessageBox {
@@ -21,4 +22,8 @@ public:
         bool forAll = false;
     };
     virtual ReplaceAnswer AskReplace(const QString& prompt, const QString& title = {}) = 0;
+
+    // One of several items, chosen from a list: its index, or -1 when the user cancelled.
+    virtual qint32 ChooseItem(const QString& prompt, const QStringList& items,
+                              const QString& title = {}) = 0;
 };

@@ -25,18 +25,18 @@ Form1::Form1(Form1Components components, QWidget* parent)
     Form1Components& c = m_components;
     // Whoever builds the window hands over every component; say which is missing rather
     // than fail later on an empty one.
-    if (!c.test || !c.mci || !c.drives)
-        throw Error(QStringLiteral("The CD tools, the media control interface or the drive "
-                                   "list were not supplied."));
+    if (!c.test || !c.mci || !c.drives || !c.lookup)
+        throw Error(QStringLiteral("The CD tools, the media control interface, the drive list "
+                                   "or the track-name lookup were not supplied."));
     m_ui->setupUi(this);
     ErrorBoundary::setMessageBox(m_components.messageBox.get());
 
     m_fileMode = new FrameFileMode(
         {*c.mEnc, *c.mDec, *c.waEnc, *c.waDec, *c.x, *c.comd, *c.messageBox, *this, m_state},
         m_ui->centralwidget);
-    m_cdMode = new FrameCDMode(
-        {*c.test, *c.mci, *c.drives, *c.settings, *c.messageBox, *c.skin, *this, m_state},
-        m_ui->centralwidget);
+    m_cdMode = new FrameCDMode({*c.test, *c.mci, *c.drives, *c.settings, *c.messageBox, *c.skin,
+                                *this, m_state, *c.lookup},
+                               m_ui->centralwidget);
     m_burn = new FrameBurn(
         {*c.audioBurner1, *c.commonDialog, *c.messageBox, *c.test, *c.skin, *this, m_state},
         m_ui->centralwidget);

@@ -2,6 +2,7 @@
 
 #include "components/AudioBurner.h"
 #include "components/CommonDialog.h"
+#include "components/DiscLookup.h"
 #include "components/Drives.h"
 #include "components/FilgraphManager.h"
 #include "components/FolderBrowse.h"
@@ -52,6 +53,8 @@ struct Form1Components {
     std::unique_ptr<HarnTools> test;
     std::unique_ptr<Mci> mci;
     std::unique_ptr<Drives> drives;
+    // The rip panel's track-name lookup on MusicBrainz.
+    std::unique_ptr<DiscLookup> lookup;
 
     // Made during start-up, not before: the folder picker and the player's filter graph.
     std::function<std::unique_ptr<FolderBrowse>()> makeFolderBrowser;

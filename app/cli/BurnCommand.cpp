@@ -4,6 +4,7 @@
 #include "app/cli/Interrupts.h"
 #include "app/cli/TerminalText.h"
 #include "backends/burn/Burner.h"
+#include "backends/burn/DiscImageSource.h"
 #include "backends/burn/ImageFiles.h"
 #include "backends/burn/ImageRecorder.h"
 #include "backends/burn/MediaTracks.h"
@@ -70,18 +71,21 @@ QString discText(AudioBurner& burner) {
              megabytes(burner.MediaUsedSize()));
 }
 
-// The speeds the recorder takes, found the way the speed dialog finds them.
-QString speedsText(AudioBurner& burner) {
+} // namespace
+
+QString BurnCommand::speedsText(AudioBurner& burner) {
     QStringList speeds;
     for (qint16 n = 1; n <= 50; ++n) {
         burner.setWriteSpeed(n);
         if (burner.WriteSpeed() == n)
             speeds << QStringLiteral("%1x").arg(n);
     }
-    return speeds.isEmpty() ? QStringLiteral("unknown") : speeds.join(u' ');
+    if (speeds.isEmpty())
+        return QStringLiteral("none (it cannot write CDs)");
+    if (speeds.size() == 50)
+        return QStringLiteral("any (the recorder does not list its speeds)");
+    return speeds.join(u' ');
 }
-
-} // namespace
 
 int runRecordersCommand(const QStringList& arguments) {
     if (const auto code = cdCommandHelp(
@@ -113,17 +117,35 @@ int runRecordersCommand(const QStringList& arguments) {
                          megabytes(burner->BufferSize()),
                          burner->BurnProofFlag() ? QStringLiteral("yes") : QStringLiteral("no"));
         text += QStringLiteral("   disc: %1\n").arg(discText(*burner));
-        text += QStringLiteral("   write speeds: %1\n").arg(speedsText(*burner));
+        text += QStringLiteral("   write speeds: %1\n").arg(BurnCommand::speedsText(*burner));
     }
     print(stdout, text);
     return 0;
+}
+
+std::optional<qint16> recorderNumber(const QString& text, qint16 count, QString* why) {
+    if (text == QLatin1String("image"))
+        return count;
+    bool number = false;
+    const qint16 n = text.toShort(&number);
+    if (number && n >= 1 && n <= count)
+        return n;
+    *why = QStringLiteral("--recorder '%1' is not a recorder: give a number from 1 to %2, or "
+                          "'image'")
+               .arg(text)
+               .arg(count);
+    return std::nullopt;
 }
 
 int runBurnCommand(const QStringList& arguments) {
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
         "Burns the files (WAV, MP3, WMA) as the tracks of an audio CD, decoding them on the\n"
-        "fly. The Image Recorder writes a CUE/BIN pair instead of a disc."));
+        "fly, each exactly as long as it decodes (tracks under 4 seconds are padded to 4),\n"
+        "without gaps unless the burn method writes track at once. A CUE sheet (with its BIN)\n"
+        "is burnt as a whole disc, gaps, ISRCs, catalogue number and CD-Text as they stand.\n"
+        "The Image Recorder writes a CUE/BIN pair instead of a disc. Every burn leaves a log,\n"
+        "beside the image or in ~/.local/share/melvane/burn-logs."));
     const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")},
                                   QStringLiteral("Show this help."));
     const QCommandLineOption recorder(
@@ -147,7 +169,11 @@ int runBurnCommand(const QStringList& arguments) {
     const QCommandLineOption keepOpen(QStringLiteral("keep-open"),
                                       QStringLiteral("Leave the disc open instead of finalising "
                                                      "it."));
-    parser.addOptions({help, recorder, imageDir, speed, method, simulate, keepOpen});
+    const QCommandLineOption verify(
+        QStringLiteral("verify"),
+        QStringLiteral("Read the finished disc back with full paranoia and compare every track "
+                       "with what was written; a difference is an error."));
+    parser.addOptions({help, recorder, imageDir, speed, method, simulate, keepOpen, verify});
     parser.addPositionalArgument(QStringLiteral("FILE"), QStringLiteral("Files to burn, in order."),
                                  QStringLiteral("FILE..."));
     if (!parser.parse(arguments))
@@ -156,9 +182,10 @@ int runBurnCommand(const QStringList& arguments) {
         QString text = parser.helpText();
         text.replace(0, text.indexOf(u'\n'),
                      QStringLiteral("Usage: melvane-cli burn [OPTIONS] FILE..."));
-        print(stdout, text + QStringLiteral("\nExit status: 0 when the burn went well, 1 when it "
-                                            "failed, 2 for a usage error,\n128 + the signal's "
-                                            "number when a signal cancelled it.\n"));
+        print(stdout, text + QStringLiteral("\nExit status: 0 when the burn went well (and, with "
+                                            "--verify, every track is identical),\n1 when it "
+                                            "failed, 2 for a usage error, 128 + the signal's "
+                                            "number when a\nsignal cancelled it.\n"));
         return 0;
     }
 
@@ -176,6 +203,7 @@ int runBurnCommand(const QStringList& arguments) {
                              .arg(parser.value(method)));
     request.simulate = parser.isSet(simulate);
     request.keepOpen = parser.isSet(keepOpen);
+    request.verify = parser.isSet(verify);
     request.files = parser.positionalArguments();
     if (request.files.isEmpty())
         return burnUsage(QStringLiteral("no files to burn"));
@@ -191,17 +219,11 @@ int runBurnCommand(const QStringList& arguments) {
 
     const auto burner = makeBurner();
     const qint16 count = burner->RecorderCount();
-    const QString chosen = parser.value(recorder);
-    if (chosen == QLatin1String("image")) {
-        request.recorder = count;
-    } else {
-        request.recorder = chosen.toShort(&number);
-        if (!number || request.recorder < 1 || request.recorder > count)
-            return burnUsage(QStringLiteral("--recorder '%1' is not a recorder: give a number "
-                                            "from 1 to %2, or 'image'")
-                                 .arg(chosen)
-                                 .arg(count));
-    }
+    QString why;
+    const std::optional<qint16> chosen = recorderNumber(parser.value(recorder), count, &why);
+    if (!chosen)
+        return burnUsage(why);
+    request.recorder = *chosen;
 
     BurnCommand job(*burner, request);
     Interrupts interrupts;
@@ -226,11 +248,14 @@ BurnCommand::BurnCommand(AudioBurner& burner, BurnRequest request, QObject* pare
     connect(&m_burner, &AudioBurner::Failed, this,
             [this](const QString& message) { m_failure = message; });
     connect(&m_burner, &AudioBurner::BurnFinished, this, &BurnCommand::onFinished);
+    connect(&m_burner, &AudioBurner::Notice, this, &BurnCommand::onNotice);
 }
 
 QString BurnCommand::phaseText(qint32 state, qint32 trackPhase) {
     if (state == 3)
         return QStringLiteral("Finalise Disc");
+    if (state == 4)
+        return QStringLiteral("Verify");
     if (state != 2)
         return QStringLiteral("Prepare");
     switch (trackPhase) {
@@ -252,19 +277,31 @@ void BurnCommand::start() {
         m_burner.setWriteSpeed(m_request.speed > 0 ? m_request.speed : m_burner.MaxWriteSpeed());
         m_burner.setRealBurn(!m_request.simulate);
         m_burner.setKeepDiscOpen(m_request.keepOpen);
-        for (const QString& file : m_request.files)
+        m_burner.setVerifyAfterBurning(m_request.verify);
+        for (const QString& file : m_request.files) {
             m_burner.AddTrack(file);
+            m_tracks += 1;
+            if (burning::isCueSheet(file)) {
+                try {
+                    m_tracks +=
+                        qint16(burning::DiscImageSource(file).description().tracks.size() - 1);
+                } catch (const Error&) {
+                    // The burn refuses it, saying why.
+                }
+            }
+        }
         print(stdout, QStringLiteral("%1 %2 track(s), %3, on %4 %5 at %6x\n")
                           .arg(m_request.simulate ? QStringLiteral("Test-burning")
                                                   : QStringLiteral("Burning"))
-                          .arg(m_request.files.size())
+                          .arg(m_tracks)
                           .arg(megabytes(m_burner.CompilationSize()),
                                terminalText(m_burner.RecorderVendor()),
                                terminalText(m_burner.RecorderProduct()))
                           .arg(m_burner.WriteSpeed()));
         m_burner.StartBurn();
     } catch (const Error& e) {
-        print(stderr, QStringLiteral("melvane-cli burn: %1\n").arg(terminalText(e.message())));
+        print(stderr, QStringLiteral("melvane-cli %1: %2\n")
+                          .arg(m_request.command, terminalText(e.message())));
         Q_EMIT finished(1);
     }
 }
@@ -279,7 +316,7 @@ void BurnCommand::interrupt(int signalNumber) {
 void BurnCommand::onProgress(qint16 percent) {
     const qint32 state = m_burner.State();
     const QString phase = phaseText(state, m_burner.TrackPhase());
-    const qint16 tracks = qint16(m_request.files.size());
+    const qint16 tracks = m_tracks;
     const int shown = qBound(0, int(percent), 100);
     const QString line = QStringLiteral("%1  track %2/%3  [%4%5] %6%  buffer %7%")
                              .arg(phase, -13)
@@ -302,6 +339,17 @@ void BurnCommand::onProgress(qint16 percent) {
     }
 }
 
+void BurnCommand::onNotice(const QString& text, bool warning) {
+    clearLine();
+    if (warning)
+        print(stderr, QStringLiteral("melvane-cli %1: warning: %2\n")
+                          .arg(m_request.command, terminalText(text)));
+    else
+        print(stdout, terminalText(text) + u'\n');
+    // A file or a pipe gets the next progress line afresh.
+    m_lastPhase.clear();
+}
+
 void BurnCommand::drawLine(const QString& line) {
     print(stdout, QStringLiteral("\r%1\033[K").arg(line));
     m_lineShown = true;
@@ -320,12 +368,14 @@ void BurnCommand::onFinished(qint32 status, const QString& text) {
         print(stdout, QStringLiteral("%1 (%2 s)\n").arg(text).arg(seconds, 0, 'f', 1));
         Q_EMIT finished(0);
     } else if (status == AudioBurner::BurnCancelled && m_signal != 0) {
-        print(stderr, QStringLiteral("melvane-cli burn: interrupted; the burn was cancelled and "
-                                     "nothing was kept\n"));
+        print(stderr, QStringLiteral("melvane-cli %1: interrupted; the burn was cancelled and "
+                                     "nothing was kept\n")
+                          .arg(m_request.command));
         Q_EMIT finished(128 + m_signal);
     } else {
-        print(stderr, QStringLiteral("melvane-cli burn: %1\n")
-                          .arg(terminalText(m_failure.isEmpty() ? text : m_failure)));
+        print(stderr,
+              QStringLiteral("melvane-cli %1: %2\n")
+                  .arg(m_request.command, terminalText(m_failure.isEmpty() ? text : m_failure)));
         Q_EMIT finished(1);
     }
 }

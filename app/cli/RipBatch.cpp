@@ -1,6 +1,8 @@
 #include "app/cli/RipBatch.h"
 
+#include "app/cli/RipPreparation.h"
 #include "app/cli/TerminalText.h"
+#include "backends/cdio/AccurateRipCheck.h"
 #include "backends/cdio/Checksums.h"
 #include "backends/cdio/DiscReader.h"
 #include "backends/media/EncodedSink.h"
@@ -10,6 +12,7 @@
 
 #include <QDir>
 #include <QElapsedTimer>
+#include <algorithm>
 #include <exception>
 #include <malloc.h>
 #include <mutex>
@@ -74,8 +77,10 @@ private:
     std::unique_ptr<cdio::DiscReader> m_reader;
 };
 
-EncodedSink::Options encoding(const QString& format, int bitrateKbps, bool overwrite) {
+EncodedSink::Options encoding(const QString& format, int bitrateKbps, bool overwrite,
+                              QMap<QString, QString> tags) {
     EncodedSink::Options options;
+    options.tags = std::move(tags);
     options.bitRate = qint64(bitrateKbps) * 1000;
     options.overwrite.replace = overwrite;
     if (format == QLatin1String("mp3"))
@@ -112,14 +117,16 @@ struct RipBatch::Rip {
     int percent = 0;
     int linesShown = 0; // quarters written in the plain-line style
     QString failure;
+    QStringList files;
     std::unique_ptr<MediaJob> job;
     std::shared_ptr<cdio::TrackChecksums> sums;
+    std::shared_ptr<cdio::ParanoiaStats> paranoia = std::make_shared<cdio::ParanoiaStats>();
 };
 
-RipBatch::RipBatch(cdio::Drive drive, cdio::Toc toc, RipRequest request, int tracksAtOnce,
-                   QObject* parent)
-    : QObject(parent), m_drive(std::move(drive)), m_toc(std::move(toc)),
-      m_request(std::move(request)), m_tracksAtOnce(qMax(1, tracksAtOnce)) {
+RipBatch::RipBatch(std::shared_ptr<cdio::RipRecord> record, const cdio::AccurateRipCheck* check,
+                   RipRequest request, int tracksAtOnce, QObject* parent)
+    : QObject(parent), m_record(std::move(record)), m_check(check), m_drive(m_record->drive),
+      m_toc(m_record->toc), m_request(std::move(request)), m_tracksAtOnce(qMax(1, tracksAtOnce)) {
     for (const int track : m_request.tracks) {
         auto rip = std::make_unique<Rip>();
         rip->track = track;
@@ -166,14 +173,23 @@ void RipBatch::startTrack(Rip& rip) {
         cdio::DiscReader::Options reading;
         reading.paranoia = true;
         reading.offsetFrames = m_request.offsetSamples;
+        reading.keepSkipped = true;
+        reading.statistics = rip.paranoia;
         auto source = cdio::DiscReader::track(m_drive, rip.track, reading);
         rip.sums = std::make_shared<cdio::TrackChecksums>(
             source->expectedFrames(), rip.track == firstAudio, rip.track == lastAudio);
         std::vector<std::unique_ptr<PcmSink>> sinks;
-        for (const QString& format : m_request.formats)
+        const QString stem = m_request.stems.value(rip.track, fileName(rip.track, {}).chopped(1));
+        const QString title = m_request.titles.value(rip.track, stem);
+        for (const QString& format : m_request.formats) {
+            rip.files << QDir(m_request.outputFolder).filePath(stem + u'.' + format);
             sinks.push_back(std::make_unique<EncodedSink>(
-                QDir(m_request.outputFolder).filePath(fileName(rip.track, format)),
-                encoding(format, m_request.bitrateKbps, m_request.overwrite), source->format()));
+                rip.files.last(),
+                encoding(format, m_request.bitrateKbps, m_request.overwrite,
+                         cdio::trackTags(m_record->metadata, rip.track, m_toc.audioTrackCount(),
+                                         title, format)),
+                source->format()));
+        }
         sinks.push_back(std::make_unique<ChecksumTap>(rip.sums));
         rip.job = std::make_unique<MediaJob>();
         connect(rip.job.get(), &MediaJob::progress, this,
@@ -183,7 +199,9 @@ void RipBatch::startTrack(Rip& rip) {
                 [this, &rip](const QString& message) { onEnded(rip, message); });
         MediaJob::Options options;
         options.stallSeconds = m_drive.image ? kFileStallSeconds : kDriveStallSeconds;
-        options.sourceName = QStringLiteral("track %1 of %2").arg(rip.track).arg(m_drive.name());
+        options.sourceName =
+            rip.track == 0 ? QStringLiteral("the hidden track of %1").arg(m_drive.name())
+                           : QStringLiteral("track %1 of %2").arg(rip.track).arg(m_drive.name());
         rip.job->start(std::make_unique<ReleasingSource>(std::move(source)),
                        std::make_unique<FanOutSink>(std::move(sinks)), options);
         rip.state = Rip::State::Running;
@@ -244,12 +262,36 @@ void RipBatch::onEnded(Rip& rip, const QString& failure) {
 void RipBatch::reportInOrder() {
     while (m_nextToReport < m_rips.size()) {
         const Rip& rip = *m_rips[m_nextToReport];
+        const QString number = QStringLiteral("%1").arg(rip.track, 2, 10, QChar(u'0'));
         if (rip.state == Rip::State::Ripped) {
-            say(stdout, QStringLiteral("Track %1  CRC32 %2  ARv1 %3  ARv2 %4")
-                            .arg(rip.track, 2, 10, QChar(u'0'))
-                            .arg(hex(rip.sums->crc32()), hex(rip.sums->accurateRipV1()),
-                                 hex(rip.sums->accurateRipV2())));
+            record(rip);
+            const cdio::RippedTrack& done = m_record->tracks.last();
+            QString line =
+                QStringLiteral("Track %1  CRC32 %2  ARv1 %3  ARv2 %4")
+                    .arg(number, hex(done.crc32), hex(done.accurateRipV1), hex(done.accurateRipV2));
+            if (done.verdict)
+                line += QStringLiteral("  ") + done.verdict->text();
+            if (done.suspicious())
+                line += QStringLiteral("  SUSPICIOUS");
+            say(stdout, line);
+            if (done.verdict && done.verdict->kind == lookup::AccurateRipVerdict::Kind::Differs) {
+                m_differing << QString::number(rip.track);
+                say(stderr, QStringLiteral("melvane-cli rip: track %1 differs from the "
+                                           "AccurateRip database: its checksums match none of "
+                                           "the %2 record(s) of the disc")
+                                .arg(rip.track)
+                                .arg(m_check->entry()->pressings.size()));
+            }
+            if (done.suspicious()) {
+                m_suspicious << QString::number(rip.track);
+                say(stderr, QStringLiteral("melvane-cli rip: track %1 is suspicious: paranoia "
+                                           "could not read all of it reliably (%2); the file is "
+                                           "kept but may hold clicks")
+                                .arg(rip.track)
+                                .arg(done.paranoia.positions()));
+            }
         } else if (rip.state == Rip::State::Failed) {
+            record(rip);
             say(stderr, QStringLiteral("melvane-cli rip: track %1 failed: %2")
                             .arg(rip.track)
                             .arg(rip.failure));
@@ -258,6 +300,52 @@ void RipBatch::reportInOrder() {
         }
         ++m_nextToReport;
     }
+}
+
+void RipBatch::record(const Rip& rip) {
+    cdio::RippedTrack track;
+    track.number = rip.track;
+    track.title = m_request.titles.value(rip.track, fileName(rip.track, {}).chopped(1));
+    track.paranoia = *rip.paranoia;
+    if (rip.state == Rip::State::Failed) {
+        track.outcome = cdio::RippedTrack::Outcome::Failed;
+        track.failure = rip.failure;
+        m_record->tracks.append(track);
+        return;
+    }
+    track.files = rip.files;
+    track.crc32 = rip.sums->crc32();
+    track.accurateRipV1 = rip.sums->accurateRipV1();
+    track.accurateRipV2 = rip.sums->accurateRipV2();
+    track.peak = rip.sums->peak();
+    if (m_check)
+        track.verdict = m_check->verdict(m_record->accurateRipIndex(rip.track), track.accurateRipV1,
+                                         track.accurateRipV2);
+    m_record->tracks.append(track);
+}
+
+// The log and the cue sheets; false, with the reason said, when one cannot be written.
+bool RipBatch::writeReports() {
+    if (!m_request.writeLog || m_record->tracks.isEmpty())
+        return true;
+    const QStringList paths = ripReportPaths(*m_record, m_request);
+    try {
+        cdio::writeFile(paths.first(), cdio::ripLogText(*m_record).toUtf8(), m_request.overwrite);
+        say(stdout, QStringLiteral("Log %1").arg(paths.first()));
+        const bool anyRipped = std::any_of(m_record->tracks.begin(), m_record->tracks.end(),
+                                           [](const cdio::RippedTrack& t) { return t.ripped(); });
+        for (int i = 0; anyRipped && i < m_request.formats.size(); ++i) {
+            cdio::writeFile(paths[i + 1],
+                            cdio::cueSheetBytes(cdio::ripCueSheet(*m_record, m_request.formats[i],
+                                                                  m_request.outputFolder)),
+                            m_request.overwrite);
+            say(stdout, QStringLiteral("Cue sheet %1").arg(paths[i + 1]));
+        }
+    } catch (const Error& e) {
+        say(stderr, QStringLiteral("melvane-cli rip: %1").arg(e.message()));
+        return false;
+    }
+    return true;
 }
 
 // A drive that stopped delivering would stop each track the same way, each after the same
@@ -313,8 +401,21 @@ void RipBatch::end(int exitCode) {
         return;
     m_ended = true;
     clearProgress();
-    if (exitCode < 128)
+    if (exitCode < 128) {
+        if (!writeReports())
+            exitCode = 1;
         say(stdout, QStringLiteral("AccurateRip disc ID %1").arg(cdio::accurateRipDiscId(m_toc)));
+        if (!m_differing.isEmpty() || !m_suspicious.isEmpty())
+            exitCode = 1;
+    }
+    if (!m_differing.isEmpty())
+        say(stderr, QStringLiteral("melvane-cli rip: %1 track(s) differ from AccurateRip: %2")
+                        .arg(m_differing.size())
+                        .arg(m_differing.join(QStringLiteral(", "))));
+    if (!m_suspicious.isEmpty())
+        say(stderr, QStringLiteral("melvane-cli rip: %1 track(s) are suspicious: %2")
+                        .arg(m_suspicious.size())
+                        .arg(m_suspicious.join(QStringLiteral(", "))));
     if (m_failed > 0) {
         QStringList names;
         QStringList left;

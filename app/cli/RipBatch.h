@@ -1,7 +1,9 @@
 #pragma once
 
 #include "backends/cdio/Disc.h"
+#include "backends/cdio/RipRecord.h"
 
+#include <QMap>
 #include <QObject>
 #include <QStringList>
 #include <cstdio>
@@ -12,15 +14,31 @@
 struct RipRequest {
     QStringList formats; // "wav", "mp3", "wma": each once, in the order given
     int bitrateKbps = 128;
-    QList<int> tracks; // audio tracks of the disc, ascending
+    QList<int> tracks; // audio tracks of the disc, ascending; 0 the audio hidden before 1
     qint32 offsetSamples = 0;
+    bool offsetGiven = false;
     QString outputFolder;
     bool overwrite = false; // a file of a track's name may be replaced
+    bool lookup = false;    // names and album facts from MusicBrainz
+    int release = 0;        // which of the releases found, from 1; 0 when not chosen
+    bool named = false;     // files named after the tracks' names, not TrackNN
+    bool writeLog = true;   // a log and a cue sheet beside the files
+    bool verify = true;     // AccurateRip
+    // Per track, its title tag and the stem of its files (see RipPreparation).
+    QMap<int, QString> titles;
+    QMap<int, QString> stems;
 };
 
-// Rips the tracks of a request with full paranoia, each read once into all its formats and its
-// checksums. A track that fails is named and the others go on; finished() carries the exit
-// code (0, 1 when a track failed, 128 + the signal's number when interrupted).
+namespace cdio {
+class AccurateRipCheck;
+}
+
+// Rips the tracks of a request with full paranoia, each read once into all its formats, tagged,
+// and its checksums, compared with AccurateRip. A track that fails is named and the others go
+// on; a track that differs from AccurateRip or that paranoia could not read reliably is kept
+// and named. At the end the log and the cue sheets are written. finished() carries the exit
+// code (0, 1 when a track failed, differs or is suspicious, 128 + the signal's number when
+// interrupted).
 //
 // Several tracks may be in work at once: the reading is far quicker than the encoding, so on
 // an image the encoders of neighbouring tracks keep every core busy. A real drive gets one
@@ -29,8 +47,9 @@ struct RipRequest {
 class RipBatch final : public QObject {
     Q_OBJECT
 public:
-    RipBatch(cdio::Drive drive, cdio::Toc toc, RipRequest request, int tracksAtOnce,
-             QObject* parent = nullptr);
+    // record holds the disc and collects the tracks; check (when not null) has its answer.
+    RipBatch(std::shared_ptr<cdio::RipRecord> record, const cdio::AccurateRipCheck* check,
+             RipRequest request, int tracksAtOnce, QObject* parent = nullptr);
     ~RipBatch() override;
 
     void start();
@@ -57,7 +76,11 @@ private:
     void drawProgress();
     void clearProgress();
     void say(std::FILE* stream, const QString& line);
+    void record(const Rip& rip);
+    bool writeReports();
 
+    std::shared_ptr<cdio::RipRecord> m_record;
+    const cdio::AccurateRipCheck* m_check;
     cdio::Drive m_drive;
     cdio::Toc m_toc;
     RipRequest m_request;
@@ -67,6 +90,8 @@ private:
     size_t m_nextToReport = 0;
     int m_running = 0;
     int m_failed = 0;
+    QStringList m_differing;  // tracks AccurateRip knows otherwise
+    QStringList m_suspicious; // tracks paranoia could not read reliably
     bool m_interrupted = false;
     bool m_ended = false;
     bool m_discGone = false; // a track failed because the disc went: the rest are left

@@ -1,8 +1,10 @@
 #include "app/cli/RipCommand.h"
 
+#include "app/cli/CopyCommands.h"
 #include "app/cli/DrivesCommand.h"
 #include "app/cli/Interrupts.h"
 #include "app/cli/RipBatch.h"
+#include "app/cli/RipPreparation.h"
 #include "app/cli/TerminalText.h"
 #include "components/Error.h"
 
@@ -37,17 +39,32 @@ int ripUsage(const QString& message) {
 const char* const kEpilogue =
     "DRIVE is a number from 'melvane-cli drives', a device such as /dev/sr0, or the path\n"
     "of a CUE sheet. Each track is read once, with full paranoia, into every format asked\n"
-    "for, as DIR/TrackNN.wav, .mp3 or .wma; a file appears only once it is complete. A track\n"
-    "whose file exists already fails and the file is kept, unless --overwrite is given. After\n"
-    "each track a line gives its checksums, in lower-case hexadecimal:\n"
-    "  Track NN  CRC32 xxxxxxxx  ARv1 xxxxxxxx  ARv2 xxxxxxxx\n"
-    "(the CRC-32 of its PCM bytes as a WAV file holds them, and its AccurateRip v1 and v2\n"
-    "checksums), and at the end the disc's AccurateRip disc ID. Without --tracks every\n"
-    "audio track is ripped; asking for a data track is refused.\n"
+    "for, as DIR/TrackNN.wav, .mp3 or .wma (with --named, the track's name from the disc's\n"
+    "CD-Text or the lookup); a file appears only once it is complete. Every file is tagged:\n"
+    "title, track number and count, and when known artist, album, year, ISRC and the\n"
+    "MusicBrainz identifiers. A track whose file exists already fails and the file is kept,\n"
+    "unless --overwrite is given. After each track a line gives its checksums, in\n"
+    "lower-case hexadecimal, and what the AccurateRip database says of them:\n"
+    "  Track NN  CRC32 xxxxxxxx  ARv1 xxxxxxxx  ARv2 xxxxxxxx  accurately ripped (confidence N, "
+    "v2)\n"
+    "(the CRC-32 of its PCM bytes as a WAV file holds them, its AccurateRip v1 and v2\n"
+    "checksums, then \"not in database\" or \"differs\" instead when so; nothing when the\n"
+    "database cannot be reached), and at the end the disc's AccurateRip disc ID. A track\n"
+    "paranoia could not read reliably is kept and marked SUSPICIOUS. Without --tracks every\n"
+    "audio track is ripped; asking for a data track is refused; track 0 is the audio\n"
+    "hidden before track 1, when the disc has some. Without --offset a drive's read offset\n"
+    "is looked for with AccurateRip (an image has none).\n"
+    "Beside the files go a log (drive, offset, the disc's TOC and IDs, and per track its\n"
+    "file, peak level, checksums, AccurateRip result and what paranoia did) and a cue sheet\n"
+    "that burns the files back as the same disc, named after the album (NAME.log,\n"
+    "NAME.cue), unless --no-log is given.\n"
+    "MELVANE_MUSICBRAINZ_URL and MELVANE_ACCURATERIP_URL set the services' addresses (by\n"
+    "default https://musicbrainz.org/ws/2/ and http://www.accuraterip.com/accuraterip/).\n"
     "Progress is a bar on a terminal and plain lines otherwise.\n"
-    "Exit status: 0 when every track was ripped, 1 when a track failed or the disc could\n"
-    "not be read, 2 for a usage error (a track the disc does not have or that is not\n"
-    "audio included), 128 + the signal's number when interrupted.\n";
+    "Exit status: 0 when every track was ripped, 1 when a track failed, differs from\n"
+    "AccurateRip or is suspicious, or the disc could not be read, 2 for a usage error (a\n"
+    "track the disc does not have or that is not audio included), 128 + the signal's number\n"
+    "when interrupted.\n";
 
 } // namespace
 
@@ -55,7 +72,7 @@ std::optional<QList<int>> parseTrackList(const QString& text, QString* why) {
     QList<int> tracks;
     auto number = [](const QString& part, bool* ok) {
         const int n = part.trimmed().toInt(ok);
-        *ok = *ok && n >= 1 && n <= 99;
+        *ok = *ok && n >= 0 && n <= 99;
         return n;
     };
     for (const QString& part : text.split(u',')) {
@@ -66,7 +83,7 @@ std::optional<QList<int>> parseTrackList(const QString& text, QString* why) {
         const int last = ok && ends.size() == 2 ? number(ends.last(), &lastOk) : first;
         if (!ok || !lastOk || last < first) {
             *why = QStringLiteral("--tracks '%1' is not a list of tracks: '%2' should be a track "
-                                  "number from 1 to 99 or a range such as 3-5")
+                                  "number from 0 to 99 or a range such as 3-5")
                        .arg(text, part);
             return std::nullopt;
         }
@@ -79,6 +96,9 @@ std::optional<QList<int>> parseTrackList(const QString& text, QString* why) {
 }
 
 int runRipCommand(const QStringList& arguments) {
+    // A whole disc into one image takes options of its own.
+    if (asksForImage(arguments))
+        return runRipImageCommand(arguments);
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Rips the tracks of an audio CD to WAV, MP3 or WMA files, bit-exact and "
@@ -87,7 +107,9 @@ int runRipCommand(const QStringList& arguments) {
                                   QStringLiteral("Show this help."));
     const QCommandLineOption to(
         QStringLiteral("to"),
-        QStringLiteral("Formats: wav, mp3 or wma, several separated by commas (wav,mp3)."),
+        QStringLiteral("Formats: wav, mp3 or wma, several separated by commas (wav,mp3); or "
+                       "image, the whole disc as one CUE/BIN image (see 'rip --to image "
+                       "--help')."),
         QStringLiteral("FORMATS"));
     const QCommandLineOption bitrate(
         QStringLiteral("bitrate"),
@@ -95,7 +117,8 @@ int runRipCommand(const QStringList& arguments) {
         QStringLiteral("KBPS"), QStringLiteral("128"));
     const QCommandLineOption tracks(QStringLiteral("tracks"),
                                     QStringLiteral("Tracks to rip, such as 1,3-5 (default: every "
-                                                   "audio track)."),
+                                                   "audio track); 0 is the audio hidden before "
+                                                   "track 1."),
                                     QStringLiteral("LIST"));
     const QCommandLineOption offset(
         QStringLiteral("offset"),
@@ -107,17 +130,38 @@ int runRipCommand(const QStringList& arguments) {
                                  QStringLiteral("DIR"));
     const QCommandLineOption overwrite(QStringLiteral("overwrite"),
                                        QStringLiteral("Replace files of the same name in DIR."));
-    parser.addOptions({help, to, bitrate, tracks, offset, out, overwrite});
+    const QCommandLineOption lookUp(
+        QStringLiteral("lookup"),
+        QStringLiteral("Look the disc up on MusicBrainz for its track names and album facts."));
+    const QCommandLineOption release(
+        QStringLiteral("release"),
+        QStringLiteral("Which of several releases the lookup found to take (default 1)."),
+        QStringLiteral("N"));
+    const QCommandLineOption named(
+        QStringLiteral("named"),
+        QStringLiteral("Name the files after the tracks' names instead of TrackNN."));
+    const QCommandLineOption noLog(QStringLiteral("no-log"),
+                                   QStringLiteral("Write no log and no cue sheet."));
+    const QCommandLineOption noAccurateRip(
+        QStringLiteral("no-accuraterip"),
+        QStringLiteral("Do not compare the checksums with the AccurateRip database."));
+    parser.addOptions({help, to, bitrate, tracks, offset, out, overwrite, lookUp, release, named,
+                       noLog, noAccurateRip});
     parser.addPositionalArgument(QStringLiteral("DRIVE"), QStringLiteral("The drive to rip."));
     if (!parser.parse(arguments))
         return ripUsage(parser.errorText());
     if (parser.isSet(help)) {
         QString text = parser.helpText();
-        text.replace(0, text.indexOf(u'\n'),
-                     QStringLiteral("Usage: melvane-cli rip --to wav|mp3|wma[,...] [--bitrate "
-                                    "KBPS] [--tracks 1,3-5]\n"
-                                    "                       [--offset SAMPLES] [--overwrite] --out "
-                                    "DIR DRIVE"));
+        text.replace(
+            0, text.indexOf(u'\n'),
+            QStringLiteral("Usage: melvane-cli rip --to wav|mp3|wma[,...] [--bitrate "
+                           "KBPS] [--tracks 1,3-5]\n"
+                           "                       [--offset SAMPLES] [--lookup [--release "
+                           "N]] [--named]\n"
+                           "                       [--no-log] [--no-accuraterip] "
+                           "[--overwrite] --out DIR DRIVE\n"
+                           "       melvane-cli rip --to image [--offset SAMPLES] --out "
+                           "DIR DRIVE"));
         print(stdout, text + u'\n' + QString::fromUtf8(kEpilogue));
         return 0;
     }
@@ -141,6 +185,7 @@ int runRipCommand(const QStringList& arguments) {
         return ripUsage(QStringLiteral("--bitrate '%1' is not a bit rate: give kbit/s as a whole "
                                        "number from 8 to 1000, such as 128")
                             .arg(parser.value(bitrate)));
+    request.offsetGiven = parser.isSet(offset);
     request.offsetSamples = parser.value(offset).toInt(&number);
     if (!number || std::abs(request.offsetSamples) > kLargestOffset)
         return ripUsage(QStringLiteral("--offset '%1' is not a read offset: give samples as a "
@@ -158,6 +203,20 @@ int runRipCommand(const QStringList& arguments) {
         return ripUsage(QStringLiteral("missing --out: give the folder the files go to"));
     request.outputFolder = parser.value(out);
     request.overwrite = parser.isSet(overwrite);
+    request.lookup = parser.isSet(lookUp);
+    request.named = parser.isSet(named);
+    request.writeLog = !parser.isSet(noLog);
+    request.verify = !parser.isSet(noAccurateRip);
+    if (parser.isSet(release)) {
+        request.release = parser.value(release).toInt(&number);
+        if (!number || request.release < 1 || !request.lookup)
+            return ripUsage(request.lookup
+                                ? QStringLiteral("--release '%1' is not a release: give its "
+                                                 "number in the lookup's list, from 1")
+                                      .arg(parser.value(release))
+                                : QStringLiteral("--release chooses among the releases of "
+                                                 "--lookup; give --lookup too"));
+    }
     if (!QFileInfo(request.outputFolder).isDir())
         return ripUsage(QStringLiteral("the output folder %1 does not exist or is not a folder")
                             .arg(request.outputFolder));
@@ -180,11 +239,15 @@ int runRipCommand(const QStringList& arguments) {
                           .arg(terminalText(drive.name())));
         return 1;
     }
+    if (asked && asked->contains(0))
+        request.tracks << 0;
     for (const cdio::TocTrack& t : toc.tracks) {
         if (t.audio() && (!asked || asked->contains(t.number)))
             request.tracks << t.number;
     }
     for (const int n : asked.value_or(QList<int>())) {
+        if (n == 0)
+            continue;
         const cdio::TocTrack* t = toc.track(n);
         if (!t)
             return ripUsage(QStringLiteral("the disc in %1 has no track %2 (it has %3)")
@@ -198,9 +261,16 @@ int runRipCommand(const QStringList& arguments) {
                                 .arg(drive.name()));
     }
 
+    RipPreparation prepared = prepareRip(drive, toc, request);
+    if (prepared.usageError)
+        return ripUsage(prepared.failure);
+    if (!prepared.failure.isEmpty()) {
+        print(stderr, QStringLiteral("melvane-cli rip: %1\n").arg(terminalText(prepared.failure)));
+        return 1;
+    }
     const int atOnce =
         drive.image ? std::clamp(QThread::idealThreadCount(), 1, kMostTracksAtOnce) : 1;
-    RipBatch batch(drive, toc, request, atOnce);
+    RipBatch batch(prepared.record, prepared.check.get(), request, atOnce);
     Interrupts interrupts;
     QObject::connect(&interrupts, &Interrupts::interrupted, &batch, &RipBatch::interrupt);
     QObject::connect(

@@ -83,6 +83,8 @@ _melvane_cli() {
             for format in wav mp3 wma; do
                 [[ ,$done == *",$format,"* ]] || choices+=("$done$format")
             done
+            # A whole disc as one image goes alone.
+            [[ $command == rip && -z $done ]] && choices+=(image)
             COMPREPLY=($(compgen -W "${choices[*]}" -- "$cur"))
             ;;
         *'|'*)
@@ -109,14 +111,19 @@ _melvane_cli() {
         awk 'NR == 1 || /^ +[^ ]/ && !/melvane-cli/ && on { on = 1; u = $NF; next }
              { exit } END { print u }')
     case $usage in
-    DRIVE)
+    DRIVE | SOURCE-DRIVE)
         COMPREPLY=($(compgen -W "$(_melvane_cli_listed "$cli" drives | grep '^[0-9]')" -- "$cur"))
         local devices=(/dev/sr[0-9]*)
         [[ -e ${devices[0]} ]] && COMPREPLY+=($(compgen -W "${devices[*]}" -- "$cur"))
         _filedir cue
         ;;
     FILE | FILE...)
-        _filedir '@(wav|mp3|wma)'
+        # A burn also takes a CUE sheet, a whole disc.
+        if [[ $command == burn ]]; then
+            _filedir '@(wav|mp3|wma|cue)'
+        else
+            _filedir '@(wav|mp3|wma)'
+        fi
         ;;
     OUT)
         _filedir '@(mp3|wav)'

@@ -3,6 +3,7 @@
 // same components as the windows.
 #include "app/cli/BurnCommand.h"
 #include "app/cli/ConvertCommand.h"
+#include "app/cli/CopyCommands.h"
 #include "app/cli/DrivesCommand.h"
 #include "app/cli/InfoCommand.h"
 #include "app/cli/Interrupts.h"
@@ -49,6 +50,7 @@ const char* const kToolHelp =
     "  record    record from a capture device to MP3 or WAV\n"
     "  recorders list the CD recorders, the image recorder last\n"
     "  burn      burn WAV, MP3 and WMA files as an audio CD (or a CUE/BIN image)\n"
+    "  copy      copy an audio CD: read, check, burn and verify\n"
     "\n"
     "Options:\n"
     "  -h, --help      show this help\n"
@@ -287,6 +289,7 @@ int run(int argc, char** argv) {
         {"record", runRecordCommand},
         {"recorders", runRecordersCommand},
         {"burn", runBurnCommand},
+        {"copy", runCopyCommand},
         {"rip", runRipCommand},
     };
     for (const auto& command : commands) {

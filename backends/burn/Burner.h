@@ -3,9 +3,11 @@
 #include "backends/burn/BurnRun.h"
 #include "backends/burn/ImageSink.h"
 #include "backends/burn/Recorder.h"
-#include "backends/burn/SectorFeed.h"
+#include "backends/burn/TrackFeed.h"
 #include "components/AudioBurner.h"
 
+#include <QDateTime>
+#include <QHash>
 #include <QList>
 
 #include <memory>
@@ -14,12 +16,15 @@
 
 namespace burning {
 
+class DiscImageSource;
 class ImageRecorder;
 class LibburnLibrary;
 
 // The burning engine: the drives libburn finds, then the image recorder. The compilation holds
 // the files as they are; opener probes each file when it is added and decodes it on the fly
 // during the burn; images writes the image recorder's files. Both must outlive the engine.
+// The exact length of a file, once a burn has learnt it, is kept (while the file is unchanged)
+// so that the next burn need not count it again.
 class Burner final : public AudioBurner {
     Q_OBJECT
 public:
@@ -46,7 +51,9 @@ public:
     QString RecorderProduct() const override { return listing().product; }
     QString RecorderRevision() const override { return listing().revision; }
     qint16 MaxReadSpeed() const override { return facts().maxReadSpeed; }
-    qint16 MaxWriteSpeed() const override { return facts().maxWriteSpeed(); }
+    qint16 MaxWriteSpeed() const override {
+        return facts().supported ? facts().maxWriteSpeed() : 0;
+    }
     qint32 BufferSize() const override { return facts().bufferBytes; }
     qint16 BufferFill() const override { return m_status.bufferFill; }
     bool BurnProofFlag() const override { return facts().burnProof; }
@@ -69,15 +76,27 @@ public:
     qint32 WrittenBlocks() const override { return m_status.writtenBlocks; }
     qint32 TrackPhase() const override { return m_status.trackPhase; }
     qint16 CurrentTrack() const override { return m_status.track; }
+    bool VerifyAfterBurning() const override { return m_verify; }
+    void setVerifyAfterBurning(bool verify) override { m_verify = verify; }
+
+    // The log of the last burn; empty before the first, or when it could not be written.
+    const QString& lastLog() const { return m_lastLog; }
 
     // The image recorder, which the command line and the tests address directly.
     ImageRecorder& imageRecorder() { return *m_image; }
 
 private:
+    // A file (info), or a CUE sheet that is a whole disc (image); error when it is neither.
     struct Track {
         QString path;
         std::optional<TrackInfo> info;
+        std::shared_ptr<const DiscImageSource> image;
         QString error;
+    };
+    struct KnownLength {
+        qint64 size = 0;
+        QDateTime modified;
+        qint64 frames = 0;
     };
 
     Recorder* current() const;
@@ -87,7 +106,11 @@ private:
     void scan();
     void runProgressed();
     void runFinished(qint32 code, const QString& text);
-    std::vector<PlannedTrack> planTracks();
+    std::vector<PlannedTrack> planTracks(DiscInfo& disc);
+    void passNotices();
+    void keepLengths();
+    void writeLog(qint32 code, const QString& text);
+    std::optional<qint64> knownLength(const QString& path) const;
 
     std::unique_ptr<TrackOpener> m_ownedOpener;
     std::unique_ptr<ImageOutput> m_ownedImages;
@@ -102,7 +125,12 @@ private:
     qint32 m_method = 0;
     bool m_realBurn = true;
     bool m_keepOpen = false;
+    bool m_verify = false;
     DiscFacts m_disc;
+    QHash<QString, KnownLength> m_lengths;
+    QDateTime m_started;
+    QString m_lastLog;
+    QList<BurnRun::Notice> m_notices; // of the running burn, for its log
     BurnRun::Status m_status;
     std::unique_ptr<BurnRun> m_run; // after the recorders: a run ends before they go
 };

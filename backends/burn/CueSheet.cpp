@@ -25,20 +25,29 @@ void addText(QByteArray& sheet, const char* indent, const char* keyword, const Q
 
 } // namespace
 
-QByteArray cueSheet(const QString& binName, const std::vector<PlannedTrack>& tracks) {
-    QByteArray sheet = "REM Burnt by Melvane\n";
-    const DiscText disc = discTextOf(tracks);
+QByteArray cueSheet(const QString& binName, const std::vector<TrackInfo>& tracks,
+                    const std::vector<TrackPlace>& places, const DiscInfo& disc) {
+    QByteArray sheet = "REM Written by Melvane\n";
+    if (!disc.catalog.isEmpty())
+        sheet += "CATALOG " + disc.catalog.toLatin1() + '\n';
     addText(sheet, "", "TITLE", disc.title);
     addText(sheet, "", "PERFORMER", disc.performer);
+    addText(sheet, "", "SONGWRITER", disc.songwriter);
     sheet += "FILE " + quoted(binName) + " BINARY\n";
-    qint64 start = 0;
-    int number = 0;
-    for (const PlannedTrack& t : tracks) {
-        sheet += QString::asprintf("  TRACK %02d AUDIO\n", ++number).toLatin1();
-        addText(sheet, "    ", "TITLE", t.info.title);
-        addText(sheet, "    ", "PERFORMER", t.info.performer);
-        sheet += "    INDEX 01 " + msf(start) + '\n';
-        start += t.info.sectors;
+    for (size_t i = 0; i < tracks.size() && i < places.size(); ++i) {
+        const TrackInfo& t = tracks[i];
+        sheet += QString::asprintf("  TRACK %02d AUDIO\n", int(i) + 1).toLatin1();
+        addText(sheet, "    ", "TITLE", t.title);
+        addText(sheet, "    ", "PERFORMER", t.performer);
+        addText(sheet, "    ", "SONGWRITER", t.songwriter);
+        if (t.preEmphasis || t.copyPermitted)
+            sheet += QByteArray("    FLAGS") + (t.copyPermitted ? " DCP" : "") +
+                     (t.preEmphasis ? " PRE" : "") + '\n';
+        if (!t.isrc.isEmpty())
+            sheet += "    ISRC " + t.isrc.toLatin1() + '\n';
+        if (places[i].index1Sector > places[i].firstSector)
+            sheet += "    INDEX 00 " + msf(places[i].firstSector) + '\n';
+        sheet += "    INDEX 01 " + msf(places[i].index1Sector) + '\n';
     }
     return sheet;
 }

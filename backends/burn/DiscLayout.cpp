@@ -17,9 +17,9 @@ namespace {
 
 constexpr int kDataSectorBytes = 2048;
 
-// What our burn_source carries: the feed of one track and how much of it libburn has taken.
+// What our burn_source carries: the program it reads one track of, and how much libburn took.
 struct FeedSource {
-    SectorFeed* feed = nullptr;
+    ProgramReader* reader = nullptr;
     off_t size = 0;
     off_t announced = 0;
     off_t delivered = 0;
@@ -32,10 +32,10 @@ struct FeedSource {
 int readFeed(burn_source* source, unsigned char* buffer, int size) noexcept {
     auto* f = static_cast<FeedSource*>(source->data);
     const off_t wanted = std::min<off_t>(size, f->size - f->delivered);
-    if (wanted <= 0 || f->closed->load())
+    if (wanted <= 0 || f->closed->load() || !f->reader)
         return 0;
     try {
-        const qint64 got = f->feed->read(reinterpret_cast<char*>(buffer), wanted);
+        const qint64 got = f->reader->read(reinterpret_cast<char*>(buffer), wanted);
         f->delivered += got;
         if (got < wanted && !f->closed->load()) {
             f->errors->record(QStringLiteral("Track %1 ended after %2 of its %3 bytes.")
@@ -122,7 +122,9 @@ QString SourceErrors::message() const {
     return m_message;
 }
 
-DiscLayout::DiscLayout(std::vector<PlannedTrack>& tracks, Mode mode)
+DiscLayout::DiscLayout(const std::vector<PlannedTrack>& tracks,
+                       const std::vector<TrackPlace>& places, const DiscInfo& discInfo, Mode mode,
+                       ProgramReader* reader)
     : m_sectorBytes(mode == Mode::Audio ? kAudioSectorBytes : kDataSectorBytes) {
     m_disc = burn_disc_create();
     m_session = burn_session_create();
@@ -132,15 +134,29 @@ DiscLayout::DiscLayout(std::vector<PlannedTrack>& tracks, Mode mode)
     burn_session_free(m_session); // the disc holds it now
 
     int number = 0;
-    for (PlannedTrack& planned : tracks) {
+    for (const PlannedTrack& planned : tracks) {
+        const TrackPlace& place = places[size_t(number)];
         ++number;
         burn_track* track = burn_track_create();
         if (!track)
             throw std::bad_alloc();
-        burn_track_define_data(track, 0, 0, 1, mode == Mode::Audio ? BURN_AUDIO : BURN_MODE1);
+        int kind = BURN_MODE1;
+        if (mode == Mode::Audio)
+            kind = BURN_AUDIO | (planned.info.preEmphasis ? BURN_PREEMPHASIS : 0) |
+                   (planned.info.copyPermitted ? BURN_COPY : 0);
+        burn_track_define_data(track, 0, 0, 1, kind);
+        if (place.index1Sector > place.firstSector) {
+            // The gap is the track's own data before INDEX 01 (a session-at-once burn only).
+            burn_track_set_index(track, 0, 0, 0);
+            burn_track_set_index(track, 1, unsigned(place.index1Sector - place.firstSector), 0);
+        }
+        if (planned.info.isrc.size() == 12) {
+            QByteArray isrc = planned.info.isrc.toLatin1();
+            burn_track_set_isrc_string(track, isrc.data(), 0);
+        }
         auto* data = new FeedSource;
-        data->feed = planned.feed.get();
-        data->size = data->announced = off_t(planned.info.sectors) * m_sectorBytes;
+        data->reader = reader;
+        data->size = data->announced = off_t(place.sectors) * m_sectorBytes;
         data->trackNumber = number;
         data->errors = &m_errors;
         data->closed = &m_closed;
@@ -152,10 +168,10 @@ DiscLayout::DiscLayout(std::vector<PlannedTrack>& tracks, Mode mode)
         if (status != BURN_SOURCE_OK)
             throw Error(QStringLiteral("The burning library refused track %1 (%2).")
                             .arg(number)
-                            .arg(planned.path));
+                            .arg(planned.source));
     }
     if (mode == Mode::Audio)
-        attachCdText(tracks);
+        attachCdText(tracks, discInfo);
 }
 
 DiscLayout::~DiscLayout() {
@@ -166,21 +182,39 @@ void DiscLayout::closeSources() {
     m_closed.store(true);
 }
 
-void DiscLayout::attachCdText(const std::vector<PlannedTrack>& tracks) {
-    const bool any = std::any_of(tracks.begin(), tracks.end(), [](const PlannedTrack& t) {
-        return !t.info.title.isEmpty() || !t.info.performer.isEmpty();
-    });
-    if (!any)
-        return;
-    // libburn makes packs of a kind only when the session has that kind too.
-    const DiscText disc = discTextOf(tracks);
-    bool ok =
-        setText(m_session, "TITLE", disc.title) && setText(m_session, "PERFORMER", disc.performer);
+void DiscLayout::attachCdText(const std::vector<PlannedTrack>& tracks, const DiscInfo& disc) {
+    const auto has = [&](QString TrackInfo::*field, const QString& discText) {
+        return !discText.isEmpty() ||
+               std::any_of(tracks.begin(), tracks.end(),
+                           [&](const PlannedTrack& t) { return !(t.info.*field).isEmpty(); });
+    };
+    const struct {
+        const char* name;
+        QString TrackInfo::*field;
+        QString discText;
+    } kinds[] = {{"TITLE", &TrackInfo::title, disc.title},
+                 {"PERFORMER", &TrackInfo::performer, disc.performer},
+                 {"SONGWRITER", &TrackInfo::songwriter, disc.songwriter}};
     int count = 0;
     burn_track** list = burn_session_get_tracks(m_session, &count);
-    for (int i = 0; ok && i < count; ++i)
-        ok = setText(list[i], "TITLE", tracks[size_t(i)].info.title) &&
-             setText(list[i], "PERFORMER", tracks[size_t(i)].info.performer);
+    bool any = false;
+    bool ok = true;
+    for (const auto& kind : kinds) {
+        // Titles and performers go together, as players expect both.
+        const bool wanted =
+            kind.field == &TrackInfo::songwriter
+                ? has(kind.field, kind.discText)
+                : has(&TrackInfo::title, disc.title) || has(&TrackInfo::performer, disc.performer);
+        if (!wanted)
+            continue;
+        any = true;
+        // libburn makes packs of a kind only when the session has that kind too.
+        ok = ok && setText(m_session, kind.name, kind.discText);
+        for (int i = 0; ok && i < count; ++i)
+            ok = setText(list[i], kind.name, tracks[size_t(i)].info.*kind.field);
+    }
+    if (!any)
+        return;
     // Texts too long for the lead-in leave the disc without CD-Text rather than unburnt.
     if (ok && burn_cdtext_from_session(m_session, nullptr, nullptr, 1) > 0) {
         m_cdText = true;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "backends/burn/Recorder.h"
+#include "backends/burn/ProgramReader.h"
 
 #include <QString>
 
@@ -30,9 +30,9 @@ private:
     std::atomic<bool> m_failed{false};
 };
 
-// The disc libburn writes: one session, one track per planned track, each read from its feed
-// through a source of ours, plus the CD-Text of the tracks (audio only). The feeds must
-// outlive the layout.
+// The disc libburn writes: one session, one track per planned track at its place, each read in
+// turn from the program through a source of ours; with the tracks' gaps (INDEX 00 before
+// INDEX 01, written in a session-at-once burn), ISRCs, flags and the CD-Text (audio only).
 //
 // libburn calls a source's read on its writer thread, one sector per call, directly and not
 // through a libburn fifo: a fifo's thread is stopped with an asynchronous pthread_cancel when
@@ -43,8 +43,10 @@ public:
     // so that the write machinery can run where no CD recorder exists.
     enum class Mode { Audio, Data };
 
-    // Raises Error when libburn refuses a track.
-    DiscLayout(std::vector<PlannedTrack>& tracks, Mode mode);
+    // reader is where the sources read from; null for a layout that is only checked, never
+    // written. Raises Error when libburn refuses a track.
+    DiscLayout(const std::vector<PlannedTrack>& tracks, const std::vector<TrackPlace>& places,
+               const DiscInfo& disc, Mode mode, ProgramReader* reader);
     ~DiscLayout();
     DiscLayout(const DiscLayout&) = delete;
     DiscLayout& operator=(const DiscLayout&) = delete;
@@ -60,7 +62,7 @@ public:
     void closeSources();
 
 private:
-    void attachCdText(const std::vector<PlannedTrack>& tracks);
+    void attachCdText(const std::vector<PlannedTrack>& tracks, const DiscInfo& disc);
 
     burn::burn_disc* m_disc = nullptr;
     burn::burn_session* m_session = nullptr;

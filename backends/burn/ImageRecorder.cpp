@@ -50,13 +50,17 @@ QString ImageRecorder::folder() {
 }
 
 std::unique_ptr<BurnRun> ImageRecorder::prepareBurn(std::vector<PlannedTrack> tracks,
+                                                    const DiscInfo& disc,
                                                     const BurnSettings& settings) {
     if (m_disc.mediaStatus != 0)
         throw Error(QStringLiteral("The disc in the Image Recorder is not blank. Eject it to put "
                                    "in a fresh blank disc."));
-    qint64 sectors = 0;
-    for (const PlannedTrack& t : tracks)
-        sectors += t.info.sectors;
+    std::vector<qint64> stream, gaps;
+    for (const PlannedTrack& t : tracks) {
+        stream.push_back(streamFrames(t.info, t.info.frames));
+        gaps.push_back(t.info.pregapFrames);
+    }
+    const qint64 sectors = programSectors(placeTracks(stream, gaps, Joining::Continuous));
     checkFits(sectors, m_disc.freeSectors, QStringLiteral("the Image Recorder"));
 
     std::unique_ptr<ImageSink> sink;
@@ -85,15 +89,16 @@ std::unique_ptr<BurnRun> ImageRecorder::prepareBurn(std::vector<PlannedTrack> tr
     }
     std::function<void(const QString&)> written;
     if (!settings.simulate)
-        written = [this, sectors, keepOpen = settings.keepOpen, dir](const QString& base) {
+        written = [this, keepOpen = settings.keepOpen, dir](const QString& base) {
+            QFileInfo bin(dir + u'/' + base + QStringLiteral(".bin"));
             m_disc.mediaStatus = keepOpen ? 1 : 2;
-            m_disc.usedSectors = sectors;
+            m_disc.usedSectors = bin.size() / kAudioSectorBytes;
             m_disc.freeSectors = 0;
             m_lastImage = base;
             if (m_imageWritten)
                 m_imageWritten(dir + u'/' + base + QStringLiteral(".cue"));
         };
-    return std::make_unique<ImageRun>(std::move(sink), std::move(tracks), settings,
+    return std::make_unique<ImageRun>(std::move(sink), dir, std::move(tracks), disc, settings,
                                       std::move(written));
 }
 

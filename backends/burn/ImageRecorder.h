@@ -23,7 +23,7 @@ public:
     const RecorderFacts& facts() override { return m_facts; }
     DiscFacts refreshDisc() override { return m_disc; }
     void eject() override;
-    std::unique_ptr<BurnRun> prepareBurn(std::vector<PlannedTrack> tracks,
+    std::unique_ptr<BurnRun> prepareBurn(std::vector<PlannedTrack> tracks, const DiscInfo& disc,
                                          const BurnSettings& settings) override;
 
     // Where images go now.

@@ -3,15 +3,15 @@
 #include "backends/burn/CueSheet.h"
 #include "components/Error.h"
 
-#include <algorithm>
 #include <exception>
 
 namespace burning {
 
-ImageRun::ImageRun(std::unique_ptr<ImageSink> sink, std::vector<PlannedTrack> plannedTracks,
+ImageRun::ImageRun(std::unique_ptr<ImageSink> sink, const QString& folder,
+                   std::vector<PlannedTrack> plannedTracks, const DiscInfo& disc,
                    const BurnSettings& settings,
                    std::function<void(const QString& baseName)> written)
-    : BurnRun(std::move(plannedTracks), settings), m_sink(std::move(sink)),
+    : BurnRun(std::move(plannedTracks), disc, settings), m_sink(std::move(sink)), m_folder(folder),
       m_onWritten(std::move(written)) {}
 
 ImageRun::~ImageRun() {
@@ -22,6 +22,14 @@ ImageRun::~ImageRun() {
     }
 }
 
+QString ImageRun::writeMode() const {
+    return QStringLiteral("a CUE/BIN image, tracks without gaps between them");
+}
+
+QString ImageRun::cuePath() const {
+    return m_baseName.isEmpty() ? QString() : m_folder + u'/' + m_baseName + QStringLiteral(".cue");
+}
+
 void ImageRun::beginWriting() {
     m_thread = std::thread([this] { write(); });
 }
@@ -29,11 +37,10 @@ void ImageRun::beginWriting() {
 BurnRun::Sample ImageRun::sample() {
     Sample s;
     s.ended = m_done.load();
-    s.track = m_track.load();
+    s.track = reader().currentTrack();
     s.written = m_written.load();
     const int phase = m_phase.load();
     s.preparing = phase == Preparing;
-    s.closing = phase == Closing;
     s.finishing = phase == Finishing;
     return s;
 }
@@ -51,18 +58,37 @@ QString ImageRun::finishWriting() {
     return m_error;
 }
 
+std::optional<cdio::Drive> ImageRun::readBackDrive() const {
+    if (m_baseName.isEmpty())
+        return std::nullopt;
+    return cdio::DriveTable::recorderDrive(cuePath());
+}
+
 void ImageRun::write() noexcept {
     try {
         QByteArray buffer(kBufferSectors * kAudioSectorBytes, Qt::Uninitialized);
-        for (size_t i = 0; i < tracks().size() && !m_stop.load(); ++i)
-            writeTrack(i, buffer);
+        while (!m_stop.load()) {
+            const qint64 got = reader().read(buffer.data(), buffer.size());
+            if (m_stop.load() || got == 0)
+                break;
+            m_phase.store(Writing);
+            if (m_sink)
+                m_sink->writeSectors(buffer.constData(), got);
+            m_written.fetch_add(got / kAudioSectorBytes);
+        }
         if (m_stop.load()) {
             m_error = QStringLiteral("The burn was stopped.");
         } else {
             m_phase.store(Finishing);
-            if (m_sink)
-                m_baseName = m_sink->commit(
-                    [this](const QString& binName) { return cueSheet(binName, tracks()); });
+            if (m_sink) {
+                const std::vector<TrackPlace> where = places();
+                std::vector<TrackInfo> infos;
+                for (const PlannedTrack& t : tracks())
+                    infos.push_back(t.info);
+                m_baseName = m_sink->commit([&](const QString& binName) {
+                    return cueSheet(binName, infos, where, disc());
+                });
+            }
         }
     } catch (const Error& e) {
         m_error = e.message();
@@ -73,29 +99,6 @@ void ImageRun::write() noexcept {
     }
     m_done.store(true);
     wake();
-}
-
-void ImageRun::writeTrack(size_t index, QByteArray& buffer) {
-    const PlannedTrack& track = tracks()[index];
-    m_track.store(int(index));
-    m_phase.store(Preparing);
-    qint64 left = track.info.sectors;
-    while (left > 0 && !m_stop.load()) {
-        const qint64 bytes = std::min<qint64>(left, kBufferSectors) * kAudioSectorBytes;
-        const qint64 got = track.feed->read(buffer.data(), bytes);
-        if (m_stop.load())
-            return;
-        if (got != bytes)
-            throw Error(QStringLiteral("%1 ended %2 sectors early.")
-                            .arg(track.path)
-                            .arg(left - got / kAudioSectorBytes));
-        if (m_sink)
-            m_sink->writeSectors(buffer.constData(), bytes);
-        left -= bytes / kAudioSectorBytes;
-        m_written.fetch_add(bytes / kAudioSectorBytes);
-        m_phase.store(Writing);
-    }
-    m_phase.store(Closing);
 }
 
 } // namespace burning

@@ -44,6 +44,7 @@ void LibburnRecorder::eject() {
 }
 
 std::unique_ptr<BurnRun> LibburnRecorder::prepareBurn(std::vector<PlannedTrack> tracks,
+                                                      const DiscInfo& discInfo,
                                                       const BurnSettings& settings) {
     auto drive = std::make_unique<LibburnDrive>(m_scanned.address);
     learn(*drive);
@@ -57,8 +58,8 @@ std::unique_ptr<BurnRun> LibburnRecorder::prepareBurn(std::vector<PlannedTrack> 
                 .arg(recorder, disc.mediaStatus == 2
                                    ? QStringLiteral("it is closed or read-only.")
                                    : QStringLiteral("the recorder cannot tell its state.")));
-    return std::make_unique<LibburnRun>(std::move(drive), recorder, std::move(tracks), settings,
-                                        DiscLayout::Mode::Audio);
+    return std::make_unique<LibburnRun>(std::move(drive), recorder, std::move(tracks), discInfo,
+                                        settings, DiscLayout::Mode::Audio);
 }
 
 } // namespace burning

@@ -16,9 +16,12 @@ public:
 
     const RecorderFacts& facts() override;
     const RecorderFacts& listing() override { return m_listing; }
+    QString address() const override {
+        return QStringLiteral("(%1)").arg(QString::fromLocal8Bit(m_scanned.address));
+    }
     DiscFacts refreshDisc() override;
     void eject() override;
-    std::unique_ptr<BurnRun> prepareBurn(std::vector<PlannedTrack> tracks,
+    std::unique_ptr<BurnRun> prepareBurn(std::vector<PlannedTrack> tracks, const DiscInfo& disc,
                                          const BurnSettings& settings) override;
 
 private:

@@ -4,6 +4,7 @@
 
 #include <libburn/libburn.h>
 
+#include <QRegularExpression>
 #include <QThread>
 
 #include <new>
@@ -25,15 +26,51 @@ QString reasonText(const char* reasons) {
     return text;
 }
 
+bool anyTrack(const std::vector<PlannedTrack>& tracks, bool (*has)(const TrackInfo&)) {
+    return std::any_of(tracks.begin(), tracks.end(),
+                       [has](const PlannedTrack& t) { return has(t.info); });
+}
+
 } // namespace
 
+QString burnFailureText(const QString& recorderName, const QString& messages) {
+    const QRegularExpressionMatch sense =
+        QRegularExpression(QStringLiteral("\\[([0-9A-Fa-f]) ([0-9A-Fa-f]{2}) ([0-9A-Fa-f]{2})\\]"))
+            .match(messages);
+    QString why = QStringLiteral("the recorder reported an error while writing");
+    if (sense.hasMatch()) {
+        const int key = sense.captured(1).toInt(nullptr, 16);
+        const int asc = sense.captured(2).toInt(nullptr, 16);
+        const int ascq = sense.captured(3).toInt(nullptr, 16);
+        if (asc == 0x3a)
+            why = QStringLiteral("the disc was taken out of the recorder");
+        else if (asc == 0x0c && ascq == 0x09)
+            why = QStringLiteral("the recorder ran out of data to write (a buffer underrun)");
+        else if (asc == 0x0c || key == 3)
+            why = QStringLiteral("the recorder could not write to the disc (a write error); the "
+                                 "disc may be faulty or of a kind this recorder writes badly");
+        else if (key == 4)
+            why = QStringLiteral("the recorder reported a fault of its own");
+        else if (key == 5)
+            why = QStringLiteral("the recorder refused a command of the burn");
+        else if (key == 6)
+            why = QStringLiteral("the recorder was reset or its disc was changed");
+        else if (key == 2)
+            why = QStringLiteral("the recorder was not ready");
+    }
+    return QStringLiteral("Burning on %1 failed: %2. The disc is probably unusable; the burn log "
+                          "has the recorder's own report.")
+        .arg(recorderName, why);
+}
+
 LibburnRun::LibburnRun(std::unique_ptr<LibburnDrive> drive, const QString& recorderName,
-                       std::vector<PlannedTrack> plannedTracks, const BurnSettings& settings,
-                       DiscLayout::Mode mode)
-    : BurnRun(std::move(plannedTracks), settings), m_drive(std::move(drive)),
-      m_recorderName(recorderName), m_plan(methodPlan(settings.method)),
-      m_options(nullptr, burn_write_opts_free) {
-    m_layout = std::make_unique<DiscLayout>(tracks(), mode);
+                       std::vector<PlannedTrack> plannedTracks, const DiscInfo& disc,
+                       const BurnSettings& settings, DiscLayout::Mode mode)
+    : BurnRun(std::move(plannedTracks), disc, settings), m_drive(std::move(drive)),
+      m_address(m_drive->address()), m_recorderName(recorderName), m_mode(mode),
+      m_plan(methodPlan(settings.method)), m_options(nullptr, burn_write_opts_free) {
+    // Estimated lengths are good enough for libburn's checks.
+    m_layout = std::make_unique<DiscLayout>(tracks(), places(), this->disc(), mode, nullptr);
     m_options.reset(burn_write_opts_new(m_drive->handle()));
     if (!m_options)
         throw std::bad_alloc();
@@ -41,17 +78,29 @@ LibburnRun::LibburnRun(std::unique_ptr<LibburnDrive> drive, const QString& recor
     burn_write_opts_set_multi(m_options.get(), settings.keepOpen ? 1 : 0);
     burn_write_opts_set_underrun_proof(m_options.get(), m_plan.burnProof ? 1 : 0);
     burn_write_opts_set_force(m_options.get(), m_plan.force ? 1 : 0);
+    if (mode == DiscLayout::Mode::Audio && this->disc().catalog.size() == 13) {
+        QByteArray catalog = this->disc().catalog.toLatin1();
+        burn_write_opts_set_mediacatalog(m_options.get(),
+                                         reinterpret_cast<unsigned char*>(catalog.data()));
+        burn_write_opts_set_has_mediacatalog(m_options.get(), 1);
+    }
     chooseWriteType();
-
-    qint64 needed = sectorsBefore(int(tracks().size()));
-    if (!m_sessionAtOnce)
-        needed += kTrackGapSectors * qint64(tracks().size() - 1);
-    checkFits(needed, m_drive->disc().freeSectors, m_recorderName);
+    checkRoom();
+    noteWhatTheRecorderChanges();
 }
 
 LibburnRun::~LibburnRun() {
     if (m_writing)
         stopAndWait();
+}
+
+QString LibburnRun::writeMode() const {
+    return m_sessionAtOnce ? QStringLiteral("session at once (SAO), tracks without gaps")
+                           : QStringLiteral("track at once (TAO), 2-second pauses between tracks");
+}
+
+int LibburnRun::sectorBytes() const {
+    return m_mode == DiscLayout::Mode::Audio ? kAudioSectorBytes : 2048;
 }
 
 void LibburnRun::chooseWriteType() {
@@ -80,7 +129,53 @@ void LibburnRun::chooseWriteType() {
     m_sessionAtOnce = type == BURN_WRITE_SAO;
 }
 
+void LibburnRun::checkRoom() {
+    qint64 needed = programSectors(places());
+    if (!m_sessionAtOnce && !tracks().empty())
+        needed += kTrackGapSectors * qint64(tracks().size() - 1);
+    checkFits(needed, m_drive->disc().freeSectors, m_recorderName);
+}
+
+void LibburnRun::noteWhatTheRecorderChanges() {
+    if (m_mode != DiscLayout::Mode::Audio)
+        return;
+    // libburn pads a track under 4 seconds to 4 seconds; a file has been padded already.
+    int number = 0;
+    for (const PlannedTrack& t : tracks()) {
+        ++number;
+        const qint64 frames = t.info.pregapFrames + t.info.frames;
+        if (!t.info.padToShortest && frames < kShortestTrackFrames)
+            addNotice(QStringLiteral("Track %1 of the disc image is %2 s long: the recorder "
+                                     "pads it with silence to 4 s, the shortest track an audio "
+                                     "CD allows, so the copy's tracks after it begin later.")
+                          .arg(number)
+                          .arg(double(frames) / kFramesPerSecond, 0, 'f', 2),
+                      true);
+    }
+    if (m_sessionAtOnce)
+        return;
+    QStringList dropped;
+    if (m_layout->hasCdText())
+        dropped << QStringLiteral("the CD-Text (titles and performers)");
+    if (anyTrack(tracks(), [](const TrackInfo& t) { return t.pregapFrames > 0; }))
+        dropped << QStringLiteral("the gaps between the tracks of the image");
+    if (dropped.isEmpty())
+        return;
+    addNotice(QStringLiteral("Burn method %1 writes track at once, which does not write %2; "
+                             "choose Auto or a method that writes session at once (3 to 7, 9 "
+                             "or 11) to keep it.")
+                  .arg(settings().method)
+                  .arg(dropped.join(QStringLiteral(" and "))),
+              true);
+}
+
+void LibburnRun::lengthsKnown() {
+    checkRoom();
+}
+
 void LibburnRun::beginWriting() {
+    m_places = places();
+    m_layout = std::make_unique<DiscLayout>(tracks(), m_places, disc(), m_mode, &reader());
     burn_drive* d = m_drive->handle();
     if (m_plan.waitForDrive)
         burn_drive_set_immed(d, 0);
@@ -122,9 +217,9 @@ BurnRun::Sample LibburnRun::sample() {
         break;
     case BURN_DRIVE_WRITING:
     case BURN_DRIVE_WRITING_SYNC:
-        if (size_t(p.track) < tracks().size())
-            s.written = sectorsBefore(p.track) +
-                        std::min<qint64>(p.sector, tracks()[size_t(p.track)].info.sectors);
+        if (size_t(p.track) < m_places.size())
+            s.written = m_places[size_t(p.track)].firstSector +
+                        std::min<qint64>(p.sector, m_places[size_t(p.track)].sectors);
         break;
     default:
         break;
@@ -151,15 +246,27 @@ QString LibburnRun::finishWriting() {
         error = m_layout->errors().message();
     } else if (!burn_drive_wrote_well(m_drive->handle())) {
         const QString why = LibburnLibrary::takeMessages();
-        error = QStringLiteral("Burning on %1 failed: %2")
-                    .arg(m_recorderName,
-                         why.isEmpty() ? QStringLiteral("the recorder reported an error") : why);
+        if (!why.isEmpty())
+            m_messages << why.split(u'\n');
+        error = burnFailureText(m_recorderName, why);
     }
-    LibburnLibrary::takeMessages();
+    const QString rest = LibburnLibrary::takeMessages();
+    if (!rest.isEmpty())
+        m_messages << rest.split(u'\n');
     m_layout.reset();
     m_options.reset();
     m_drive.reset();
     return error;
+}
+
+std::optional<cdio::Drive> LibburnRun::readBackDrive() const {
+    // libburn's file pseudo-drives write no CD to read.
+    if (m_address.startsWith("stdio:") || m_mode != DiscLayout::Mode::Audio)
+        return std::nullopt;
+    cdio::Drive drive;
+    drive.device = QString::fromLocal8Bit(m_address);
+    drive.vendor = m_recorderName;
+    return drive;
 }
 
 void LibburnRun::stopAndWait() {
@@ -168,13 +275,6 @@ void LibburnRun::stopAndWait() {
     while (burn_drive_get_status(m_drive->handle(), nullptr) != BURN_DRIVE_IDLE)
         QThread::msleep(10);
     m_writing = false;
-}
-
-qint64 LibburnRun::sectorsBefore(int track) const {
-    qint64 sum = 0;
-    for (int i = 0; i < track && size_t(i) < tracks().size(); ++i)
-        sum += tracks()[size_t(i)].info.sectors;
-    return sum;
 }
 
 } // namespace burning

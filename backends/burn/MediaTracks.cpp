@@ -3,7 +3,6 @@
 #include "backends/media/FileSource.h"
 #include "backends/media/MediaJob.h"
 #include "backends/media/PcmPipe.h"
-#include "backends/media/SectorFitSource.h"
 #include "components/Error.h"
 
 #include <QMetaObject>
@@ -55,11 +54,10 @@ private:
 
 // One track decoded by a media job into a pipe. The job and the feed live on the
 // user-interface thread; read() runs on the writer's thread.
-class MediaFeed final : public SectorFeed {
+class MediaFeed final : public TrackFeed {
 public:
-    MediaFeed(SourceMaker makeSource, const QString& what, qint64 sectors, int stallSeconds)
-        : m_makeSource(std::move(makeSource)), m_path(what), m_sectors(sectors),
-          m_stallSeconds(stallSeconds),
+    MediaFeed(SourceMaker makeSource, const QString& what, int stallSeconds)
+        : m_makeSource(std::move(makeSource)), m_path(what), m_stallSeconds(stallSeconds),
           m_pipe(std::make_shared<PcmPipe>(PcmFormat::cdAudio(), MediaTrackOpener::kBufferFrames)),
           m_stopped(std::make_shared<std::atomic<bool>>(false)),
           m_job(std::make_unique<MediaJob>()) {}
@@ -73,8 +71,7 @@ public:
         // Nobody follows a feed's progress: one step keeps the job from posting any.
         options.progressSteps = 1;
         try {
-            auto fitted = std::make_unique<SectorFitSource>(m_makeSource(), m_sectors);
-            m_job->start(std::make_unique<ReportingSource>(std::move(fitted), m_pipe, m_stopped),
+            m_job->start(std::make_unique<ReportingSource>(m_makeSource(), m_pipe, m_stopped),
                          std::make_unique<PipeSink>(m_pipe), options);
         } catch (const std::exception& e) {
             // The file went away or changed since it was added: the writer learns it on its
@@ -135,7 +132,6 @@ public:
 private:
     const SourceMaker m_makeSource;
     const QString m_path;
-    const qint64 m_sectors;
     const int m_stallSeconds;
     std::shared_ptr<PcmPipe> m_pipe;
     std::shared_ptr<std::atomic<bool>> m_stopped;
@@ -144,22 +140,31 @@ private:
     std::atomic<bool> m_cancelled{false};
 };
 
+qint64 countFrames(FileSource& file, const std::atomic<bool>* stop) {
+    std::vector<qint16> buffer(size_t(16384) * 2);
+    qint64 frames = 0;
+    while (!(stop && stop->load()))
+        if (const qint64 n = file.read(buffer.data(), 16384))
+            frames += n;
+        else
+            return frames;
+    return 0;
+}
+
 } // namespace
 
 TrackInfo MediaTrackOpener::probe(const QString& path) {
     FileSource file(path, PcmFormat::cdAudio());
-    qint64 frames = file.expectedFrames();
-    if (frames < 0) {
-        std::vector<qint16> buffer(size_t(16384) * 2);
-        frames = 0;
-        while (const qint64 n = file.read(buffer.data(), 16384))
-            frames += n;
+    TrackInfo info;
+    info.frames = file.expectedFrames();
+    info.exact = file.lengthIsExact();
+    if (info.frames < 0) {
+        info.frames = countFrames(file, nullptr);
+        info.exact = true;
     }
-    if (frames <= 0)
+    if (info.frames <= 0)
         throw Error(QStringLiteral("%1 holds no audio to burn.").arg(path));
     const QMap<QString, QString> tags = file.tags();
-    TrackInfo info;
-    info.sectors = cdSectorsFor(frames);
     info.title = tags.value(QStringLiteral("title")).trimmed();
     info.performer =
         tags.value(QStringLiteral("artist"), tags.value(QStringLiteral("album_artist"))).trimmed();
@@ -167,16 +172,21 @@ TrackInfo MediaTrackOpener::probe(const QString& path) {
     return info;
 }
 
-std::unique_ptr<SectorFeed> MediaTrackOpener::open(const QString& path, qint64 sectors) {
-    if (sectors <= 0)
+qint64 MediaTrackOpener::measure(const QString& path, const std::atomic<bool>& stop) {
+    FileSource file(path, PcmFormat::cdAudio());
+    const qint64 frames = countFrames(file, &stop);
+    if (frames <= 0 && !stop.load())
         throw Error(QStringLiteral("%1 holds no audio to burn.").arg(path));
-    return openFeed([path] { return std::make_unique<FileSource>(path, PcmFormat::cdAudio()); },
-                    path, sectors, kFileStallSeconds);
+    return frames;
 }
 
-std::unique_ptr<SectorFeed> openFeed(SourceMaker makeSource, const QString& what, qint64 sectors,
-                                     int stallSeconds) {
-    return std::make_unique<MediaFeed>(std::move(makeSource), what, sectors, stallSeconds);
+std::unique_ptr<TrackFeed> MediaTrackOpener::open(const QString& path) {
+    return openFeed([path] { return std::make_unique<FileSource>(path, PcmFormat::cdAudio()); },
+                    path, kFileStallSeconds);
+}
+
+std::unique_ptr<TrackFeed> openFeed(SourceMaker makeSource, const QString& what, int stallSeconds) {
+    return std::make_unique<MediaFeed>(std::move(makeSource), what, stallSeconds);
 }
 
 } // namespace burning

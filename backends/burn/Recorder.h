@@ -1,6 +1,6 @@
 #pragma once
 
-#include "backends/burn/SectorFeed.h"
+#include "backends/burn/Program.h"
 
 #include <QList>
 #include <QString>
@@ -43,21 +43,8 @@ struct BurnSettings {
     qint16 speed = 0;
     bool simulate = false;
     bool keepOpen = false;
+    bool verify = false; // read the disc back and compare it with what was written
 };
-
-// One track of a burn: its file, what it will be, and the feed that delivers it.
-struct PlannedTrack {
-    QString path;
-    TrackInfo info;
-    std::unique_ptr<SectorFeed> feed;
-};
-
-// The disc's own CD-Text: the album and the performer that every track shares, else empty.
-struct DiscText {
-    QString title;
-    QString performer;
-};
-DiscText discTextOf(const std::vector<PlannedTrack>& tracks);
 
 // Raises Error when needed sectors do not fit in the room the disc in the recorder has left.
 void checkFits(qint64 needed, qint64 room, const QString& recorder);
@@ -77,7 +64,10 @@ public:
     // Checks the burn against the drive and the disc and returns it ready to start; raises
     // Error with the reason when it cannot be done. The tracks' feeds are open, not started.
     virtual std::unique_ptr<BurnRun> prepareBurn(std::vector<PlannedTrack> tracks,
+                                                 const DiscInfo& disc,
                                                  const BurnSettings& settings) = 0;
+    // Where the recorder is, for the burn log: "(/dev/sr0)"; empty when nowhere.
+    virtual QString address() const { return {}; }
     // The recorder as messages name it.
     QString name() {
         const RecorderFacts& f = listing();

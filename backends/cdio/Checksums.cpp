@@ -1,7 +1,10 @@
 #include "backends/cdio/Checksums.h"
 
+#include "backends/cdio/DiscIds.h"
+
 #include <QtEndian>
 #include <algorithm>
+#include <cstdlib>
 
 #include <zlib.h>
 
@@ -11,16 +14,6 @@ namespace {
 // AccurateRip's edges: five sectors, less one sample at the start.
 constexpr qint64 kSkippedAtStart = 5 * kFramesPerSector - 1;
 constexpr qint64 kSkippedAtEnd = 5 * kFramesPerSector;
-// A disc's addresses count from the start of the lead-in's last two seconds.
-constexpr qint32 kLeadInSectors = 150;
-
-int digitSum(qint32 n) {
-    int sum = 0;
-    for (; n > 0; n /= 10)
-        sum += n % 10;
-    return sum;
-}
-
 } // namespace
 
 TrackChecksums::TrackChecksums(qint64 trackFrames, bool firstTrack, bool lastTrack)
@@ -56,37 +49,50 @@ void TrackChecksums::write(const qint16* buffer, qint64 frames) {
     }
     m_sumLow = low;
     m_sumHigh = high;
+    int peak = m_peak;
+    for (qint64 i = 0; i < frames * 2; ++i)
+        peak = std::max(peak, std::abs(int(buffer[i])));
+    m_peak = peak;
 }
 
 quint32 TrackChecksums::crc32() const {
     return m_crc;
 }
 
-QString accurateRipDiscId(const Toc& toc) {
-    quint32 id1 = 0;
-    quint32 id2 = 0;
-    quint32 audio = 0;
-    int freedbSum = 0;
-    for (const TocTrack& t : toc.tracks) {
-        freedbSum += digitSum((t.start + kLeadInSectors) / kSectorsPerSecond);
-        if (!t.audio())
-            continue;
-        ++audio;
-        id1 += quint32(t.start);
-        id2 += quint32(std::max(t.start, 1)) * audio;
+QList<quint32> accurateRipV1AtOffsets(const std::vector<qint16>& samples, qint64 margin,
+                                      bool firstTrack, bool lastTrack) {
+    const qint64 frames = qint64(samples.size() / 2) - 2 * margin;
+    QList<quint32> sums;
+    if (frames <= 0 || margin < 0)
+        return sums;
+    // Frames a to b of the track (from 1) count; x(i) is frame i as read with the offset.
+    const qint64 a = firstTrack ? kSkippedAtStart + 1 : 1;
+    const qint64 b = lastTrack ? frames - kSkippedAtEnd : frames;
+    if (b < a)
+        return sums;
+    auto x = [&](qint64 i, qint64 offset) {
+        const size_t at = size_t(margin + i - 1 + offset) * 2;
+        return quint32(quint16(samples[at])) | quint32(quint16(samples[at + 1])) << 16;
+    };
+    quint32 sum = 0;   // the sum of i * x(i) over a..b
+    quint32 plain = 0; // the sum of x(i) over a..b
+    for (qint64 i = a; i <= b; ++i) {
+        sum += quint32(i) * x(i, -margin);
+        plain += x(i, -margin);
     }
-    id1 += quint32(toc.leadout);
-    id2 += quint32(toc.leadout) * (audio + 1);
-    const qint32 first = toc.tracks.isEmpty() ? 0 : toc.tracks.first().start;
-    const quint32 seconds = quint32((toc.leadout + kLeadInSectors) / kSectorsPerSecond -
-                                    (first + kLeadInSectors) / kSectorsPerSecond);
-    const quint32 freedb =
-        quint32(freedbSum % 255) << 24 | seconds << 8 | quint32(toc.tracks.size());
-    return QStringLiteral("%1-%2-%3-%4")
-        .arg(audio, 3, 10, QChar(u'0'))
-        .arg(id1, 8, 16, QChar(u'0'))
-        .arg(id2, 8, 16, QChar(u'0'))
-        .arg(freedb, 8, 16, QChar(u'0'));
+    sums.append(sum);
+    for (qint64 offset = -margin; offset < margin; ++offset) {
+        // Moving by one frame: every weight drops by one, the first frame leaves, a new last
+        // one comes in with weight b.
+        sum = sum - plain - quint32(a - 1) * x(a, offset) + quint32(b) * x(b + 1, offset);
+        plain = plain - x(a, offset) + x(b + 1, offset);
+        sums.append(sum);
+    }
+    return sums;
+}
+
+QString accurateRipDiscId(const Toc& toc) {
+    return discIdsOf(toc).accurateRipText();
 }
 
 } // namespace cdio

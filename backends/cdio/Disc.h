@@ -60,6 +60,9 @@ public:
     CdIo_t* handle() const { return m_cd; }
     // An image's data file, as its sheet names it; empty for a drive.
     QString dataFile() const;
+    // libcdio's number for track number of the table of contents: an image's sheet may
+    // start at another number than 1, libcdio counts its tracks from 1.
+    int libcdioTrack(int number) const { return number - m_numberOffset; }
 
     // The table of contents, read once; nothing when the drive holds no readable disc.
     std::optional<Toc> readToc();

@@ -16,6 +16,7 @@
 #include <climits>
 #include <cstring>
 #include <sys/stat.h>
+#include <vector>
 
 namespace cdio {
 namespace {
@@ -53,10 +54,14 @@ struct ReadState {
     // Sectors the drive reported it could not read (its sense data), and the stretch of the
     // last failed read when it did not say.
     QList<qint32> failed;
+    qint32 lastFailed = -1; // the sector of the latest failed read, when the drive named it
     std::pair<qint32, qint32> failedRun{0, 0};
     int skips = 0;
     long reads = 0;
     bool abandoned = false;
+    // A skipped sector is kept as read, so paranoia goes on reading after it.
+    bool keepSkipped = false;
+    ParanoiaStats* statistics = nullptr;
 
     bool imageIntact() const {
         struct stat now {};
@@ -76,8 +81,13 @@ void noteFailure(cdrom_drive_t* drive, ReadState& r, qint32 begin, long sectors)
         const qint32 lba =
             qint32(quint32(sense->information[0]) << 24 | quint32(sense->information[1]) << 16 |
                    quint32(sense->information[2]) << 8 | sense->information[3]);
-        if (lba >= begin && lba < begin + sectors && !r.failed.contains(lba))
-            r.failed.append(lba);
+        if (lba >= begin && lba < begin + sectors) {
+            r.lastFailed = lba;
+            if (!r.failed.contains(lba))
+                r.failed.append(lba);
+        }
+    } else {
+        r.lastFailed = -1;
     }
     cdio_free(sense);
     r.failedRun = {begin, qint32(begin + sectors)};
@@ -89,10 +99,10 @@ long readAudio(cdrom_drive_t* drive, void* buffer, lsn_t begin, long sectors) no
         errno = ENOMEDIUM;
         return -1;
     }
-    // Paranoia gives up on a sector by skipping it, which fails the read anyway; and it can go
-    // round for ever when its idea of the audio area is wrong. Either way it is made to return
-    // at once: ENOMEDIUM is the one error it never retries.
-    if (r->skips > 0 || ++r->reads > kMostReadsPerSector) {
+    // Paranoia gives up on a sector by skipping it, which fails the read unless skipped sectors
+    // are kept; and it can go round for ever when its idea of the audio area is wrong. Either
+    // way it is made to return at once: ENOMEDIUM is the one error it never retries.
+    if ((r->skips > 0 && !r->keepSkipped) || ++r->reads > kMostReadsPerSector) {
         r->abandoned = true;
         errno = ENOMEDIUM;
         return -1;
@@ -135,15 +145,26 @@ long readAudio(cdrom_drive_t* drive, void* buffer, lsn_t begin, long sectors) no
     return done;
 }
 
-// A skip is paranoia giving up on a sector. It may then go round without reading anything,
-// when the sector lies outside what it takes for the audio area: ENOMEDIUM makes it return as
-// soon as a round ends with nothing read.
-void paranoiaEvent(long, paranoia_cb_mode_t mode) noexcept {
-    if (mode == PARANOIA_CB_SKIP && t_reading) {
+// A skip is paranoia giving up on a sector. Unless skipped sectors are kept, it may then go
+// round without reading anything, when the sector lies outside what it takes for the audio
+// area: ENOMEDIUM makes it return as soon as a round ends with nothing read. A kept skip fills
+// the sector with what paranoia has, so its rounds end.
+void paranoiaEvent(long position, paranoia_cb_mode_t mode) noexcept {
+    if (!t_reading)
+        return;
+    if (mode == PARANOIA_CB_SKIP) {
         ++t_reading->skips;
-        t_reading->abandoned = true;
-        errno = ENOMEDIUM;
+        if (!t_reading->keepSkipped) {
+            t_reading->abandoned = true;
+            errno = ENOMEDIUM;
+        }
     }
+    // A read error is where the drive failed, not where paranoia's read-ahead began.
+    // When the drive did not name it, the error is counted without a place.
+    if (mode == PARANOIA_CB_READERR)
+        position = t_reading->lastFailed >= 0 ? long(t_reading->lastFailed) * CD_FRAMEWORDS : -1;
+    if (t_reading->statistics)
+        t_reading->statistics->take(position, mode);
 }
 
 } // namespace
@@ -179,6 +200,7 @@ struct DiscReader::Impl {
     bool holdsSound(qint32 sector) const;
     void open(const Toc& toc);
     void loadSector(qint32 sector);
+    bool discStillThere() const;
     [[noreturn]] void failRead(qint32 sector);
     QString positionText(qint32 from, qint32 to) const;
 };
@@ -236,6 +258,8 @@ void DiscReader::Impl::open(const Toc& toc) {
     }
     audioFirst = cdio_cddap_disc_firstsector(cdda);
     audioLast = cdio_cddap_disc_lastsector(cdda);
+    state.statistics = options.statistics.get();
+    state.keepSkipped = options.keepSkipped;
     state.libraryRead = cdda->read_audio;
     cdda->read_audio = readAudio;
     if (options.paranoia) {
@@ -284,11 +308,20 @@ void DiscReader::Impl::loadSector(qint32 sector) {
     paranoiaNext = sector + 1;
     const int16_t* data = cdio_paranoia_read_limited(paranoia, paranoiaEvent, kRetries);
     t_reading = nullptr;
-    if (state.interrupted || state.gone || !data || state.skips > 0) {
+    // A skip on a disc that is still there is damage the statistics report; one because the
+    // disc went away ends the read.
+    if (state.interrupted || state.gone || !data ||
+        (state.skips > 0 && (!options.keepSkipped || !discStillThere()))) {
         paranoiaNext = INT_MIN; // paranoia's place is unknown after a failure
         failRead(sector);
     }
     std::memcpy(buffer, data, sizeof buffer);
+}
+
+bool DiscReader::Impl::discStillThere() const {
+    if (disc->drive().image)
+        return state.imageIntact();
+    return mmc_test_unit_ready(disc->handle(), 0) == DRIVER_OP_SUCCESS;
 }
 
 void DiscReader::Impl::failRead(qint32 sector) {
@@ -358,6 +391,8 @@ DiscReader::~DiscReader() = default;
 std::unique_ptr<DiscReader> DiscReader::track(const Drive& drive, int number, Options options) {
     auto disc = std::make_unique<Disc>(drive);
     const Toc toc = disc->toc();
+    if (number == 0)
+        return hiddenTrack(std::move(disc), toc, options);
     const TocTrack* t = toc.track(number);
     if (!t)
         throw Error(QStringLiteral("The disc in %1 has no track %2 (it has %3)")
@@ -381,6 +416,28 @@ std::unique_ptr<DiscReader> DiscReader::track(const Drive& drive, int number, Op
     return std::unique_ptr<DiscReader>(new DiscReader(std::move(impl)));
 }
 
+std::unique_ptr<DiscReader> DiscReader::hiddenTrack(std::unique_ptr<Disc> disc, const Toc& toc,
+                                                    Options options) {
+    const TocTrack* first = toc.tracks.isEmpty() ? nullptr : &toc.tracks.first();
+    if (!first || !first->audio() || first->start <= 0)
+        throw Error(QStringLiteral("The disc in %1 has no track 0 (no audio is hidden before its "
+                                   "first track)")
+                        .arg(disc->drive().name()));
+    // A first track past the end of an image leaves no end to the gap before it.
+    if (first->start > toc.leadout)
+        throw Error(first->problem);
+    auto impl = std::make_unique<Impl>();
+    impl->disc = std::move(disc);
+    impl->part = QStringLiteral("the hidden track before track %1").arg(first->number);
+    impl->options = options;
+    impl->first = 0;
+    impl->end = first->start;
+    impl->open(toc);
+    // Paranoia's audio area starts at the first track; the gap before it is audio too.
+    impl->audioFirst = 0;
+    return std::unique_ptr<DiscReader>(new DiscReader(std::move(impl)));
+}
+
 std::unique_ptr<DiscReader> DiscReader::sectors(const Drive& drive, qint32 first, qint32 end,
                                                 Options options) {
     auto impl = std::make_unique<Impl>();
@@ -392,6 +449,23 @@ std::unique_ptr<DiscReader> DiscReader::sectors(const Drive& drive, qint32 first
     impl->end = std::max(first, end);
     impl->open(toc);
     return std::unique_ptr<DiscReader>(new DiscReader(std::move(impl)));
+}
+
+qint32 hiddenTrackSectors(const Drive& drive) {
+    Disc disc(drive);
+    const std::optional<Toc> toc = disc.readToc();
+    if (!toc || toc->tracks.isEmpty() || !toc->tracks.first().audio() ||
+        toc->tracks.first().start <= 0 || toc->tracks.first().start > toc->leadout)
+        return 0;
+    DiscReader::Options plain;
+    plain.paranoia = false;
+    const std::unique_ptr<DiscReader> reader = DiscReader::track(drive, 0, plain);
+    std::vector<qint16> buffer(kFramesPerSector * 2 * 75);
+    for (qint64 n; (n = reader->read(buffer.data(), kFramesPerSector * 75)) > 0;) {
+        if (std::any_of(buffer.begin(), buffer.begin() + n * 2, [](qint16 s) { return s != 0; }))
+            return toc->tracks.first().start;
+    }
+    return 0;
 }
 
 PcmFormat DiscReader::format() const {

@@ -1,11 +1,15 @@
 #pragma once
 
 #include "backends/cdio/DriveTable.h"
+#include "backends/cdio/ParanoiaStats.h"
 #include "backends/media/PcmSource.h"
 
 #include <memory>
 
 namespace cdio {
+
+class Disc;
+struct Toc;
 
 // CD audio read through libcdio-paranoia, as 44.1 kHz stereo PCM: one track with its exact
 // boundaries (sectors x 588 frames, its INDEX 00 gap belonging to the track before), or any
@@ -24,9 +28,16 @@ public:
         // drive's frame i + offset. Negative values move the other way. Samples that would
         // come from outside the disc's audio area are silence.
         qint32 offsetFrames = 0;
+        // A sector paranoia gives up on after every retry is kept as read (the ripper marks
+        // the track suspicious) instead of failing the read. A disc taken out still fails.
+        bool keepSkipped = false;
+        // When set, what paranoia does is counted here (written while reading; read it once
+        // the reading is over).
+        std::shared_ptr<ParanoiaStats> statistics = nullptr;
     };
 
-    // The whole of track number track (from 1).
+    // The whole of track number track (from 1); track 0 is the audio hidden before the first
+    // track (its INDEX 00 gap, from the disc's start), when the first track is audio.
     static std::unique_ptr<DiscReader> track(const Drive& drive, int track, Options options);
     static std::unique_ptr<DiscReader> track(const Drive& drive, int track) {
         return DiscReader::track(drive, track, Options());
@@ -54,7 +65,14 @@ public:
 private:
     struct Impl;
     explicit DiscReader(std::unique_ptr<Impl> impl);
+    static std::unique_ptr<DiscReader> hiddenTrack(std::unique_ptr<Disc> disc, const Toc& toc,
+                                                   Options options);
     std::unique_ptr<Impl> d;
 };
+
+// The sectors of sound hidden before the first track (the audio in its INDEX 00 gap from the
+// disc's very start, offered as track 0); 0 when there is no such gap or it holds silence.
+// Reads the gap, so it takes as long as the drive needs for that.
+qint32 hiddenTrackSectors(const Drive& drive);
 
 } // namespace cdio

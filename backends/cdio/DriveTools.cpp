@@ -1,6 +1,7 @@
 #include "backends/cdio/DriveTools.h"
 
 #include "backends/cdio/Disc.h"
+#include "backends/cdio/DiscReader.h"
 #include "backends/media/OffTheWindow.h"
 #include "components/Error.h"
 
@@ -48,6 +49,16 @@ qint32 DriveTools::ReadTrackCount(qint32 address) {
     const Drive drive = m_drives->drive(address); // a copy: the table may change meanwhile
     const std::optional<Toc> toc = offTheWindow([&] { return Disc(drive).readToc(); });
     m_trackCount = toc ? qint32(toc->tracks.size()) : 0;
+    // The hidden track is read to tell sound from silence: once per disc.
+    const QString which =
+        toc ? QStringLiteral("%1|%2|%3").arg(drive.device).arg(toc->leadout).arg(m_trackCount)
+            : QString();
+    if (which != m_hiddenDisc) {
+        m_hiddenDisc = which;
+        m_hiddenSectors = 0;
+        if (toc && !toc->tracks.isEmpty() && toc->tracks.first().start > 0)
+            m_hiddenSectors = offTheWindow([&] { return hiddenTrackSectors(drive); });
+    }
     return m_trackCount;
 }
 

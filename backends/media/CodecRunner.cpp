@@ -81,14 +81,16 @@ void CodecRunner::ended(MediaJob* job) {
     job->deleteLater();
 }
 
-void CodecRunner::cancel() {
+bool CodecRunner::cancel() {
     if (!m_job)
-        return;
-    if (m_job->cancel()) {
+        return false;
+    const bool stopped = m_job->cancel();
+    if (stopped) {
         m_job->disconnect(m_owner);
         m_job->deleteLater();
     }
     m_job = nullptr;
+    return stopped;
 }
 
 qint64 checkedBitRate(double bitsPerSecond, const QString& output) {

@@ -38,8 +38,9 @@ public:
     void start(std::unique_ptr<PcmSource> source, std::unique_ptr<PcmSink> sink,
                const QString& what, int stallSeconds = kFileStallSeconds);
     // Stops the running job: its output is removed and nothing more is reported, unless it was
-    // complete already (see above).
-    void cancel();
+    // complete already (see above). True when a job was stopped for good; false when there was
+    // none, or when its 100 is still to come.
+    bool cancel();
     bool isBusy() const { return m_job != nullptr; }
 
     // Told the frames done and expected before each progress value below 100.

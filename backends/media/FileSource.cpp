@@ -281,6 +281,13 @@ void FileSource::seek(qint64 frame) {
     d->discardUntil = frame;
 }
 
+bool FileSource::lengthIsExact() const {
+    const AVCodecParameters* par = d->input.stream->codecpar;
+    const AVCodecDescriptor* codec = avcodec_descriptor_get(par->codec_id);
+    return d->lengthFromHeader && d->expected >= 0 && par->sample_rate == d->out.sampleRate &&
+           codec && QByteArray(codec->name).startsWith("pcm_");
+}
+
 QString FileSource::path() const {
     return d->path;
 }

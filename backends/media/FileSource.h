@@ -24,6 +24,10 @@ public:
     PcmFormat format() const override;
     // From the file's header, at the output rate; -1 when the file states no length.
     qint64 expectedFrames() const override;
+    // The header's length is the exact count read() delivers: raw PCM (a WAV) at the output
+    // rate. A compressed file's header also counts its encoder's delay and padding, which the
+    // decoder drops, and resampling rounds: only decoding the file counts those.
+    bool lengthIsExact() const;
     // Raises Error on a read error or, at the end, when a file whose header states its length
     // ends clearly early (truncated: more than a few of the codec's frames missing) or holds no
     // decodable audio at all.

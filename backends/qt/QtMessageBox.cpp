@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QInputDialog>
 #include <QMessageBox>
 #include <QPushButton>
 
@@ -93,4 +94,18 @@ MessageBox::ReplaceAnswer QtMessageBox::AskReplace(const QString& prompt, const 
     box.setCheckBox(forAll);
     box.exec();
     return {box.clickedButton() == replace, forAll->isChecked()};
+}
+
+qint32 QtMessageBox::ChooseItem(const QString& prompt, const QStringList& items,
+                                const QString& title) {
+    QInputDialog dialog(QApplication::activeWindow());
+    dialog.setObjectName(QStringLiteral("ChooseItem"));
+    dialog.setWindowTitle(title.isEmpty() ? QStringLiteral("Melvane") : title);
+    dialog.setLabelText(prompt);
+    dialog.setComboBoxItems(items);
+    dialog.setComboBoxEditable(false);
+    dialog.setOption(QInputDialog::UseListViewForComboBoxItems);
+    if (dialog.exec() != QDialog::Accepted)
+        return -1;
+    return qint32(items.indexOf(dialog.textValue()));
 }

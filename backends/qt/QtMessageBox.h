@@ -8,4 +8,6 @@ public:
     Result MsgBox(const QString& prompt, Buttons buttons = Buttons::OkOnly, Icon icon = Icon::None,
                   const QString& title = {}) override;
     ReplaceAnswer AskReplace(const QString& prompt, const QString& title = {}) override;
+    qint32 ChooseItem(const QString& prompt, const QStringList& items,
+                      const QString& title = {}) override;
 };

@@ -4,7 +4,7 @@
 // pattern that tells every byte's track and position, optionally slow or failing.
 
 #include "backends/burn/ImageSink.h"
-#include "backends/burn/SectorFeed.h"
+#include "backends/burn/Program.h"
 #include "components/Error.h"
 
 #include <QDir>
@@ -30,9 +30,16 @@ inline QByteArray pattern(int track, qint64 bytes) {
     return data;
 }
 
-inline burning::TrackInfo info(qint64 sectors, const QString& title, const QString& performer,
+// A track of frames frames (exact: its feed delivers that many).
+inline burning::TrackInfo info(qint64 frames, const QString& title, const QString& performer,
                                const QString& album = {}) {
-    return {sectors, title, performer, album};
+    burning::TrackInfo i;
+    i.frames = frames;
+    i.exact = true;
+    i.title = title;
+    i.performer = performer;
+    i.album = album;
+    return i;
 }
 
 struct FeedScript {
@@ -45,7 +52,7 @@ struct FeedScript {
 
 // A decoder stand-in: blocks for perRead on each read, as a feed whose decoder is behind, or
 // for good from stallAt on, as a decoder that hangs.
-class PatternFeed final : public burning::SectorFeed {
+class PatternFeed final : public burning::TrackFeed {
 public:
     explicit PatternFeed(const FeedScript& script) : m_script(script) {}
 
@@ -89,24 +96,35 @@ public:
         qint64 failAtSector = -1;
         std::chrono::microseconds perRead{0};
         qint64 stallAtSector = -1;
+        qint64 frames = -1; // what the feed and measure() deliver, when not info.frames
     };
     QMap<QString, File> files;
+    QStringList measured; // the files measure() was asked about
 
     burning::TrackInfo probe(const QString& path) override {
         if (!files.contains(path))
             throw Error(QStringLiteral("%1 is not an audio file.").arg(path));
         return files[path].info;
     }
-    std::unique_ptr<burning::SectorFeed> open(const QString& path, qint64 sectors) override {
+    qint64 measure(const QString& path, const std::atomic<bool>&) override {
+        std::lock_guard lock(m_mutex);
+        measured << path;
+        return delivered(files[path]);
+    }
+    std::unique_ptr<burning::TrackFeed> open(const QString& path) override {
         const File& f = files[path];
         FeedScript s;
         s.track = int(std::distance(files.begin(), files.find(path))) + 1;
-        s.bytes = sectors * burning::kAudioSectorBytes;
+        s.bytes = delivered(f) * burning::kFrameBytes;
         s.failAt = f.failAtSector < 0 ? -1 : f.failAtSector * burning::kAudioSectorBytes;
         s.perRead = f.perRead;
         s.stallAt = f.stallAtSector < 0 ? -1 : f.stallAtSector * burning::kAudioSectorBytes;
         return std::make_unique<PatternFeed>(s);
     }
+
+private:
+    static qint64 delivered(const File& f) { return f.frames >= 0 ? f.frames : f.info.frames; }
+    std::mutex m_mutex;
 };
 
 // The image files through QSaveFile: written under temporary names, renamed on commit. A

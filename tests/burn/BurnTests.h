@@ -29,6 +29,12 @@ private Q_SLOTS:
     void libburnRefuses();
     void stdioBurn_data();
     void stdioBurn();
+    void placingTracks_data();
+    void placingTracks();
+    void theProgramAsTheWriterGetsIt_data();
+    void theProgramAsTheWriterGetsIt();
+    void failuresInPlainWords_data();
+    void failuresInPlainWords();
     void imageBurn();
     void imageBurnEndings_data();
     void imageBurnEndings();

@@ -46,8 +46,10 @@ PlannedTrack dataTrack(qint64 sectors, qint64 failAtSector = -1,
     s.stallAt = stallAtSector < 0 ? -1 : stallAtSector * 2048;
     s.perRead = perRead;
     PlannedTrack t;
-    t.path = QStringLiteral("data.bin");
-    t.info.sectors = sectors;
+    t.source = QStringLiteral("data.bin");
+    t.info.frames = sectors * 2048 / kFrameBytes;
+    t.info.exact = true;
+    t.info.padToShortest = false;
     t.feed = std::make_unique<PatternFeed>(s);
     return t;
 }
@@ -71,7 +73,8 @@ std::unique_ptr<LibburnRun> TestBurn::stdioRun(std::vector<PlannedTrack> tracks,
     auto drive =
         std::make_unique<LibburnDrive>("stdio:" + m_dir->filePath("disc.img").toLocal8Bit());
     return std::make_unique<LibburnRun>(std::move(drive), QStringLiteral("the test drive"),
-                                        std::move(tracks), settings, DiscLayout::Mode::Data);
+                                        std::move(tracks), DiscInfo{}, settings,
+                                        DiscLayout::Mode::Data);
 }
 
 void TestBurn::useImageRecorder(Burner& burner) {
@@ -164,14 +167,19 @@ void TestBurn::sessionLayout() {
                                info(150, QStringLiteral("Beta ü"), QStringLiteral("Band"), "LP"),
                                info(1, QStringLiteral("Gamma"), QStringLiteral("Band"), "LP")};
     for (const TrackInfo& i : infos)
-        tracks.push_back({QStringLiteral("f"), i, std::make_unique<PatternFeed>(FeedScript{})});
-    const DiscLayout audio(tracks, DiscLayout::Mode::Audio);
+        tracks.push_back({QStringLiteral("f"), i, std::make_unique<PatternFeed>(FeedScript{}), {}});
+    tracks[1].info.preEmphasis = true;
+    tracks[1].info.isrc = QStringLiteral("USXYZ2400001");
+    // The second track has a gap of 10 sectors before its INDEX 01.
+    const std::vector<TrackPlace> places{{0, 0, 75}, {75, 85, 150}, {225, 225, 1}};
+    const DiscLayout audio(tracks, places, discInfoOf(tracks), DiscLayout::Mode::Audio, nullptr);
     int count = 0;
     burn::burn_track** list = burn::burn_session_get_tracks(audio.session(), &count);
     QCOMPARE(count, 3);
     for (int i = 0; i < count; ++i) {
-        QCOMPARE(burn::burn_track_get_sectors(list[i]), int(infos[i].sectors));
+        QCOMPARE(burn::burn_track_get_sectors(list[i]), int(places[size_t(i)].sectors));
         QVERIFY(burn::burn_track_get_mode(list[i]) & BURN_AUDIO);
+        QCOMPARE(bool(burn::burn_track_get_mode(list[i]) & BURN_PREEMPHASIS), i == 1);
     }
     QVERIFY(audio.hasCdText());
     unsigned char* packs = nullptr;
@@ -193,7 +201,7 @@ void TestBurn::sessionLayout() {
 
     for (PlannedTrack& t : tracks)
         t.info.title = t.info.performer = {};
-    const DiscLayout silent(tracks, DiscLayout::Mode::Data);
+    const DiscLayout silent(tracks, places, discInfoOf(tracks), DiscLayout::Mode::Data, nullptr);
     list = burn::burn_session_get_tracks(silent.session(), &count);
     QVERIFY(!silent.hasCdText());
     QVERIFY(burn::burn_track_get_mode(list[0]) & BURN_MODE1);
@@ -230,7 +238,7 @@ void TestBurn::libburnRefuses() {
         try {
             LibburnRun(std::make_unique<LibburnDrive>("stdio:" +
                                                       m_dir->filePath("disc.img").toLocal8Bit()),
-                       "the file", std::move(tracks), settings, mode);
+                       "the file", std::move(tracks), DiscInfo{}, settings, mode);
         } catch (const Error& e) {
             return e.message();
         }
@@ -309,6 +317,124 @@ void TestBurn::stdioBurn() {
                  QStringLiteral("Cannot decode track 1: the data is damaged."));
     // The drive is given back: libburn scans only when no drive is open.
     scanDrives();
+}
+
+// Where tracks go: joined, a track begins on the sector holding its first frame (INDEX 01
+// rounded down) and only the end is padded; separate, each track is padded to whole sectors.
+// A gap (INDEX 00) comes before INDEX 01 in the track's own sectors.
+void TestBurn::placingTracks_data() {
+    QTest::addColumn<QList<qint64>>("frames"); // each track's frames in the program
+    QTest::addColumn<QList<qint64>>("gaps");   // of them, before INDEX 01
+    QTest::addColumn<bool>("continuous");
+    QTest::addColumn<QList<qint64>>("places"); // first sector, INDEX 01 sector, sectors; ...
+    QTest::newRow("joined, mid-sector boundaries")
+        << QList<qint64>{600 * 588 + 100, 400 * 588 + 300, 300 * 588} << QList<qint64>{0, 0, 0}
+        << true << QList<qint64>{0, 0, 600, 600, 600, 400, 1000, 1000, 301};
+    QTest::newRow("joined, boundary on a sector")
+        << QList<qint64>{588, 588 * 2} << QList<qint64>{0, 0} << true
+        << QList<qint64>{0, 0, 1, 1, 1, 2};
+    QTest::newRow("separate, each padded")
+        << QList<qint64>{600 * 588 + 100, 400 * 588 + 300} << QList<qint64>{0, 0} << false
+        << QList<qint64>{0, 0, 601, 601, 601, 401};
+    QTest::newRow("a gap before INDEX 01")
+        << QList<qint64>{450 * 588, 450 * 588} << QList<qint64>{0, 113 * 588} << true
+        << QList<qint64>{0, 0, 450, 450, 563, 450};
+}
+
+void TestBurn::placingTracks() {
+    QFETCH(QList<qint64>, frames);
+    QFETCH(QList<qint64>, gaps);
+    QFETCH(bool, continuous);
+    QFETCH(QList<qint64>, places);
+    QList<qint64> got;
+    for (const TrackPlace& p :
+         placeTracks({frames.begin(), frames.end()}, {gaps.begin(), gaps.end()},
+                     continuous ? Joining::Continuous : Joining::Separate))
+        got << p.firstSector << p.index1Sector << p.sectors;
+    QCOMPARE(got, places);
+}
+
+// The bytes the writer gets: the feeds back to back, a file under 4 seconds padded to 4 (a
+// notice says so), the end padded to a sector. A planned program whose feed delivers another
+// count than measured fails, naming the file.
+void TestBurn::theProgramAsTheWriterGetsIt_data() {
+    QTest::addColumn<QList<qint64>>("delivered"); // frames each feed has
+    QTest::addColumn<QList<qint64>>("planned");   // frames measured before; empty: not planned
+    QTest::addColumn<qint64>("sectors");          // of the program
+    QTest::addColumn<QString>("error");
+    QTest::newRow("learnt, one short track")
+        << QList<qint64>{1000 * 588 + 7, 100} << QList<qint64>{} << qint64(1301) << QString();
+    QTest::newRow("planned, as measured")
+        << QList<qint64>{700 * 588 + 7, 176400} << QList<qint64>{700 * 588 + 7, 176400}
+        << qint64(1001) << QString();
+    QTest::newRow("planned, a feed ends early")
+        << QList<qint64>{700 * 588, 176400} << QList<qint64>{700 * 588 + 7, 176400} << qint64(0)
+        << "t1 ended after 9.33 of the 9.33 s it had when the burn began";
+    QTest::newRow("planned, a feed goes on")
+        << QList<qint64>{700 * 588 + 8, 176400} << QList<qint64>{700 * 588 + 7, 176400} << qint64(0)
+        << "t1 holds more audio than it did when the burn began";
+}
+
+void TestBurn::theProgramAsTheWriterGetsIt() {
+    QFETCH(QList<qint64>, delivered);
+    QFETCH(QList<qint64>, planned);
+    QFETCH(qint64, sectors);
+    QFETCH(QString, error);
+    std::vector<PlannedTrack> tracks;
+    QByteArray expected;
+    for (int i = 0; i < delivered.size(); ++i) {
+        FeedScript s;
+        s.track = i + 1;
+        s.bytes = delivered[i] * 4;
+        PlannedTrack t;
+        t.source = QStringLiteral("t%1").arg(i + 1);
+        t.info.frames = planned.isEmpty() ? 5 : planned[i];
+        t.feed = std::make_unique<PatternFeed>(s);
+        tracks.push_back(std::move(t));
+        expected += pattern(i + 1, s.bytes);
+        expected += QByteArray(std::max<qint64>(0, 176400 - delivered[i]) * 4, 0);
+    }
+    expected += QByteArray((2352 - expected.size() % 2352) % 2352, 0);
+    ProgramReader reader(tracks, Joining::Continuous, !planned.isEmpty());
+    QByteArray program;
+    try {
+        QByteArray buffer(7 * 2352, 0);
+        while (const qint64 n = reader.read(buffer.data(), buffer.size()))
+            program += buffer.left(n);
+    } catch (const Error& e) {
+        QVERIFY2(!error.isEmpty() && e.message().startsWith(error), qPrintable(e.message()));
+        return;
+    }
+    QVERIFY(error.isEmpty());
+    QCOMPARE(program.size(), sectors * 2352);
+    QVERIFY(program == expected);
+    QCOMPARE(reader.record().sectors(), sectors);
+    QCOMPARE(reader.places().back().firstSector, delivered[0] / 588);
+    QCOMPARE(reader.takeNotices().size(), planned.isEmpty() ? 1 : 0);
+}
+
+void TestBurn::failuresInPlainWords_data() {
+    QTest::addColumn<QString>("messages");
+    QTest::addColumn<QString>("said");
+    QTest::newRow("write error")
+        << "SCSI error on write(100,16): [3 0C 00] Write error. "
+           "CDB= WRITE(10) : 2a 00 00 00 00 64 00 00 10 00 dxfer_len= 37632"
+        << "could not write to the disc (a write error)";
+    QTest::newRow("disc taken out") << "SCSI error: [2 3A 02] Medium not present - tray open."
+                                    << "the disc was taken out";
+    QTest::newRow("underrun") << "[3 0C 09] Loss of streaming"
+                              << "a buffer underrun";
+    QTest::newRow("nothing said") << ""
+                                  << "reported an error while writing";
+}
+
+void TestBurn::failuresInPlainWords() {
+    QFETCH(QString, messages);
+    QFETCH(QString, said);
+    const QString text = burnFailureText(QStringLiteral("PX-W4824A"), messages);
+    QVERIFY2(text.startsWith("Burning on PX-W4824A failed: ") && text.contains(said) &&
+                 !text.contains("CDB") && !text.contains('['),
+             qPrintable(text));
 }
 
 QTEST_MAIN(TestBurn)

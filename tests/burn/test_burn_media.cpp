@@ -3,12 +3,13 @@
 // CD drive. Also what goes wrong on the way: bad files, a decoder that breaks, a full folder,
 // a cancel.
 #include "backends/burn/Burner.h"
+#include "backends/burn/DiscImageSource.h"
 #include "backends/burn/ImageFiles.h"
 #include "backends/burn/ImageRecorder.h"
 #include "backends/burn/MediaTracks.h"
+#include "backends/cdio/Checksums.h"
 #include "backends/cdio/Disc.h"
 #include "backends/cdio/DiscReader.h"
-#include "backends/media/SectorFitSource.h"
 #include "tests/media/MediaTestSupport.h"
 
 #include <cdio/cdio.h>
@@ -32,14 +33,17 @@ namespace {
 class SlowOpener final : public TrackOpener {
 public:
     TrackInfo probe(const QString& path) override { return m_real.probe(path); }
-    std::unique_ptr<SectorFeed> open(const QString& path, qint64 sectors) override {
-        return std::make_unique<SlowFeed>(m_real.open(path, sectors));
+    qint64 measure(const QString& path, const std::atomic<bool>& stop) override {
+        return m_real.measure(path, stop);
+    }
+    std::unique_ptr<TrackFeed> open(const QString& path) override {
+        return std::make_unique<SlowFeed>(m_real.open(path));
     }
 
 private:
-    class SlowFeed final : public SectorFeed {
+    class SlowFeed final : public TrackFeed {
     public:
-        explicit SlowFeed(std::unique_ptr<SectorFeed> inner) : m_inner(std::move(inner)) {}
+        explicit SlowFeed(std::unique_ptr<TrackFeed> inner) : m_inner(std::move(inner)) {}
         void start() override { m_inner->start(); }
         qint64 read(char* buffer, qint64 bytes) override {
             {
@@ -59,7 +63,7 @@ private:
         int fill() const override { return m_inner->fill(); }
 
     private:
-        std::unique_ptr<SectorFeed> m_inner;
+        std::unique_ptr<TrackFeed> m_inner;
         std::mutex m_mutex;
         std::condition_variable m_wake;
         bool m_cancel = false;
@@ -102,11 +106,13 @@ public:
     StallingOpener(QString stalled, std::shared_ptr<Gate> gate)
         : m_stalled(std::move(stalled)), m_gate(std::move(gate)) {}
     TrackInfo probe(const QString& path) override { return m_real.probe(path); }
-    std::unique_ptr<SectorFeed> open(const QString& path, qint64 sectors) override {
+    qint64 measure(const QString& path, const std::atomic<bool>& stop) override {
+        return m_real.measure(path, stop);
+    }
+    std::unique_ptr<TrackFeed> open(const QString& path) override {
         if (path != m_stalled)
-            return m_real.open(path, sectors);
-        return openFeed([gate = m_gate] { return std::make_unique<BlockedSource>(gate); }, path,
-                        sectors, 2);
+            return m_real.open(path);
+        return openFeed([gate = m_gate] { return std::make_unique<BlockedSource>(gate); }, path, 2);
     }
 
 private:
@@ -145,7 +151,7 @@ class TestBurnMedia : public QObject {
 private:
     QTemporaryDir m_dir;
     std::unique_ptr<QTemporaryDir> m_images;
-    QString m_wav, m_mp3, m_wma;
+    QString m_wav, m_mp3, m_wma, m_short;
     QString m_long; // 180 s: longer than what a feed holds ahead
 
     QString path(const QString& name) const { return m_dir.filePath(name); }
@@ -163,12 +169,12 @@ private Q_SLOTS:
         m_wav = path("a.wav");
         m_mp3 = path("b.mp3");
         m_wma = path("c.wma");
-        // 3.01 s: the last sector is not full.
-        SineSource a(PcmFormat::cdAudio(), 3.01, 440.0);
+        // 5.01 s: the last sector is not full.
+        SineSource a(PcmFormat::cdAudio(), 5.01, 440.0);
         writeSource(
             a, m_wav,
             {OutputCodec::Wav, 0, {{"title", "Alpha"}, {"artist", "Band"}, {"album", "Tests"}}});
-        SineSource b(PcmFormat::cdAudio(), 2.5, 660.0);
+        SineSource b(PcmFormat::cdAudio(), 4.5, 660.0);
         writeSource(b, m_mp3,
                     {OutputCodec::Mp3Lame,
                      128000,
@@ -176,11 +182,16 @@ private Q_SLOTS:
         m_long = path("long-tone.wav");
         writeSine(m_long, OutputCodec::Wav, PcmFormat::cdAudio(), 180.0);
         // 48 kHz: resampled on the way to the disc.
-        SineSource c(PcmFormat{48000, 2}, 2.0, 550.0);
+        SineSource c(PcmFormat{48000, 2}, 4.2, 550.0);
         writeSource(c, m_wma,
                     {OutputCodec::Wma,
                      128000,
                      {{"title", "Gämma"}, {"artist", "Guest"}, {"album", "Tests"}}});
+        m_short = path("d.wav");
+        SineSource d(PcmFormat::cdAudio(), 1.5, 330.0);
+        writeSource(
+            d, m_short,
+            {OutputCodec::Wav, 0, {{"title", "Delta"}, {"artist", "Band"}, {"album", "Tests"}}});
     }
 
     void init() {
@@ -188,9 +199,12 @@ private Q_SLOTS:
         qputenv("MELVANE_IMAGE_DIR", m_images->path().toLocal8Bit());
     }
 
+    // The tracks run on as they decode, without a gap: the disc holds the files' sound back to
+    // back (the WMA resampled from 48 kHz), then silence to the end of the last sector; a track
+    // begins on the sector holding its first sample, and the one under 4 seconds is padded to 4.
     void roundTrip() {
         const auto burner = imageBurner();
-        for (const QString& file : {m_wav, m_mp3, m_wma})
+        for (const QString& file : {m_wav, m_mp3, m_wma, m_short})
             burner->AddTrack(file);
         const Outcome outcome = burn(*burner);
         QCOMPARE(outcome.status, qint32(AudioBurner::BurnSucceeded));
@@ -201,42 +215,162 @@ private Q_SLOTS:
         const cdio::Drive drive = cdio::DriveTable({cue}, false).drives().value(0);
         cdio::Disc disc(drive);
         const cdio::Toc toc = disc.toc();
-        QCOMPARE(toc.tracks.size(), 3);
-        QCOMPARE(toc.audioTrackCount(), 3);
+        QCOMPARE(toc.audioTrackCount(), 4);
 
-        // What each track must hold: the WAV as it is, then silence to the sector's end; the
-        // compressed files as the core decodes them, fitted to the sectors they were given.
-        QList<std::vector<qint16>> expected;
-        SineSource a(PcmFormat::cdAudio(), 3.01, 440.0);
-        std::vector<qint16> wav = readAll(a).samples;
-        wav.resize(size_t(cdSectorsFor(132741) * kCdFramesPerSector * 2), 0);
-        expected << wav;
-        for (const QString& file : {m_mp3, m_wma}) {
-            auto decoded = std::make_unique<FileSource>(file, PcmFormat::cdAudio());
-            const qint64 sectors = cdSectorsFor(decoded->expectedFrames());
-            SectorFitSource fitted(std::move(decoded), sectors);
-            expected << readAll(fitted).samples;
+        std::vector<qint16> expected;
+        QList<qint32> starts;
+        for (const QString& file : {m_wav, m_mp3, m_wma, m_short}) {
+            starts << qint32(expected.size() / 2 / kFramesPerSector);
+            FileSource decoded(file, PcmFormat::cdAudio());
+            const std::vector<qint16> samples = readAll(decoded).samples;
+            expected.insert(expected.end(), samples.begin(), samples.end());
         }
-        qint32 start = toc.tracks[0].start;
-        for (int n = 1; n <= 3; ++n) {
-            const qint32 sectors = qint32(expected[n - 1].size() / (2 * kCdFramesPerSector));
-            QCOMPARE(toc.tracks[n - 1].start, start);
-            QCOMPARE(toc.tracks[n - 1].sectors, sectors);
-            start += sectors;
-            const auto reader = cdio::DiscReader::track(drive, n);
-            QVERIFY2(readAll(*reader).samples == expected[n - 1], qPrintable(QString::number(n)));
-        }
-        QCOMPARE(toc.leadout, start);
+        expected.resize(expected.size() + size_t(2 * (4 * 44100 - 66150))); // the short one
+        expected.resize(
+            size_t(((qint64(expected.size() / 2) + kFramesPerSector - 1) / kFramesPerSector) *
+                   kFramesPerSector * 2));
+        QList<qint32> burnt;
+        for (const cdio::TocTrack& t : toc.tracks)
+            burnt << t.start;
+        QCOMPARE(burnt, starts);
+        QCOMPARE(qint64(toc.leadout), qint64(expected.size() / 2 / kFramesPerSector));
+        const auto reader = cdio::DiscReader::sectors(drive, 0, toc.leadout, {});
+        QVERIFY(readAll(*reader).samples == expected);
 
         const cdtext_t* text = cdio_get_cdtext(disc.handle());
         QVERIFY(text);
         QCOMPARE(latin1Text(text, CDTEXT_FIELD_TITLE, 0), QStringLiteral("Tests"));
         QCOMPARE(latin1Text(text, CDTEXT_FIELD_PERFORMER, 0), QString());
-        const QStringList titles{"Alpha", "Beta", "Gämma"}, performers{"Band", "Band", "Guest"};
-        for (track_t t = 1; t <= 3; ++t) {
+        const QStringList titles{"Alpha", "Beta", "Gämma", "Delta"},
+            performers{"Band", "Band", "Guest", "Band"};
+        for (track_t t = 1; t <= 4; ++t) {
             QCOMPARE(latin1Text(text, CDTEXT_FIELD_TITLE, t), titles[t - 1]);
             QCOMPARE(latin1Text(text, CDTEXT_FIELD_PERFORMER, t), performers[t - 1]);
         }
+    }
+
+    // A track's length is what its decoder delivers at 44.1 kHz stereo: an MP3's encoder delay
+    // and padding (its LAME header states them) left out, other rates, depths and channel
+    // counts converted. Only raw PCM at 44.1 kHz is exact from the header alone; measure()
+    // decodes the rest. A 10 s MP3 is 441,000 samples, 750 sectors, not one more.
+    void lengthsAreWhatTheDecoderDelivers_data() {
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<bool>("exactFromHeader");
+        QTest::addColumn<qint64>("frames"); // -1: whatever the decoder delivers
+        QTest::newRow("10 s MP3") << "ten.mp3" << false << qint64(441000);
+        QTest::newRow("15 s WMA") << "fifteen.wma" << false << qint64(-1);
+        QTest::newRow("WAV, 44.1 kHz") << "a.wav" << true << qint64(220941);
+        QTest::newRow("WAV, 48 kHz 24-bit mono") << "mono24.wav" << false << qint64(-1);
+    }
+    void lengthsAreWhatTheDecoderDelivers() {
+        QFETCH(QString, file);
+        QFETCH(bool, exactFromHeader);
+        QFETCH(qint64, frames);
+        if (!QFileInfo::exists(path("ten.mp3"))) {
+            SineSource ten(PcmFormat::cdAudio(), 10.0, 500.0);
+            writeSource(ten, path("ten.mp3"), {OutputCodec::Mp3Lame, 128000, {}});
+            SineSource fifteen(PcmFormat::cdAudio(), 15.0, 500.0);
+            writeSource(fifteen, path("fifteen.wma"), {OutputCodec::Wma, 128000, {}});
+            // 1.5 s of a 24-bit mono ramp at 48 kHz, written by hand.
+            QByteArray data;
+            for (int i = 0; i < 72000; ++i)
+                data.append(char(0)).append(char(i & 0xff)).append(char((i >> 8) & 0x3f));
+            const auto le = [](quint32 value, int bytes) {
+                QByteArray b;
+                for (int i = 0; i < bytes; ++i)
+                    b.append(char((value >> (8 * i)) & 0xff));
+                return b;
+            };
+            const QByteArray wav = "RIFF" + le(quint32(36 + data.size()), 4) + "WAVEfmt " +
+                                   le(16, 4) + le(1, 2) + le(1, 2) + le(48000, 4) + le(144000, 4) +
+                                   le(3, 2) + le(24, 2) + "data" + le(quint32(data.size()), 4) +
+                                   data;
+            writeBytes(path("mono24.wav"), wav);
+        }
+        const QString chosen = file == "a.wav" ? m_wav : path(file);
+        FileSource decoded(chosen, PcmFormat::cdAudio());
+        const qint64 delivered = qint64(readAll(decoded).samples.size() / 2);
+        if (frames >= 0)
+            QCOMPARE(delivered, frames);
+        MediaTrackOpener opener;
+        const TrackInfo info = opener.probe(chosen);
+        QCOMPARE(info.exact, exactFromHeader);
+        if (exactFromHeader)
+            QCOMPARE(info.frames, delivered);
+        std::atomic<bool> stop{false};
+        QCOMPARE(opener.measure(chosen, stop), delivered);
+
+        const auto burner = imageBurner();
+        burner->AddTrack(chosen);
+        QCOMPARE(burn(*burner).status, qint32(AudioBurner::BurnSucceeded));
+        const QString cue = m_images->filePath(burner->imageRecorder().lastImage() + ".cue");
+        const cdio::Toc toc = cdio::Disc(cdio::DriveTable({cue}, false).drives().value(0)).toc();
+        QCOMPARE(qint64(toc.leadout),
+                 (std::max<qint64>(delivered, 4 * 44100) + kFramesPerSector - 1) /
+                     kFramesPerSector);
+    }
+
+    // Verify after burning reads the image back and compares every sector: identical when it
+    // is what was written; one sector changed before the read-back is found, in its track and
+    // at its place, and fails the burn. The log beside the image tells it all, with each
+    // track's CRC-32 of what was written.
+    void verifyAfterBurning_data() {
+        QTest::addColumn<bool>("corrupt");
+        QTest::newRow("good burn") << false;
+        QTest::newRow("a sector changed") << true;
+    }
+    void verifyAfterBurning() {
+        QFETCH(bool, corrupt);
+        const auto burner = imageBurner();
+        burner->setVerifyAfterBurning(true);
+        burner->AddTrack(m_wav);
+        burner->AddTrack(m_mp3);
+        // m_wav ends in sector 375, where track 2 begins; 80 sectors on is 0:01.05.
+        burner->imageRecorder().setImageWritten([&](const QString& cue) {
+            QFile bin(cue.chopped(4) + ".bin");
+            if (corrupt && bin.open(QIODevice::ReadWrite) && bin.seek(455 * 2352))
+                bin.write(QByteArray(2352, '\x55'));
+        });
+        QStringList notices;
+        connect(burner.get(), &AudioBurner::Notice, burner.get(),
+                [&](const QString& text, bool) { notices << text; });
+        const Outcome outcome = burn(*burner);
+        QCOMPARE(outcome.status,
+                 qint32(corrupt ? AudioBurner::BurnFailed : AudioBurner::BurnSucceeded));
+        const QString second = corrupt ? "Track 2: differs at 0:01.05" : "Track 2: identical";
+        QVERIFY2(notices.contains("Track 1: identical") && notices.contains(second),
+                 qPrintable(notices.join('\n')));
+        QCOMPARE(outcome.failures.size(), corrupt ? 1 : 0);
+        if (corrupt)
+            QVERIFY2(outcome.failures[0].contains(second), qPrintable(outcome.failures[0]));
+
+        const QString base = m_images->filePath(burner->imageRecorder().lastImage());
+        QCOMPARE(burner->lastLog(), base + ".log");
+        QFile log(base + ".log");
+        QVERIFY(log.open(QIODevice::ReadOnly));
+        const QString text = QString::fromUtf8(log.readAll());
+        QFile bin(base + ".bin");
+        QVERIFY(bin.open(QIODevice::ReadOnly));
+        const QByteArray written = corrupt ? QByteArray() : bin.readAll();
+        for (const auto& [track, first, sectors] :
+             {std::tuple{1, 0, 375}, std::tuple{2, 375, qint32(bin.size() / 2352) - 375}}) {
+            QString line = QStringLiteral("    %1  ").arg(track);
+            if (!corrupt) {
+                cdio::TrackChecksums sums(sectors * 588, false, false);
+                sums.write(reinterpret_cast<const qint16*>(written.constData() + first * 2352),
+                           sectors * 588);
+                line += QStringLiteral(".* %1  %2  identical")
+                            .arg(sectors)
+                            .arg(sums.crc32(), 8, 16, QLatin1Char('0'))
+                            .toUpper();
+            } else {
+                line += track == 1 ? ".*identical" : ".*differs at 0:01.05 \\(1 sectors differ\\)";
+            }
+            QVERIFY2(
+                text.contains(QRegularExpression(line, QRegularExpression::CaseInsensitiveOption)),
+                qPrintable(line + "\n" + text));
+        }
+        QVERIFY(text.contains("Offset:     0 samples"));
     }
 
     // Burning and ripping meet: each completed burn puts its image in the image recorder's
@@ -332,7 +466,7 @@ private Q_SLOTS:
         QCOMPARE(cdio::Disc(drive).toc().audioTrackCount(), 1);
         for (const QString& name : planted)
             QVERIFY(QFileInfo(m_images->filePath(name)).isSymLink());
-        QCOMPARE(folderEntries(m_images->path()).size(), planted.size() + 2);
+        QCOMPARE(folderEntries(m_images->path()).size(), planted.size() + 3);
     }
 
     // A name taken while the burn ran is passed over as well, and the sheet names the .bin the
@@ -373,6 +507,43 @@ private Q_SLOTS:
                  QStringList{"Reading " + m_mp3 + " stopped: nothing came from it for 2 seconds"});
         QVERIFY(folderEntries(m_images->path()).isEmpty());
         QVERIFY(MediaJob::waitForAll(5000));
+    }
+
+    // A CUE sheet is a whole disc: its gap, flags, ISRC, catalogue number and CD-Text are read
+    // as libcdio reads them, and it is burnt on its own, never beside other entries.
+    void aDiscImageEntry() {
+        QByteArray bin(900 * 2352, '\x21');
+        writeBytes(path("disc.bin"), bin);
+        writeBytes(path("disc.cue"), "CATALOG 4006381234567\nTITLE \"Album\"\n"
+                                     "FILE \"disc.bin\" BINARY\n"
+                                     "  TRACK 01 AUDIO\n    ISRC DEXYZ2400011\n"
+                                     "    INDEX 01 00:00:00\n"
+                                     "  TRACK 02 AUDIO\n    TITLE \"Two\"\n    FLAGS DCP PRE\n"
+                                     "    INDEX 00 00:06:00\n    INDEX 01 00:07:38\n");
+        const DiscImageSource image(path("disc.cue"));
+        const cdio::DiscDescription& d = image.description();
+        QCOMPARE(d.catalog, QStringLiteral("4006381234567"));
+        QCOMPARE(d.tracks.size(), 2);
+        QCOMPARE(d.tracks[0].isrc, QStringLiteral("DEXYZ2400011"));
+        QCOMPARE(d.tracks[0].end, 450);
+        QCOMPARE(d.tracks[1].pregapStart, 450);
+        QCOMPARE(d.tracks[1].start, 563);
+        QVERIFY(d.tracks[1].preEmphasis && d.tracks[1].copyPermitted);
+        QCOMPARE(d.tracks[1].title, QStringLiteral("Two"));
+        QCOMPARE(image.sectors(), 900);
+
+        const auto burner = imageBurner();
+        burner->AddTrack(path("disc.cue"));
+        QCOMPARE(burner->CompilationSize(), 900 * 2352);
+        burner->AddTrack(m_wav);
+        QVERIFY(
+            errorOf([&] { burner->StartBurn(); }).contains("is burnt as a whole disc, on its own"));
+        burner->ClearTracks();
+        QFile::resize(path("disc.bin"), 500 * 2352);
+        burner->AddTrack(path("disc.cue"));
+        QVERIFY(errorOf([&] {
+                    burner->StartBurn();
+                }).contains("disc.bin ends before track 2 of its cue sheet."));
     }
 
     void refusedAtOnce_data() {

@@ -44,10 +44,10 @@ private Q_SLOTS:
         QCOMPARE(f.engine.currentRecorder, qint16(2));
         QCOMPARE(f.state.currentDrive, qint16(2));
         QCOMPARE(f.text("driveTypeLbl"), QStringLiteral("CD-R"));
-        // Only the panel's rows go; the engine keeps its compilation.
+        // The rows and the engine's compilation go together.
         QCOMPARE(f.list()->Count(), 0);
         QCOMPARE(f.state.trackCount, qint16(0));
-        QCOMPARE(f.engine.tracks.size(), 1);
+        QCOMPARE(f.engine.tracks.size(), 0);
 
         // No recorder: an empty list, and the boxes keep what they showed.
         f.engine.recorders.clear();
@@ -197,6 +197,41 @@ private Q_SLOTS:
         QCOMPARE(f.rows(), QStringList({"1 /m/b.mp3"}));
         QCOMPARE(f.list()->font().family(), QStringLiteral("Arial"));
         QCOMPARE(f.list()->headerItem()->text(1), QStringLiteral("File Path"));
+    }
+
+    // Burn Mode Options: verifying is the engine's option, switched by the checkable entry; a
+    // disc image joins the list as a row of its own; the engine's status lines show under the
+    // progress bars, the last four, until the next burn starts.
+    void optionsMenuAndStatusLines() {
+        BurnFixture f;
+        f.enter();
+        const QList<QAction*> options = f.panel.optionsActions();
+        QCOMPARE(options.size(), 2);
+        QCOMPARE(options[0]->text(), QStringLiteral("Verify After Burning"));
+        QVERIFY(options[0]->isCheckable() && !options[0]->isChecked());
+        options[0]->trigger();
+        QVERIFY(f.engine.verifyAfterBurning);
+        options[0]->trigger();
+        QVERIFY(!f.engine.verifyAfterBurning);
+
+        f.add({"/m/a.wav"});
+        f.dialog.answers << "/m/copy.cue";
+        f.dialog.calls.clear();
+        options[1]->trigger();
+        QCOMPARE(f.dialog.calls.mid(1, 2),
+                 QStringList({"CommonDialog.setDialogTitle(Add Disc Image)",
+                              "CommonDialog.setFilter(CD Images (*.cue)|*.cue)"}));
+        QCOMPARE(f.rows(), QStringList({"1 /m/a.wav", "2 /m/copy.cue"}));
+        QCOMPARE(f.engine.tracks, QStringList({"/m/a.wav", "/m/copy.cue"}));
+
+        for (int i = 1; i <= 5; ++i)
+            f.engine.raiseNotice(QStringLiteral("Track %1: identical").arg(i), i == 5);
+        QCOMPARE(f.text("burnNoticeLbl"),
+                 QStringLiteral("Track 2: identical\nTrack 3: identical\nTrack 4: identical\n"
+                                "Warning: Track 5: identical"));
+        f.engine.burnEvents = {FakeAudioBurner::burnFinished()};
+        f.button("BurnNowBtn")->click();
+        QCOMPARE(f.text("burnNoticeLbl"), QString());
     }
 
     void progressMapping_data() {

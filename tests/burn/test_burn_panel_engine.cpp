@@ -2,8 +2,11 @@
 // burn, test burn or not, and what is left in the image folder.
 #include "backends/burn/Burner.h"
 #include "backends/burn/ImageFiles.h"
+#include "backends/burn/ImageRecorder.h"
 #include "backends/burn/MediaTracks.h"
+#include "backends/cdio/Disc.h"
 #include "burn/FrameBurn.h"
+#include "controls/ReportList.h"
 #include "controls/SkinCheckBox.h"
 #include "panelkit/ErrorBoundary.h"
 #include "panelkit/SharedState.h"
@@ -19,18 +22,114 @@
 
 using namespace burning;
 
+namespace {
+
+// The panel on the real engine, with the image recorder chosen as the user chooses it.
+struct PanelOnEngine {
+    Burner engine{std::make_unique<MediaTrackOpener>(), std::make_unique<ImageFiles>()};
+    CallLog log;
+    FakeCommonDialog dialog{&log};
+    FakeMessageBox messageBox{&log};
+    FakeHarnTools tools{&log};
+    FakeSkin skin{&log};
+    FakeMainWindow main{&log};
+    SharedState state;
+    FrameBurn panel{{engine, dialog, messageBox, tools, skin, main, state}};
+
+    PanelOnEngine() {
+        ErrorBoundary::setMessageBox(&messageBox);
+        panel.show();
+    }
+    ~PanelOnEngine() { ErrorBoundary::setMessageBox(nullptr); }
+
+    // Entering burn mode selects the first recorder; the image recorder is listed last.
+    void enterBurnModeOnImageRecorder() {
+        panel.enterBurnMode();
+        auto* drives = panel.findChild<QComboBox*>("driveCombo");
+        drives->setCurrentIndex(drives->count() - 1);
+        Q_EMIT drives->activated(drives->currentIndex());
+    }
+    void add(const QString& file) {
+        dialog.answers << file;
+        panel.AddBtn_Click();
+    }
+    ReportList& rows() { return *panel.findChild<ReportList*>("ListView2"); }
+    QString estimate() { return panel.findChild<QLabel*>("cdEstUsedSpaceLbl")->text(); }
+    bool burn() {
+        QSignalSpy finished(&engine, &AudioBurner::BurnFinished);
+        panel.findChild<QPushButton*>("BurnNowBtn")->click();
+        return finished.wait(30000) &&
+               finished.at(0).at(0).toInt() == int(AudioBurner::BurnSucceeded);
+    }
+    // The sectors of each track of the image just burnt.
+    QList<qint32> burntTracks(const QString& folder) {
+        const QString cue =
+            QDir(folder).filePath(engine.imageRecorder().lastImage() + QStringLiteral(".cue"));
+        QList<qint32> sectors;
+        for (const cdio::TocTrack& t :
+             cdio::Disc(cdio::DriveTable({cue}, false).drives().value(0)).toc().tracks)
+            sectors << t.sectors;
+        return sectors;
+    }
+};
+
+} // namespace
+
 class TestBurnPanelEngine : public QObject {
     Q_OBJECT
 
 private:
     QTemporaryDir m_dir;
     QString m_wav;
+    QMap<QString, qint32> m_sectors; // WAV files of whole sectors, each of its own length
 
 private Q_SLOTS:
     void initTestCase() {
         QVERIFY(m_dir.isValid());
         m_wav = m_dir.filePath("a.wav");
         writeSine(m_wav, OutputCodec::Wav, PcmFormat::cdAudio(), 2.0);
+        for (int seconds = 5; seconds <= 8; ++seconds) {
+            const QString file = m_dir.filePath(QStringLiteral("%1s.wav").arg(seconds));
+            writeSine(file, OutputCodec::Wav, PcmFormat::cdAudio(), seconds);
+            m_sectors[file] = seconds * 75;
+        }
+    }
+
+    // What the list shows is what is burnt: a change of mode and back empties the list and the
+    // compilation together, so a file added then is the disc's only track, and deleting the
+    // only row leaves nothing of the earlier files behind either.
+    void theListIsTheCompilation() {
+        QTemporaryDir images;
+        qputenv("MELVANE_IMAGE_DIR", images.path().toLocal8Bit());
+        PanelOnEngine f;
+        const QStringList files = m_sectors.keys();
+        f.enterBurnModeOnImageRecorder();
+        for (const QString& file : files.mid(0, 3))
+            f.add(file);
+        QVERIFY(f.engine.CompilationSize() > 0);
+
+        f.enterBurnModeOnImageRecorder(); // to Rip Mode and back
+        QCOMPARE(f.rows().Count(), 0);
+        QCOMPARE(f.estimate(), QStringLiteral("0.000 MB"));
+        f.add(files[3]);
+        QVERIFY(f.burn());
+        QCOMPARE(f.burntTracks(images.path()), QList<qint32>{m_sectors[files[3]]});
+
+        f.engine.Eject();
+        f.rows().setSelected(1, true);
+        f.panel.DeleteBtn_Click();
+        QCOMPARE(f.engine.CompilationSize(), 0);
+        f.add(files[0]);
+        f.add(files[1]);
+        f.add(files[2]);
+        f.rows().setSelected(1, true);
+        f.panel.DeleteBtn_Click();
+        QVERIFY(f.burn());
+        QList<qint32> shown;
+        for (qint32 row = 1; row <= f.rows().Count(); ++row)
+            shown << m_sectors[f.rows().SubItem(row, 1)];
+        QCOMPARE(shown, (QList<qint32>{m_sectors[files[1]], m_sectors[files[2]]}));
+        QCOMPARE(f.burntTracks(images.path()), shown);
     }
 
     // "Burn Complete!" comes only for a burn that closes the disc; a test burn writes nothing
@@ -39,11 +138,11 @@ private Q_SLOTS:
         QTest::addColumn<bool>("testBurn");
         QTest::addColumn<bool>("finalise");
         QTest::addColumn<bool>("complete"); // "Burn Complete!" shown
-        QTest::addColumn<int>("files");     // in the image folder afterwards
+        QTest::addColumn<int>("files");     // in the image folder afterwards: image and log
         QTest::newRow("test burn, finalise checked") << true << true << false << 0;
         QTest::newRow("test burn, disc kept open") << true << false << false << 0;
-        QTest::newRow("real burn, finalised") << false << true << true << 2;
-        QTest::newRow("real burn, disc kept open") << false << false << false << 2;
+        QTest::newRow("real burn, finalised") << false << true << true << 3;
+        QTest::newRow("real burn, disc kept open") << false << false << false << 3;
     }
     void theEndOfABurn() {
         QFETCH(bool, testBurn);
@@ -52,41 +151,22 @@ private Q_SLOTS:
         QFETCH(int, files);
         QTemporaryDir images;
         qputenv("MELVANE_IMAGE_DIR", images.path().toLocal8Bit());
-        Burner engine(std::make_unique<MediaTrackOpener>(), std::make_unique<ImageFiles>());
-        CallLog log;
-        FakeCommonDialog dialog{&log};
-        FakeMessageBox messageBox{&log};
-        FakeHarnTools tools{&log};
-        FakeSkin skin{&log};
-        FakeMainWindow main{&log};
-        SharedState state;
-        FrameBurn panel({engine, dialog, messageBox, tools, skin, main, state});
-        ErrorBoundary::setMessageBox(&messageBox);
-        panel.show();
-        panel.enterBurnMode();
-        // The image recorder is listed last, after any real writer of the machine.
-        auto* drives = panel.findChild<QComboBox*>("driveCombo");
-        drives->setCurrentIndex(drives->count() - 1);
-        Q_EMIT drives->activated(drives->currentIndex());
-        QCOMPARE(engine.RecorderProduct(), QStringLiteral("Image Recorder"));
-        dialog.answers << m_wav;
-        panel.AddBtn_Click();
-        panel.findChild<SkinCheckBox*>("TestBurnChk")->setValue(testBurn ? 1 : 0);
-        panel.findChild<SkinCheckBox*>("FinilizeCDChk")->setValue(finalise ? 1 : 0);
+        PanelOnEngine f;
+        f.enterBurnModeOnImageRecorder();
+        QCOMPARE(f.engine.RecorderProduct(), QStringLiteral("Image Recorder"));
+        f.add(m_wav);
+        f.panel.findChild<SkinCheckBox*>("TestBurnChk")->setValue(testBurn ? 1 : 0);
+        f.panel.findChild<SkinCheckBox*>("FinilizeCDChk")->setValue(finalise ? 1 : 0);
 
-        QSignalSpy finished(&engine, &AudioBurner::BurnFinished);
-        panel.findChild<QPushButton*>("BurnNowBtn")->click();
-        QVERIFY(finished.wait(30000));
-        QCOMPARE(finished.at(0).at(0).toInt(), int(AudioBurner::BurnSucceeded));
-        QCOMPARE(state.burnRunning, False16);
-        QCOMPARE(panel.findChild<QPushButton*>("BurnNowBtn")->text(), QStringLiteral("BurnNow!"));
-        QCOMPARE(panel.findChild<QLabel*>("driveStatusLbl")->text(), QStringLiteral("Idle"));
+        QVERIFY(f.burn());
+        QCOMPARE(f.state.burnRunning, False16);
+        QCOMPARE(f.panel.findChild<QPushButton*>("BurnNowBtn")->text(), QStringLiteral("BurnNow!"));
+        QCOMPARE(f.panel.findChild<QLabel*>("driveStatusLbl")->text(), QStringLiteral("Idle"));
         QStringList prompts;
-        for (const FakeMessageBox::Shown& box : messageBox.shown)
+        for (const FakeMessageBox::Shown& box : f.messageBox.shown)
             prompts << box.prompt;
         QCOMPARE(prompts, complete ? QStringList{"Burn Complete!"} : QStringList{});
         QCOMPARE(folderEntries(images.path()).size(), files);
-        ErrorBoundary::setMessageBox(nullptr);
     }
 };
 

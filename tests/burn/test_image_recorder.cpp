@@ -61,21 +61,28 @@ void follow(Burner& burner, BurnerEvents& e) {
 
 } // namespace
 
+// The tracks run on without a gap, each exactly as long as its feed: a track begins on the
+// sector holding its first frame, and only the end of the last one is padded. A track under 4
+// seconds is padded to 4 seconds, and a notice says so.
 void TestBurn::imageBurn() {
+    const qint64 a = 600 * 588 + 100, b = 400 * 588 + 300, c = 100 * 588;
     m_opener.files = {
-        {"a.wav", {info(600, QStringLiteral("Alpha"), QStringLiteral("Band"), "LP"), -1, 100ms}},
-        {"b.mp3",
-         {info(76, QStringLiteral("Beta \"B\""), QStringLiteral("Band"), "LP"), -1, 100ms}},
-        {"c.wma", {info(301, QStringLiteral("Gämma"), QStringLiteral("Guest"), "LP"), -1, 100ms}}};
+        {"a.wav", {info(a, QStringLiteral("Alpha"), QStringLiteral("Band"), "LP"), -1, 100ms}},
+        {"b.mp3", {info(b, QStringLiteral("Beta \"B\""), QStringLiteral("Band"), "LP"), -1, 100ms}},
+        {"c.wma", {info(c, QStringLiteral("Gämma"), QStringLiteral("Guest"), "LP"), -1, 100ms}}};
     Burner burner(m_opener, m_output);
     useImageRecorder(burner);
     for (const char* f : {"a.wav", "b.mp3", "c.wma"})
         burner.AddTrack(f);
-    QCOMPARE(burner.CompilationSize(), 977 * kAudioSectorBytes);
+    // c is padded to 300 sectors; the program ends in the sector after 1300.
+    QCOMPARE(burner.CompilationSize(), 1301 * kAudioSectorBytes);
     burner.setWriteSpeed(50);
     QCOMPARE(burner.WriteSpeed(), qint16(48));
     BurnerEvents events;
     follow(burner, events);
+    QStringList notices;
+    connect(&burner, &AudioBurner::Notice, &burner,
+            [&](const QString& text, bool) { notices << text; });
     burner.StartBurn();
     QVERIFY(events.percents.isEmpty()); // nothing is raised inside StartBurn
     QTRY_COMPARE_WITH_TIMEOUT(events.finished.size(), 1, 10000);
@@ -86,25 +93,30 @@ void TestBurn::imageBurn() {
     QCOMPARE(events.percents.last(), qint16(100));
     for (qsizetype i = 1; i < events.percents.size(); ++i)
         QVERIFY(events.phases[i].first == 3 || events.percents[i] >= events.percents[i - 1]);
-    QCOMPARE(burner.WrittenBlocks(), 977);
-    QCOMPARE(burner.TotalBlocks(), 977);
+    QCOMPARE(burner.WrittenBlocks(), 1301);
+    QCOMPARE(burner.TotalBlocks(), 1301);
+    QVERIFY2(notices.contains("Track 3 (c.wma) is 1.33 s long: it is padded with silence to 4 s, "
+                              "the shortest track an audio CD allows."),
+             qPrintable(notices.join('\n')));
+    QVERIFY(m_opener.measured.isEmpty()); // the image recorder learns the lengths as it writes
 
     const QString base = m_dir->filePath(burner.imageRecorder().lastImage());
-    QCOMPARE(QDir(m_dir->path()).entryList(QDir::Files).size(), 2);
+    QCOMPARE(burner.lastLog(), base + ".log");
+    QCOMPARE(QDir(m_dir->path()).entryList(QDir::Files).size(), 3);
     QFile bin(base + ".bin");
     QVERIFY(bin.open(QIODevice::ReadOnly));
-    QVERIFY(bin.readAll() == pattern(1, 600 * kAudioSectorBytes) +
-                                 pattern(2, 76 * kAudioSectorBytes) +
-                                 pattern(3, 301 * kAudioSectorBytes));
+    const QByteArray program = pattern(1, a * 4) + pattern(2, b * 4) + pattern(3, c * 4);
+    QVERIFY(bin.readAll() == program + QByteArray(1301 * kAudioSectorBytes - program.size(), 0));
     const Disc disc = readImage(base + ".cue");
-    QCOMPARE(disc.starts, (QList<lsn_t>{0, 600, 676, 977}));
+    QCOMPARE(disc.starts, (QList<lsn_t>{0, 600, 1000, 1301}));
     QCOMPARE(disc.titles, (QStringList{"LP", "Alpha", "Beta 'B'", "Gämma"}));
     QCOMPARE(disc.performers, (QStringList{"", "Band", "Band", "Guest"}));
-    QVERIFY(disc.firstSectorOfTrack2 == pattern(2, kAudioSectorBytes));
+    // Track 2 begins in the sector where a ends: a's last 100 frames, then b.
+    QVERIFY(disc.firstSectorOfTrack2 == pattern(1, a * 4).right(400) + pattern(2, 2352 - 400));
 
     burner.RefreshDisc();
     QCOMPARE(burner.MediaStatus(), 2);
-    QCOMPARE(burner.MediaUsedSize(), 977 * kAudioSectorBytes);
+    QCOMPARE(burner.MediaUsedSize(), 1301 * kAudioSectorBytes);
     burner.Eject();
     burner.RefreshDisc();
     QCOMPARE(burner.MediaType(), 1);
@@ -143,7 +155,8 @@ void TestBurn::imageBurnEndings() {
     QFETCH(qint32, status);
     QFETCH(qint32, mediaStatus);
     QFETCH(bool, finalised);
-    m_opener.files = {{"a.wav", {info(3000, "A", "B"), failAtSector, 0ms, cancel ? 1000 : -1}}};
+    m_opener.files = {
+        {"a.wav", {info(3000 * 588, "A", "B"), failAtSector, 0ms, cancel ? 1000 : -1}}};
     m_output.diskFullAfter = diskFullAfter;
     Burner burner(m_opener, m_output);
     useImageRecorder(burner);
@@ -164,7 +177,8 @@ void TestBurn::imageBurnEndings() {
     QCOMPARE(!events.phases.isEmpty() && events.phases.last().first == 3 &&
                  events.percents.last() == 100,
              finalised);
-    QCOMPARE(QDir(m_dir->path()).entryList(QDir::Files).size(), status == 0 && realBurn ? 2 : 0);
+    // The image, its cue sheet and its log; a test burn's log goes to the data folder.
+    QCOMPARE(QDir(m_dir->path()).entryList(QDir::Files).size(), status == 0 && realBurn ? 3 : 0);
     burner.RefreshDisc();
     QCOMPARE(burner.MediaStatus(), mediaStatus);
     if (mediaStatus != 0)
@@ -189,8 +203,9 @@ void TestBurn::startBurnRefuses() {
     QFETCH(QStringList, files);
     QFETCH(QString, imageDir);
     QFETCH(QString, message);
-    m_opener.files = {{"a.wav", {info(75, "A", "B")}},
-                      {"long.wav", {info(ImageRecorder::kCapacitySectors - 74, "L", "B")}}};
+    m_opener.files = {
+        {"a.wav", {info(300 * 588, "A", "B")}},
+        {"long.wav", {info((ImageRecorder::kCapacitySectors - 299) * 588, "L", "B")}}};
     if (!imageDir.isEmpty())
         qputenv("MELVANE_IMAGE_DIR", imageDir.toLocal8Bit());
     Burner burner(m_opener, m_output);

@@ -27,7 +27,8 @@ struct CdFixture {
     FakeSkin skin{&log};
     FakeMainWindow main{&log};
     SharedState state;
-    FrameCDMode panel{{tools, mci, drives, settings, messageBox, skin, main, state}};
+    FakeDiscLookup lookup{&log};
+    FrameCDMode panel{{tools, mci, drives, settings, messageBox, skin, main, state, lookup}};
 
     CdFixture() {
         ErrorBoundary::setMessageBox(&messageBox);

@@ -266,7 +266,8 @@ private Q_SLOTS:
         f.log.clear();
         f.child("cmdEject")->click();
         QCOMPARE(f.log.matching("HarnTools."),
-                 QStringList({"HarnTools.CancelRip()", "HarnTools.EjectDrive(65536)"}));
+                 QStringList({"HarnTools.CancelRip()", "HarnTools.EndRipJob()",
+                              "HarnTools.EjectDrive(65536)"}));
         QCoreApplication::processEvents();
         f.tools.raiseProgress(100);
         QVERIFY(!f.panel.Timer1->isActive());

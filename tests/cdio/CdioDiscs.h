@@ -19,6 +19,7 @@ public:
     void RipTrackToMp3(qint32, const QString&, qint32, qint32) override {}
     void RipTrackToWma(qint32, const QString&, qint32, qint32) override {}
     void CancelRip() override {}
+    void EndRipJob() override {}
 };
 
 // Everything the source gives, read in pieces of the given frames.

@@ -63,17 +63,25 @@ private Q_SLOTS:
         QVERIFY(r.out.endsWith("write speeds: 4x 8x 10x 16x 24x 32x 40x 48x\n"));
     }
 
+    // Two 2-second tracks, each padded to 4 seconds as the notices say, verified after the
+    // burn; the image, its cue sheet and the burn log are left in the folder.
     void burnsAnImage() {
         const QString out = freshFolder("images");
-        Run r =
-            run({"burn", "--recorder", "image", "--image-dir", out, "--speed", "20", m_wav, m_wav});
+        Run r = run({"burn", "--recorder", "image", "--image-dir", out, "--speed", "20", "--verify",
+                     m_wav, m_wav});
         QCOMPARE(r.exitCode, 0);
-        QVERIFY2(r.out.contains("Burning 2 track(s), 0.673 MB, on Melvane Image Recorder at 16x"),
+        QVERIFY2(r.out.contains("Burning 2 track(s), 1.346 MB, on Melvane Image Recorder at 16x"),
                  qPrintable(r.out));
+        QVERIFY(r.out.contains("Track 2 (" + m_wav +
+                               ") is 2.00 s long: it is padded with "
+                               "silence to 4 s, the shortest track an audio CD allows.\n"));
         QVERIFY(r.out.contains(QRegularExpression("Fill Buffer +track 1/2 +\\[\\.+\\]   0%")));
+        QVERIFY(r.out.contains("Track 1: identical\nTrack 2: identical\n"));
         QVERIFY(r.out.contains(QRegularExpression("Finalise Disc +track 2/2 +\\[#+\\] 100%")));
+        QVERIFY(r.out.contains("Burn complete; verified: every track is identical."));
         const QStringList files = folderEntries(out);
-        QCOMPARE(files.size(), 2);
+        QCOMPARE(files.size(), 3);
+        QVERIFY(r.out.contains("The burn log is " + out + u'/' + files[2] + ".\n"));
         QVERIFY(r.out.endsWith("Image: " + out + u'/' + files[1] + u'\n'));
 
         // A test burn goes through it all and writes nothing.

@@ -24,6 +24,13 @@ QStringList filesIn(const QString& folder) {
                                   QDir::Name);
 }
 
+// The name a rip gives its log and cue sheets: "Audio CD" and the disc's CDDB ID, the last
+// part of the AccurateRip disc ID it ends its output with.
+QString reportName(const QString& ripOutput) {
+    const QString id = ripOutput.section(QStringLiteral("AccurateRip disc ID "), -1).trimmed();
+    return QStringLiteral("Audio CD ") + id.section(u'-', 3);
+}
+
 } // namespace
 
 class TestCliCue : public QObject {
@@ -96,7 +103,10 @@ private Q_SLOTS:
         const QString out = freshFolder();
         const Run r = cli({"rip", "--to", "wav", "--offset", "-3000", "--out", out, image.cue});
         QVERIFY2(r.exitCode == 0, qPrintable(r.err));
-        QCOMPARE(filesIn(out), QStringList({"Track01.wav", "Track03.wav"}));
+        // Beside the tracks the rip's log and cue sheet, named after the disc's CDDB ID.
+        const QString report = reportName(r.out);
+        QCOMPARE(filesIn(out),
+                 QStringList({report + ".cue", report + ".log", "Track01.wav", "Track03.wav"}));
         std::vector<qint16> expected(3000 * 2, 0);
         const std::vector<qint16> track = image.track(3);
         expected.insert(expected.end(), track.begin(), track.end() - 3000 * 2);
@@ -136,8 +146,18 @@ private Q_SLOTS:
         QVERIFY2(rip.err.contains("track 3 failed: " + past), qPrintable(rip.err));
         QVERIFY2(rip.err.contains("track 2 failed: " + beyond), qPrintable(rip.err));
         QVERIFY2(rip.err.contains("2 of 3 track(s) failed: 2, 3"), qPrintable(rip.err));
-        QCOMPARE(filesIn(out), QStringList({"Track01.mp3", "Track01.wav"}));
+        const QString report = reportName(rip.out);
+        QCOMPARE(filesIn(out), QStringList({report + ".log", report + ".mp3.cue",
+                                            report + ".wav.cue", "Track01.mp3", "Track01.wav"}));
         QVERIFY(wavSamples(QDir(out).filePath("Track01.wav")) == image.samples(0, 300 * 588));
+        // The log's table of contents names the tracks that cannot be read, with no length.
+        QFile log(QDir(out).filePath(report + ".log"));
+        QVERIFY(log.open(QIODevice::ReadOnly));
+        const QString logText = QString::fromUtf8(log.readAll());
+        QVERIFY2(logText.contains("      3  00:20:00  cannot be read: " + past + '\n'),
+                 qPrintable(logText));
+        QVERIFY2(logText.contains("      2  00:04:00  cannot be read: " + beyond),
+                 qPrintable(logText));
     }
 
     // A named pipe as the sheet or as its CD-Text file is refused at once: nothing waits for

@@ -62,6 +62,11 @@ QStringList filesIn(const QString& folder) {
                                   QDir::Name);
 }
 
+// The files of the tracks, without the log and cue sheet beside them.
+QStringList trackFilesIn(const QString& folder) {
+    return filesIn(folder).filter(QRegularExpression(QStringLiteral("^Track")));
+}
+
 } // namespace
 
 class TestCliRip : public QObject {
@@ -101,7 +106,7 @@ private Q_SLOTS:
         const Run r = rip(
             {"--to", "wav,mp3,wav", "--bitrate", "192", "--tracks", "2", "--out", out, m_disc.cue});
         QVERIFY2(r.exitCode == 0, qPrintable(r.err));
-        QCOMPARE(filesIn(out), QStringList({"Track02.mp3", "Track02.wav"}));
+        QCOMPARE(trackFilesIn(out), QStringList({"Track02.mp3", "Track02.wav"}));
         QVERIFY(wavSamples(QDir(out).filePath("Track02.wav")) == m_disc.track(2));
         QFile mp3(QDir(out).filePath("Track02.mp3"));
         QVERIFY(mp3.open(QIODevice::ReadOnly));
@@ -169,7 +174,9 @@ private Q_SLOTS:
                      qPrintable(files.last()));
             lines << checksumLine(m_disc, n, 3);
         }
-        QCOMPARE(filesIn(out), files);
+        // Beside them the log and the cue sheet, named after the disc (it has no CD-Text).
+        const QString report = "Audio CD " + discId(m_disc).section(u'-', 3);
+        QCOMPARE(filesIn(out), (QStringList{report + ".cue", report + ".log"} + files));
         QCOMPARE(checksumLines(r.out), lines);
         if (tracks.isEmpty())
             QVERIFY2(r.out.endsWith(QStringLiteral("AccurateRip disc ID %1\n").arg(discId(m_disc))),
@@ -190,7 +197,8 @@ private Q_SLOTS:
         row("no --out", {"--to", "wav", "--out", "", disc}, 2, "missing --out");
         row("empty track", {"--to", "wav", "--tracks", "1,,2", disc}, 2, "'' should be a track");
         row("backwards range", {"--to", "wav", "--tracks", "3-1", disc}, 2, "'3-1' should be");
-        row("track 0", {"--to", "wav", "--tracks", "0", disc}, 2, "is not a list of tracks");
+        row("track 0", {"--to", "wav", "--tracks", "0", disc}, 2, "has no track 0");
+        row("track 100", {"--to", "wav", "--tracks", "100", disc}, 2, "is not a list of tracks");
         row("open range", {"--to", "wav", "--tracks", "2-", disc}, 2, "is not a list of tracks");
         row("not on the disc", {"--to", "wav", "--tracks", "2-4", disc}, 2, "has no track 4");
         row("data track", {"--to", "wav", "--tracks", "1", m_mixed.cue}, 2, "is a data track");
@@ -223,7 +231,7 @@ private Q_SLOTS:
         const QString out = freshFolder();
         const Run r = rip({"--to", "wav", "--out", out, m_mixed.cue});
         QVERIFY2(r.exitCode == 0, qPrintable(r.err));
-        QCOMPARE(filesIn(out), QStringList{"Track02.wav"});
+        QCOMPARE(trackFilesIn(out), QStringList{"Track02.wav"});
         QVERIFY(wavSamples(QDir(out).filePath("Track02.wav")) == m_mixed.track(2));
     }
 
@@ -234,7 +242,7 @@ private Q_SLOTS:
         const Run r =
             rip({"--to", "wma", "--bitrate", "22", "--tracks", "1", "--out", out, m_disc.cue});
         QVERIFY2(r.exitCode == 0, qPrintable(r.err));
-        QCOMPARE(filesIn(out), QStringList{"Track01.wma"});
+        QCOMPARE(trackFilesIn(out), QStringList{"Track01.wma"});
         const MediaFacts facts = probeMediaFile(QDir(out).filePath("Track01.wma"));
         QCOMPARE(facts.bitRate, qint64(24000));
         QCOMPARE(std::pair(facts.sampleRate, facts.channels), std::pair(44100, 2));
@@ -249,7 +257,7 @@ private Q_SLOTS:
         QVERIFY2(r.err.contains("track 2 failed: Cannot write " + out + "/Track02.wav"),
                  qPrintable(r.err));
         QVERIFY2(r.err.contains("1 of 3 track(s) failed: 2"), qPrintable(r.err));
-        QCOMPARE(filesIn(out), QStringList({"Track01.wav", "Track02.wav", "Track03.wav"}));
+        QCOMPARE(trackFilesIn(out), QStringList({"Track01.wav", "Track02.wav", "Track03.wav"}));
         QVERIFY(QFileInfo(QDir(out).filePath("Track02.wav")).isDir());
         QVERIFY(wavSamples(QDir(out).filePath("Track03.wav")) == m_disc.track(3));
         QCOMPARE(checksumLines(r.out),
@@ -273,6 +281,14 @@ private Q_SLOTS:
         QCOMPARE(QFileInfo(older).size(), 5);
         QVERIFY(wavSamples(QDir(out).filePath("Track03.wav")) == m_disc.track(3));
         r = rip({"--to", "wav", "--overwrite", "--tracks", "2", "--out", out, m_disc.cue});
+        QVERIFY2(r.exitCode == 0, qPrintable(r.err));
+        // Without --overwrite the log of the last rip is in the way too: nothing is ripped.
+        r = rip({"--to", "wav", "--tracks", "2", "--out", out, m_disc.cue});
+        QCOMPARE(r.exitCode, 1);
+        QVERIFY2(r.err.contains(".log exists already (--overwrite replaces it, --no-log"),
+                 qPrintable(r.err));
+        r = rip(
+            {"--to", "wav", "--no-log", "--overwrite", "--tracks", "2", "--out", out, m_disc.cue});
         QVERIFY2(r.exitCode == 0, qPrintable(r.err));
         QVERIFY(wavSamples(older) == m_disc.track(2));
     }

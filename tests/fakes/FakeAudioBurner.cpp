@@ -126,6 +126,8 @@ qint16 FakeAudioBurner::CurrentRecorder() const {
 void FakeAudioBurner::setCurrentRecorder(qint16 recorder) {
     record(QStringLiteral("setCurrentRecorder"), {QString::number(recorder)});
     currentRecorder = recorder;
+    // As the engine: a change of recorder empties the compilation.
+    tracks.clear();
 }
 
 qint32 FakeAudioBurner::RecorderType() const {
@@ -266,4 +268,15 @@ qint32 FakeAudioBurner::TrackPhase() const {
 qint16 FakeAudioBurner::CurrentTrack() const {
     record(QStringLiteral("CurrentTrack"));
     return status.track;
+}
+
+bool FakeAudioBurner::VerifyAfterBurning() const {
+    record(QStringLiteral("VerifyAfterBurning"));
+    return verifyAfterBurning;
+}
+
+void FakeAudioBurner::setVerifyAfterBurning(bool verify) {
+    record(QStringLiteral("setVerifyAfterBurning"),
+           {verify ? QStringLiteral("true") : QStringLiteral("false")});
+    verifyAfterBurning = verify;
 }

@@ -91,10 +91,13 @@ public:
     qint32 WrittenBlocks() const override;
     qint32 TrackPhase() const override;
     qint16 CurrentTrack() const override;
+    bool VerifyAfterBurning() const override;
+    void setVerifyAfterBurning(bool verify) override;
 
     // Raise one event now.
     void raise(const Event& event);
     void raiseFailed(const QString& message) { Q_EMIT Failed(message); }
+    void raiseNotice(const QString& text, bool warning = false) { Q_EMIT Notice(text, warning); }
 
     QList<Recorder> recorders;
     // The disc of every recorder.
@@ -117,6 +120,7 @@ public:
     qint32 burnMethod = 0;
     bool realBurn = true;
     bool keepDiscOpen = false;
+    bool verifyAfterBurning = false;
     Event status;
 
 private:

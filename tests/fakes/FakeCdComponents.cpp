@@ -165,6 +165,50 @@ qint32 FakeHarnTools::TotalSectors() const {
     return totalSectors;
 }
 
+void FakeHarnTools::setTrackTitle(const QString& title) {
+    record(QStringLiteral("setTrackTitle"), {title});
+}
+
+void FakeHarnTools::setRipLog(bool on) {
+    write("setRipLog", ripLog, on);
+}
+
+bool FakeHarnTools::RipLog() const {
+    return read("RipLog", ripLog);
+}
+
+void FakeHarnTools::EndRipJob() {
+    record(QStringLiteral("EndRipJob"));
+}
+
+void FakeDiscLookup::LookUpTrackNames(qint32 address) {
+    record(QStringLiteral("LookUpTrackNames"), {QString::number(address)});
+    if (!answer)
+        return;
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            if (!failure.isEmpty()) {
+                Q_EMIT LookUpFailed(failure);
+                return;
+            }
+            QStringList lines;
+            for (const Release& release : releases)
+                lines << release.description;
+            Q_EMIT LookUpDone(lines);
+        },
+        Qt::QueuedConnection);
+}
+
+QStringList FakeDiscLookup::ChooseRelease(qint32 index) {
+    record(QStringLiteral("ChooseRelease"), {QString::number(index)});
+    return releases.value(index).names;
+}
+
+void FakeDiscLookup::CancelLookUp() {
+    record(QStringLiteral("CancelLookUp"));
+}
+
 qint32 FakeMci::mciSendString(const QString& command, QString& reply) {
     record(QStringLiteral("mciSendString"), {command});
     const Answer answer = answers.value(command);

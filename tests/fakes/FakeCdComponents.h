@@ -1,5 +1,6 @@
 #pragma once
 
+#include "components/DiscLookup.h"
 #include "components/Drives.h"
 #include "components/HarnTools.h"
 #include "components/Mci.h"
@@ -52,8 +53,15 @@ public:
     OverwriteRule Overwrite() const override;
     qint32 CurrentSector() const override;
     qint32 TotalSectors() const override;
+    void setTrackTitle(const QString& title) override;
+    void setRipLog(bool on) override;
+    bool RipLog() const override;
+    void EndRipJob() override;
+    // Not recorded: a plain answer from hiddenSectors.
+    qint32 HiddenTrackSectors() const override { return hiddenSectors; }
 
     void raiseProgress(double percent) { Q_EMIT RipProgress(percent); }
+    void raiseNote(const QString& line) { Q_EMIT RipNote(line); }
     void raiseFailed(const QString& message) { Q_EMIT Failed(message); }
 
     QList<Drive> drives;
@@ -70,6 +78,8 @@ public:
     // Paths that exist: a rip to one raises OutputExistsError unless overwrite allows replacing.
     QStringList existing;
     OverwriteRule overwrite;
+    qint32 hiddenSectors = 0;
+    bool ripLog = true;
 
 private:
     const Drive& drive(qint32 address) const;
@@ -111,4 +121,27 @@ public:
     QStringList roots = {QStringLiteral("C:\\"), QStringLiteral("D:\\")};
     QMap<QString, qint32> types = {{QStringLiteral("C:\\"), Fixed},
                                    {QStringLiteral("D:\\"), CdRom}};
+};
+
+// Track-name lookups answered from a script: LookUpTrackNames records the drive and, when
+// answer is set, posts LookUpDone with the releases' descriptions (or LookUpFailed with
+// failure) to the event loop; ChooseRelease answers with that release's names.
+class FakeDiscLookup final : public DiscLookup, public CallRecorder {
+    Q_OBJECT
+public:
+    struct Release {
+        QString description;
+        QStringList names;
+    };
+
+    explicit FakeDiscLookup(CallLog* log = nullptr, QObject* parent = nullptr)
+        : DiscLookup(parent), CallRecorder(QStringLiteral("DiscLookup"), log) {}
+
+    void LookUpTrackNames(qint32 address) override;
+    QStringList ChooseRelease(qint32 index) override;
+    void CancelLookUp() override;
+
+    QList<Release> releases;
+    QString failure; // when not empty, the lookup fails with it
+    bool answer = true;
 };

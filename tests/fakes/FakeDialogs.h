@@ -106,8 +106,18 @@ public:
         return replaceAnswers.isEmpty() ? ReplaceAnswer{} : replaceAnswers.takeFirst();
     }
 
+    // The list is kept in choices; the answers come from chosen, then the first item.
+    qint32 ChooseItem(const QString& prompt, const QStringList& items,
+                      const QString& title = {}) override {
+        record(QStringLiteral("ChooseItem"), {prompt, items.join(u'|'), title});
+        choices.append(items);
+        return chosen.isEmpty() ? 0 : chosen.takeFirst();
+    }
+
     QList<Result> results;
     QList<Shown> shown;
     QList<ReplaceAnswer> replaceAnswers;
     QStringList asked;
+    QList<QStringList> choices;
+    QList<qint32> chosen;
 };

@@ -68,6 +68,7 @@ struct Form1Fixture : QObject {
         mci->answers["status cd1 length track 2"] = {0, "03:00:00"};
         c.mci = std::move(mci);
         c.drives = std::make_unique<FakeDrives>(&log);
+        c.lookup = std::make_unique<FakeDiscLookup>(&log);
         c.makeFolderBrowser = [this] {
             log.calls << QStringLiteral("new FolderBrowse");
             auto made = std::make_unique<FakeFolderBrowse>(&log);
@@ -190,17 +191,19 @@ private Q_SLOTS:
                               "Burn Mode Options"}));
         QCOMPARE(texts(f.child<QMenu>("mnuoptmode")->actions()),
                  QStringList({"Rip Mode", "Convert  Mode", "Burn Mode", "Record Mode"}));
-        // The convert panel's entries; options menus without entries yet are greyed.
+        // Each panel's entries in its options menu.
         QCOMPARE(f.child<QMenu>("mnuoptfilemode")->actions(),
                  f.form->fileModePanel()->optionsActions());
         QVERIFY(f.child<QMenu>("mnuoptfilemode")->menuAction()->isEnabled());
         QCOMPARE(f.child<QMenu>("mnuoptcdmode")->actions(),
                  f.form->cdModePanel()->optionsActions());
-        QCOMPARE(
-            texts(f.child<QMenu>("mnuoptcdmode")->actions()),
-            QStringList({"Rip To Wave", "Rip To MP3", "Rip To WMA", "Select All Tracks",
-                         "Unselect All Tracks", "Refresh CD", "Clear Status", "Track Names..."}));
-        QVERIFY(!f.child<QMenu>("mnuoptburnmode")->menuAction()->isEnabled());
+        QCOMPARE(texts(f.child<QMenu>("mnuoptcdmode")->actions()),
+                 QStringList({"Rip To Wave", "Rip To MP3", "Rip To WMA", "Select All Tracks",
+                              "Unselect All Tracks", "Refresh CD", "Clear Status", "Track Names...",
+                              "-", "Look Up Track Names", "Write Log And Cue Sheet"}));
+        QCOMPARE(texts(f.child<QMenu>("mnuoptburnmode")->actions()),
+                 QStringList({"Verify After Burning", "Add Disc Image..."}));
+        QVERIFY(f.child<QMenu>("mnuoptburnmode")->menuAction()->isEnabled());
         QCOMPARE(f.child<QMenu>("mnuCDPopUp")->title(), QStringLiteral("CDPopUp"));
 
         // A right-button release over the track list pops the rip panel's menu up.

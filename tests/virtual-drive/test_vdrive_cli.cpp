@@ -2,6 +2,8 @@
 // ripping with paranoia through a drive's cache, offset and faults, and burning WAV, MP3 and
 // WMA files with libburn and ripping the disc back.
 #include "VirtualDriveTests.h"
+#include "tests/cdio/MetadataDisc.h"
+#include "tests/lookup/TestWebServer.h"
 #include "tests/media/MediaTestSupport.h"
 
 #include <QRegularExpression>
@@ -95,6 +97,71 @@ private Q_SLOTS:
              {"    1   00:00:00  00:03:39      264", "    2   00:03:39  00:01:25      100",
               "    3   00:04:64  00:00:08        8"})
             QVERIFY2(toc.out.contains(row), qPrintable(toc.out));
+        // What the drive tells of the disc: catalogue number, CD-Text, ISRC, pre-emphasis.
+        for (const char* line :
+             {"Catalogue number (MCN) 0123456789012\n", "CD-Text: The Band - Pressed Album\n",
+              "    1   First ISRC USXYZ2400001\n", "    2   Second pre-emphasis\n"})
+            QVERIFY2(toc.out.contains(line), qPrintable(toc.out));
+    }
+
+    // A drive whose offset is not given: the offset that makes the first track match the
+    // AccurateRip database is found, said, and corrected while ripping.
+    void findsTheReadOffsetWithAccurateRip() {
+        TestImage image;
+        image.starts = {0, 264, 364};
+        image.sectors = {264, 100, 8};
+        image.audioEnd = 372;
+        image.disc.resize(size_t(m_disc.bin.size() / 2));
+        std::memcpy(image.disc.data(), m_disc.bin.constData(), size_t(m_disc.bin.size()));
+        TestWebServer server;
+        server.serve("/ar/" + referenceAccurateRipDisc(image).path(),
+                     {200, referenceAccurateRipEntry(image), 0});
+        const QString out = fresh("offset");
+        const Ran rip = runWithDrive(kCli, {"rip", "--to", "wav", "--out", out, "1"},
+                                     pressed("timescale=0,offset=-30"),
+                                     {"MELVANE_ACCURATERIP_URL=" + server.url("/ar/")});
+        QVERIFY2(rip.exitCode == 0, qPrintable(rip.out + rip.err));
+        QVERIFY2(rip.out.contains("Read offset of drive 100:0:0 (/dev/sr7): -30 samples (found by "
+                                  "AccurateRip: track 1 matches with it, confidence 4)"),
+                 qPrintable(rip.out));
+        // The first 30 samples would come from before the disc's start, which the drive does not
+        // read: silence.
+        const QByteArray first = wavData(out + "/Track01.wav");
+        QCOMPARE(first.left(120), QByteArray(120, '\0'));
+        QVERIFY(first.mid(120) == m_disc.track(1).mid(120));
+        for (int n = 1; n <= 3; ++n) {
+            if (n > 1)
+                QVERIFY(wavData(out + QStringLiteral("/Track0%1.wav").arg(n)) == m_disc.track(n));
+            QVERIFY2(rip.out.contains(QRegularExpression(
+                         QStringLiteral("Track 0%1  CRC32 .* accurately ripped \\(confidence 9, "
+                                        "v2\\)\n")
+                             .arg(n))),
+                     qPrintable(rip.out));
+        }
+        QVERIFY(fileBytes(out + "/The Band - Pressed Album.log")
+                    .contains("Read offset:          -30 samples (found by AccurateRip"));
+    }
+
+    // Read errors paranoia got over (the drive's own retries could not) are counted with where
+    // they were; the track is not suspicious.
+    void secureRipReportCountsReadErrors() {
+        const QString out = fresh("errors");
+        const Ran rip =
+            runWithDrive(kCli, {"rip", "--to", "wav", "--tracks", "1", "--out", out, "1"},
+                         pressed("timescale=0,bad=20-21/12"));
+        QVERIFY2(rip.exitCode == 0, qPrintable(rip.out + rip.err));
+        QVERIFY(!rip.out.contains("SUSPICIOUS"));
+        const QString log = QString::fromUtf8(fileBytes(out + "/The Band - Pressed Album.log"));
+        QVERIFY2(log.contains(QRegularExpression("Paranoia: +\\d+ reads, \\d+ verified, \\d+ "
+                                                 "fixups, 0 scratch repairs, 0 skips, \\d+ drift, "
+                                                 "[1-9]\\d* read errors")),
+                 qPrintable(log));
+        // Where paranoia says it was: the start of the read that failed, near the bad sectors.
+        const QRegularExpressionMatch at =
+            QRegularExpression("Positions: +read errors at sectors (\\d+)").match(log);
+        QVERIFY2(at.hasMatch() && at.captured(1).toInt() >= 10 && at.captured(1).toInt() <= 40,
+                 qPrintable(log));
+        QVERIFY(log.contains(QRegularExpression("Status: +ok")));
     }
 
     void ripsBitExact_data() {
@@ -122,23 +189,27 @@ private Q_SLOTS:
             kCli, QStringList{"rip", "--to", "wav", "--out", out} + options + QStringList{"1"},
             spec);
         QVERIFY2(rip.exitCode == 0, qPrintable(rip.out + rip.err));
-        const QStringList files = QDir(out).entryList(QDir::Files, QDir::Name);
+        const QStringList files = QDir(out).entryList({"*.wav"}, QDir::Files, QDir::Name);
         QCOMPARE(files.size(), tracks.size());
         for (int i = 0; i < tracks.size(); ++i)
             QVERIFY2(wavData(out + "/" + files[i]) == tracks[i], qPrintable(files[i]));
     }
 
+    // A sector paranoia gives up on is kept, the track marked suspicious in the output and the
+    // log, with where; a disc taken out fails its track and leaves only the log.
     void rippingFailures_data() {
         QTest::addColumn<QString>("options");
         QTest::addColumn<QString>("message");
         QTest::addColumn<QStringList>("left"); // the files that stay
         QTest::newRow("unreadable sector")
             << "bad=300-300"
-            << "track 2 failed: Track 2 of drive 100:0:0 (/dev/sr7) cannot be read reliably"
-            << QStringList{"Track01.wav", "Track03.wav"};
-        QTest::newRow("disc taken out")
-            << "remove=120,cache=0"
-            << "The disc was taken out of drive 100:0:0 (/dev/sr7)" << QStringList();
+            << "track 2 is suspicious: paranoia could not read all of it reliably (skipped at "
+               "sectors 300"
+            << QStringList{"The Band - Pressed Album.cue", "The Band - Pressed Album.log",
+                           "Track01.wav", "Track02.wav", "Track03.wav"};
+        QTest::newRow("disc taken out") << "remove=120,cache=0"
+                                        << "The disc was taken out of drive 100:0:0 (/dev/sr7)"
+                                        << QStringList{"The Band - Pressed Album.log"};
     }
     void rippingFailures() {
         QFETCH(QString, options);
@@ -168,16 +239,16 @@ private Q_SLOTS:
         const QString out = fresh("ripped");
         const Ran rip = runWithDrive(kCli, {"rip", "--to", "wav", "--out", out, "1"}, spec);
         QCOMPARE(rip.exitCode, 0);
-        const QStringList files = QDir(out).entryList(QDir::Files, QDir::Name);
+        const QStringList files = QDir(out).entryList({"*.wav"}, QDir::Files, QDir::Name);
         QCOMPARE(files.size(), 3);
-        // Each track holds its file's sound, then silence to the length the burner planned.
+        // The tracks hold the files' sound back to back, then silence to the sector's end.
         QByteArray disc;
-        for (int i = 0; i < 3; ++i) {
-            const QByteArray ripped = wavData(out + "/" + files[i]);
-            QVERIFY(ripped.startsWith(m_pcm[i]));
-            QCOMPARE(ripped.mid(m_pcm[i].size()).count(char(0)), ripped.size() - m_pcm[i].size());
-            disc += ripped;
-        }
+        for (const QString& file : files)
+            disc += wavData(out + "/" + file);
+        const QByteArray sound = m_pcm[0] + m_pcm[1] + m_pcm[2];
+        QVERIFY(disc.startsWith(sound));
+        QVERIFY(disc.size() - sound.size() < 2352);
+        QCOMPARE(disc.mid(sound.size()).count(char(0)), disc.size() - sound.size());
         QVERIFY(disc == fileBytes(saved + "/sr7.bin"));
     }
 

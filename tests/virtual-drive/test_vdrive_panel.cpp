@@ -1,0 +1,288 @@
+// The burn panel on the real engine and virtual CD writers, in this process: a burn of WAV,
+// MP3 and WMA files as the user starts it, and burns that fail on the way (a write error, the
+// disc taken out, a buffer underrun) as the user sees them: one plain message, the panel idle
+// again, and the drive free for what comes next.
+#include "VirtualDriveTests.h"
+#include "backends/burn/Burner.h"
+#include "backends/burn/ImageFiles.h"
+#include "backends/burn/MediaTracks.h"
+#include "burn/FrameBurn.h"
+#include "controls/SkinCheckBox.h"
+#include "panelkit/ErrorBoundary.h"
+#include "panelkit/SharedState.h"
+#include "tests/fakes/Fakes.h"
+#include "tests/media/MediaTestSupport.h"
+
+#include <QApplication>
+#include <QComboBox>
+#include <QElapsedTimer>
+#include <QLabel>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <cstdlib>
+#include <unistd.h>
+
+using namespace burning;
+
+namespace {
+
+// One writer per case, told apart by their product names.
+const char* const kDrives = "/dev/sr4:blank-cdr:product=GOOD,timescale=0;"
+                            "/dev/sr5:blank-cdr:product=WRITE ERROR,timescale=0,writeerror=300;"
+                            "/dev/sr6:blank-cdr:product=TAKEN OUT,timescale=0,remove=300;"
+                            "/dev/sr7:blank-cdr:product=NO BUFE,timescale=0,burnproof=0,"
+                            "underrun=300;"
+                            "/dev/sr8:blank-cdr:product=BUFE,timescale=0,burnproof=1,underrun=300;"
+                            "/dev/sr9:blank-cdr:product=SLOW,speeds=4,buffer=256,timescale=0.05";
+
+struct PanelOnDrives {
+    Burner engine{std::make_unique<MediaTrackOpener>(), std::make_unique<ImageFiles>()};
+    CallLog log;
+    FakeCommonDialog dialog{&log};
+    FakeMessageBox messageBox{&log};
+    FakeHarnTools tools{&log};
+    FakeSkin skin{&log};
+    FakeMainWindow main{&log};
+    SharedState state;
+    FrameBurn panel{{engine, dialog, messageBox, tools, skin, main, state}};
+
+    PanelOnDrives() {
+        ErrorBoundary::setMessageBox(&messageBox);
+        panel.show();
+        panel.enterBurnMode();
+        // The disc is closed at the end, so that a burn that goes well says "Burn Complete!".
+        panel.findChild<SkinCheckBox*>("FinilizeCDChk")->setValue(1);
+    }
+    ~PanelOnDrives() { ErrorBoundary::setMessageBox(nullptr); }
+
+    // Picks the writer whose product is named so, as the user picks it in the drive list.
+    bool choose(const QString& product) {
+        auto* drives = panel.findChild<QComboBox*>("driveCombo");
+        for (int i = 0; i < drives->count(); ++i) {
+            if (drives->itemText(i).contains("  " + product + "  ")) {
+                drives->setCurrentIndex(i);
+                Q_EMIT drives->activated(i);
+                return engine.RecorderProduct() == product;
+            }
+        }
+        return false;
+    }
+    void add(const QString& file) {
+        dialog.answers << file;
+        panel.AddBtn_Click();
+    }
+    // Clicks BurnNow! and waits for the end: the status BurnFinished gave, -1 for none.
+    int burn() {
+        QSignalSpy finished(&engine, &AudioBurner::BurnFinished);
+        panel.findChild<QPushButton*>("BurnNowBtn")->click();
+        return finished.wait(60000) ? finished.at(0).at(0).toInt() : -1;
+    }
+    // Clicks BurnNow! for a burn the engine refuses at once: whether it started nothing.
+    bool refused() {
+        QSignalSpy finished(&engine, &AudioBurner::BurnFinished);
+        panel.findChild<QPushButton*>("BurnNowBtn")->click();
+        QCoreApplication::processEvents();
+        return finished.isEmpty() && engine.State() == 0;
+    }
+    bool idle() {
+        return state.burnRunning == False16 &&
+               panel.findChild<QPushButton*>("BurnNowBtn")->text() == "BurnNow!" &&
+               panel.findChild<QPushButton*>("BurnNowBtn")->isEnabled() &&
+               panel.findChild<QLabel*>("driveStatusLbl")->text() == "Idle";
+    }
+    QStringList shown() const {
+        QStringList prompts;
+        for (const FakeMessageBox::Shown& box : messageBox.shown)
+            prompts << box.prompt;
+        return prompts;
+    }
+};
+
+// Whether the program has let go of the drive at node: every descriptor it opened on it is
+// closed, and the tray is not left locked.
+bool released(const QString& node) {
+    int open = 0;
+    QString tray;
+    for (const QByteArray& line :
+         fileBytes(qEnvironmentVariable("VIRTUAL_DRIVE_LOG")).split('\n')) {
+        const QString text = QString::fromUtf8(line);
+        if (!text.contains(" " + node + " "))
+            continue;
+        if (text.contains(" call open: ") && text.contains("-> fd"))
+            ++open;
+        else if (text.contains(" call close: "))
+            --open;
+        else if (text.contains("PREVENT ALLOW MEDIUM REMOVAL: "))
+            tray = text.section("REMOVAL: ", 1).section(u' ', 0, 0);
+    }
+    return open == 0 && tray == "allow";
+}
+
+QByteArray pcmBytes(const std::vector<qint16>& samples) {
+    return QByteArray(reinterpret_cast<const char*>(samples.data()),
+                      qsizetype(samples.size() * sizeof(qint16)));
+}
+
+} // namespace
+
+class TestVdrivePanel : public QObject {
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_dir;
+    QStringList m_files; // WAV, MP3 and WMA, 4.4 to 6.4 s
+    QByteArray m_sound;  // their decoded sound, one after another
+
+private Q_SLOTS:
+    void initTestCase() {
+        QVERIFY(m_dir.isValid());
+        QVERIFY2(qgetenv("VIRTUAL_DRIVE") == kDrives, "the virtual drives are not loaded");
+        QVERIFY(QDir().mkpath(m_dir.filePath("saved")));
+        qputenv("VIRTUAL_DRIVE_SAVE", m_dir.filePath("saved").toLocal8Bit());
+        qputenv("XDG_DATA_HOME", m_dir.filePath("data").toLocal8Bit());
+        const QList<std::pair<QString, OutputCodec>> kinds{{"one.wav", OutputCodec::Wav},
+                                                           {"two.mp3", OutputCodec::Mp3Lame},
+                                                           {"three.wma", OutputCodec::Wma}};
+        for (int i = 0; i < kinds.size(); ++i) {
+            const QString path = m_dir.filePath(kinds[i].first);
+            SineSource source(PcmFormat::cdAudio(), 4.4 + i, 350.0 + 90 * i);
+            writeSource(source, path,
+                        {kinds[i].second, 128000, {{"title", QString("Song %1").arg(i + 1)}}});
+            m_files << path;
+            m_sound += pcmBytes(decodeFile(path).samples);
+        }
+    }
+
+    // The three files burnt from the panel: "Burn Complete!", the panel idle, and the disc
+    // holds their sound back to back, only the last sector padded with silence.
+    void burnsFromThePanel() {
+        PanelOnDrives f;
+        QVERIFY(f.choose("GOOD"));
+        for (const QString& file : m_files)
+            f.add(file);
+        QCOMPARE(f.burn(), int(AudioBurner::BurnSucceeded));
+        QVERIFY(f.idle());
+        QCOMPARE(f.shown(), QStringList{"Burn Complete!"});
+        const QByteArray disc = fileBytes(m_dir.filePath("saved/sr4.bin"));
+        QVERIFY(disc.startsWith(m_sound));
+        QVERIFY(disc.size() - m_sound.size() < 2352);
+        QCOMPARE(disc.mid(m_sound.size()).count(char(0)), disc.size() - m_sound.size());
+        QTRY_VERIFY(released("sr4"));
+        f.engine.RefreshDisc();
+        QCOMPARE(f.engine.MediaStatus(), 2);
+    }
+
+    // Cancel while a track is being written: the panel is idle at once, the burn ends as
+    // cancelled without a message, and the drive is let go.
+    void cancelWhileWriting() {
+        PanelOnDrives f;
+        QVERIFY(f.choose("SLOW"));
+        // Two minutes of sound: at 4x, 1.5 s of writing on this drive.
+        const QString file = m_dir.filePath("long.wav");
+        SineSource tone(PcmFormat::cdAudio(), 120.0, 440.0);
+        writeSource(tone, file, {OutputCodec::Wav, 0, {}});
+        f.add(file);
+        QSignalSpy finished(&f.engine, &AudioBurner::BurnFinished);
+        auto* button = f.panel.findChild<QPushButton*>("BurnNowBtn");
+        button->click();
+        QTRY_VERIFY_WITH_TIMEOUT(f.engine.State() == 2 && f.engine.WrittenBlocks() > 0, 30000);
+        QElapsedTimer clock;
+        clock.start();
+        button->click();
+        QVERIFY(f.idle());
+        QVERIFY(finished.wait(30000));
+        qInfo("cancel to BurnFinished: %lld ms", clock.elapsed());
+        QCOMPARE(finished.at(0).at(0).toInt(), int(AudioBurner::BurnCancelled));
+        QVERIFY(f.idle());
+        QCOMPARE(f.shown(), QStringList());
+        QTRY_VERIFY(released("sr9"));
+    }
+
+    void cleanupTestCase() { QFile::remove(qEnvironmentVariable("VIRTUAL_DRIVE_LOG")); }
+
+    void faults_data() {
+        QTest::addColumn<QString>("node");
+        QTest::addColumn<QString>("product");
+        QTest::addColumn<QString>("message"); // shown once; empty: the burn succeeds
+        QTest::addColumn<int>("status");      // MediaStatus afterwards
+        QTest::addColumn<QString>("next");    // what the next burn on the drive says
+        QTest::newRow("write error")
+            << "sr5"
+            << "WRITE ERROR"
+            << "Burning on VIRTUAL WRITE ERROR failed: the recorder could not write to the disc"
+            << 3 << "The disc in VIRTUAL WRITE ERROR cannot be written";
+        QTest::newRow("disc taken out")
+            << "sr6"
+            << "TAKEN OUT"
+            << "Burning on VIRTUAL TAKEN OUT failed: the disc was taken out of the recorder" << 4
+            << "There is no disc in VIRTUAL TAKEN OUT.";
+        QTest::newRow("underrun without burn proof")
+            << "sr7"
+            << "NO BUFE"
+            << "Burning on VIRTUAL NO BUFE failed: the recorder ran out of data to write (a buffer "
+               "underrun)"
+            << 3 << "The disc in VIRTUAL NO BUFE cannot be written";
+        QTest::newRow("underrun with burn proof")
+            << "sr8"
+            << "BUFE" << QString() << 2 << "The disc in VIRTUAL BUFE cannot be written";
+    }
+    void faults() {
+        QFETCH(QString, node);
+        QFETCH(QString, product);
+        QFETCH(QString, message);
+        QFETCH(int, status);
+        QFETCH(QString, next);
+        PanelOnDrives f;
+        QVERIFY(f.choose(product));
+        f.add(m_files[0]);
+        f.add(m_files[1]);
+        const int ended = f.burn();
+        QCOMPARE(ended,
+                 int(message.isEmpty() ? AudioBurner::BurnSucceeded : AudioBurner::BurnFailed));
+        QVERIFY(f.idle());
+        const QStringList shown = f.shown();
+        QCOMPARE(shown.size(), 1);
+        QVERIFY2(message.isEmpty() ? shown[0] == "Burn Complete!" : shown[0].startsWith(message),
+                 qPrintable(shown[0]));
+        QVERIFY2(!shown[0].contains("CDB") && !shown[0].contains("[3 "), qPrintable(shown[0]));
+
+        // libburn let go of the drive: it opens again at once, and the disc box reads the
+        // disc as it was left.
+        QTRY_VERIFY(released(node));
+        f.engine.RefreshDisc();
+        QCOMPARE(f.engine.MediaStatus(), status);
+        f.messageBox.shown.clear();
+        QVERIFY(f.refused());
+        QVERIFY(f.idle());
+        QVERIFY2(f.shown().size() == 1 && f.shown()[0].startsWith(next),
+                 qPrintable(f.shown().join('\n')));
+    }
+};
+
+// The drives are those of kDrives, loaded before the program starts: without them, the test
+// starts itself again with them.
+int main(int argc, char** argv) {
+    if (qgetenv("VIRTUAL_DRIVE") != kDrives) {
+        setenv("VIRTUAL_DRIVE", kDrives, 1);
+        const char* temp = getenv("TMPDIR");
+        const std::string log = std::string(temp && *temp ? temp : "/tmp") + "/test_vdrive_panel-" +
+                                std::to_string(getpid()) + ".log";
+        setenv("VIRTUAL_DRIVE_LOG", log.c_str(), 1);
+        setenv("LD_PRELOAD", VIRTUAL_DRIVE_LIBRARY, 1);
+        // A sanitized test takes a preloaded library that is not the sanitizer's runtime.
+        const char* asan = getenv("ASAN_OPTIONS");
+        const std::string options =
+            std::string("verify_asan_link_order=0") + (asan ? std::string(":") + asan : "");
+        setenv("ASAN_OPTIONS", options.c_str(), 1);
+        execv("/proc/self/exe", argv);
+        return 127;
+    }
+    QApplication app(argc, argv);
+    TestVdrivePanel test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "test_vdrive_panel.moc"
