@@ -19,8 +19,8 @@
 #include "backends/media/MediaJob.h"
 #include "backends/qt/QtBackends.h"
 #include "components/Error.h"
+#include "panelkit/ErrorBoundary.h"
 #include "shell/Form1.h"
-#include "shell/common/ErrorBoundary.h"
 
 #include <QIcon>
 #include <QMessageBox>

@@ -1,14 +1,15 @@
 #include "burn/FrameBurn.h"
 
 #include "burn/FrmBurnMethod.h"
+#include "burn/FrmSpeedSelect.h"
 #include "components/AudioBurner.h"
 #include "components/Checked.h"
 #include "components/CommonDialog.h"
 #include "components/Error.h"
-#include "shell/common/CommonHelpers.h"
-#include "shell/common/ErrorBoundary.h"
-#include "shell/common/MainWindow.h"
-#include "shell/common/SharedState.h"
+#include "core/CommonHelpers.h"
+#include "panelkit/ErrorBoundary.h"
+#include "panelkit/MainWindow.h"
+#include "panelkit/SharedState.h"
 #include "ui_FrameBurn.h"
 
 #include <QHeaderView>
@@ -39,6 +40,27 @@ FrameBurn::FrameBurn(BurnContext context, QWidget* parent)
 }
 
 FrameBurn::~FrameBurn() = default;
+
+FrmBurnMethod& FrameBurn::frmBurnMethod() {
+    if (!m_frmBurnMethod)
+        m_frmBurnMethod = std::make_unique<FrmBurnMethod>(dialogContext(), window());
+    return *m_frmBurnMethod;
+}
+
+FrmSpeedSelect& FrameBurn::frmSpeedSelect() {
+    if (!m_frmSpeedSelect)
+        m_frmSpeedSelect = std::make_unique<FrmSpeedSelect>(dialogContext(), window());
+    return *m_frmSpeedSelect;
+}
+
+void FrameBurn::unloadDialogs() {
+    m_frmBurnMethod.reset();
+    m_frmSpeedSelect.reset();
+}
+
+BurnDialogContext FrameBurn::dialogContext() {
+    return {m_context.AudioBurner1, m_context.skin, m_context.main, m_context.state, *this};
+}
 
 void FrameBurn::connectHandlers() {
     const std::pair<QPushButton*, void (FrameBurn::*)()> buttons[] = {
@@ -158,7 +180,7 @@ void FrameBurn::BurnMethodBtn_Click() {
 
 void FrameBurn::ChooseBurnMethod() {
     ClearCompilation();
-    m_context.main.frmBurnMethod().exec();
+    frmBurnMethod().exec();
     RefreshDriveInfo();
     ReadDiscStatus();
 }

@@ -1,7 +1,8 @@
 #pragma once
 
-#include "shell/common/Bool16.h"
-#include "shell/common/ModePanel.h"
+#include "burn/BurnDialogContext.h"
+#include "core/Bool16.h"
+#include "panelkit/ModePanel.h"
 
 #include <QString>
 #include <memory>
@@ -11,20 +12,24 @@ class FrameBurn;
 }
 class AudioBurner;
 class CommonDialog;
+class FrmBurnMethod;
+class FrmSpeedSelect;
 class HarnTools;
 class MainWindow;
 class MessageBox;
 class QTimer;
+class Skin;
 struct SharedState;
 
 // What the burn panel works with: the burning engine, its open dialog, the message box for
-// "Burn Complete!", the CD tools for the blank test, and the main window's operations and
-// shared state.
+// "Burn Complete!", the CD tools for the blank test, the skin of its dialogs, and the main
+// window's services and shared state.
 struct BurnContext {
     AudioBurner& AudioBurner1;
     CommonDialog& commonDialog;
     MessageBox& messageBox;
     HarnTools& test;
+    Skin& skin;
     MainWindow& main;
     SharedState& state;
 };
@@ -79,6 +84,11 @@ public:
     void ResetBurnPanel();
     void SelSpeedBtn_Click();
 
+    // The panel's kept dialogs: made on first use, unloaded when the main window closes.
+    FrmBurnMethod& frmBurnMethod();
+    FrmSpeedSelect& frmSpeedSelect();
+    void unloadDialogs();
+
     // The text of the last recorder entry built, and the compilation's last file and row.
     QString driveEntryText;
     QString lastFile;
@@ -100,10 +110,13 @@ private:
     void setBurnControlsEnabled(bool on);
     void showCompilationSize();
     void connectHandlers();
+    BurnDialogContext dialogContext();
     void connectOptions();
     // Adds a row for path and the track to the engine (Add, Add Disc Image...).
     void appendToCompilation(const QString& path);
 
     BurnContext m_context;
     std::unique_ptr<Ui::FrameBurn> m_ui;
+    std::unique_ptr<FrmBurnMethod> m_frmBurnMethod;
+    std::unique_ptr<FrmSpeedSelect> m_frmSpeedSelect;
 };

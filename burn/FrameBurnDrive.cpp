@@ -4,8 +4,8 @@
 #include "components/AudioBurner.h"
 #include "components/Checked.h"
 #include "components/HarnTools.h"
-#include "shell/common/MainWindow.h"
-#include "shell/common/SharedState.h"
+#include "panelkit/MainWindow.h"
+#include "panelkit/SharedState.h"
 #include "ui_FrameBurn.h"
 
 namespace {

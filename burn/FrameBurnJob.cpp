@@ -6,8 +6,8 @@
 #include "components/AudioBurner.h"
 #include "components/Checked.h"
 #include "components/MessageBox.h"
-#include "shell/common/MainWindow.h"
-#include "shell/common/SharedState.h"
+#include "panelkit/MainWindow.h"
+#include "panelkit/SharedState.h"
 #include "ui_FrameBurn.h"
 
 #include <QCoreApplication>
@@ -108,7 +108,7 @@ void FrameBurn::ResetBurnPanel() {
 void FrameBurn::SelSpeedBtn_Click() {
     if (m_context.state.burnRunning != False16)
         return;
-    FrmSpeedSelect& dialog = m_context.main.frmSpeedSelect();
+    FrmSpeedSelect& dialog = frmSpeedSelect();
     dialog.show();
     dialog.raise();
     dialog.repaint();

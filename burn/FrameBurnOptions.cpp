@@ -3,7 +3,7 @@
 
 #include "components/AudioBurner.h"
 #include "components/CommonDialog.h"
-#include "shell/common/ErrorBoundary.h"
+#include "panelkit/ErrorBoundary.h"
 #include "ui_FrameBurn.h"
 
 namespace {

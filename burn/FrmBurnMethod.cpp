@@ -1,9 +1,10 @@
 #include "burn/FrmBurnMethod.h"
 
+#include "burn/FrameBurn.h"
 #include "components/AudioBurner.h"
 #include "components/Skin.h"
-#include "shell/common/ErrorBoundary.h"
-#include "shell/common/MainWindow.h"
+#include "panelkit/ErrorBoundary.h"
+#include "panelkit/MainWindow.h"
 #include "ui_FrmBurnMethod.h"
 
 using ErrorBoundary::guarded;
@@ -41,7 +42,7 @@ void FrmBurnMethod::Form_Load() {
 
 void FrmBurnMethod::optBurnMethod_Click(qint32 value) {
     m_context.AudioBurner1.setBurnMethod(value);
-    m_context.main.RefreshDriveInfo();
+    m_context.panel.RefreshDriveInfo();
 }
 
 void FrmBurnMethod::cmdOk_Click() {

@@ -2,9 +2,9 @@
 
 #include "components/AudioBurner.h"
 #include "components/Skin.h"
-#include "shell/common/ErrorBoundary.h"
-#include "shell/common/MainWindow.h"
-#include "shell/common/SharedState.h"
+#include "panelkit/ErrorBoundary.h"
+#include "panelkit/MainWindow.h"
+#include "panelkit/SharedState.h"
 #include "ui_FrmSpeedSelect.h"
 
 #include <QCoreApplication>

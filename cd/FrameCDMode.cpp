@@ -10,9 +10,9 @@
 #include "components/Mci.h"
 #include "components/MessageBox.h"
 #include "components/SettingsStore.h"
-#include "shell/common/ErrorBoundary.h"
-#include "shell/common/MainWindow.h"
-#include "shell/common/SharedState.h"
+#include "panelkit/ErrorBoundary.h"
+#include "panelkit/MainWindow.h"
+#include "panelkit/SharedState.h"
 #include "ui_FrameCDMode.h"
 
 #include <QHeaderView>
@@ -70,6 +70,32 @@ FrameCDMode::FrameCDMode(CDContext context, QWidget* parent)
 }
 
 FrameCDMode::~FrameCDMode() = default;
+
+TrackRename& FrameCDMode::frmTrackRename() {
+    if (!m_frmTrackRename)
+        m_frmTrackRename = std::make_unique<TrackRename>(
+            TrackRenameContext{m_context.skin, m_context.main, m_context.state, trackList(), *this},
+            window());
+    return *m_frmTrackRename;
+}
+
+void FrameCDMode::unloadTrackRename() {
+    if (!m_frmTrackRename)
+        return;
+    // Often called from the dialog's own handler: it goes at once for the window, and its
+    // object when that handler has returned.
+    TrackRename* dialog = m_frmTrackRename.release();
+    dialog->Form_Unload();
+    dialog->hide();
+    dialog->deleteLater();
+}
+
+void FrameCDMode::closeTrackRename() {
+    if (!m_frmTrackRename)
+        return;
+    m_frmTrackRename->Form_Unload();
+    m_frmTrackRename.reset();
+}
 
 QList<QAction*> FrameCDMode::optionsActions() const {
     return {m_ui->mnuoptcdmode1, m_ui->mnuoptcdmode2,  m_ui->mnuoptcdmode3, m_ui->mnuoptcdmode4,
@@ -301,9 +327,8 @@ void FrameCDMode::updatecd() {
         const QString length = m_trackBuffer.trimmed().right(8);
         trackLengths << length;
         const qint32 row = list.Add(QString());
-        const QString name = state.renamedTracks
-                                 ? m_context.main.frmTrackRename().songList().Text(n)
-                                 : QStringLiteral("Track") + RipRules::twoDigits(n);
+        const QString name = state.renamedTracks ? frmTrackRename().songList().Text(n)
+                                                 : QStringLiteral("Track") + RipRules::twoDigits(n);
         list.setSubItem(row, 1, name);
         list.setSubItem(row, 2, length);
         list.setSubItem(row, 3, RipRules::sizeText(RipRules::lengthSeconds(length)));

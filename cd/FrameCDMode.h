@@ -1,7 +1,7 @@
 #pragma once
 
-#include "shell/common/Bool16.h"
-#include "shell/common/ModePanel.h"
+#include "core/Bool16.h"
+#include "panelkit/ModePanel.h"
 
 #include <QStringList>
 #include <memory>
@@ -19,17 +19,20 @@ class MessageBox;
 class QTimer;
 class ReportList;
 class SettingsStore;
+class Skin;
+class TrackRename;
 struct SharedState;
 
 // What the rip panel works with: the CD tools, the media control interface, the drive roots,
-// the registry, message boxes, the main window's operations and shared state, and the
-// track-name lookup.
+// the registry, message boxes, the skin of its track-name dialog, the main window's services and
+// shared state, and the track-name lookup.
 struct CDContext {
     HarnTools& test;
     Mci& mci;
     Drives& drives;
     SettingsStore& settings;
     MessageBox& messageBox;
+    Skin& skin;
     MainWindow& main;
     SharedState& state;
     DiscLookup& lookup;
@@ -56,6 +59,12 @@ public:
     void updatecd();
     // The item data of the selected Combo1 entry; raises Error when no drive is selected.
     qint32 selectedDriveAddress() const;
+    // The track-name dialog: made (hidden) on first use or after it was unloaded; unloading
+    // drops it, and the next use makes it afresh from the track list. unloadTrackRename is
+    // the dialog's own way out; closeTrackRename is the main window's, when it closes.
+    TrackRename& frmTrackRename();
+    void unloadTrackRename();
+    void closeTrackRename();
 
     // Playback (FrameCDModePlay.cpp).
     void CmdPlay_Click();
@@ -148,6 +157,7 @@ private:
 
     CDContext m_context;
     std::unique_ptr<Ui::FrameCDMode> m_ui;
+    std::unique_ptr<TrackRename> m_frmTrackRename;
     // Reply buffers kept between commands: a failed command leaves the last reply in place.
     QString m_trackBuffer;
     QString m_totalBuffer;

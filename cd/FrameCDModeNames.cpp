@@ -8,8 +8,8 @@
 #include "components/HarnTools.h"
 #include "components/MessageBox.h"
 #include "controls/ReportList.h"
-#include "shell/common/MainWindow.h"
-#include "shell/common/SharedState.h"
+#include "panelkit/MainWindow.h"
+#include "panelkit/SharedState.h"
 #include "ui_FrameCDMode.h"
 
 namespace {
@@ -53,7 +53,7 @@ void FrameCDMode::lookup_LookUpDone(const QStringList& releases) {
     }
     const QStringList names = m_context.lookup.ChooseRelease(index);
     // As if typed into the track-name dialog and sent to the ripper.
-    TrackRename& dialog = m_context.main.frmTrackRename();
+    TrackRename& dialog = frmTrackRename();
     ReportList& list = dialog.songList();
     for (qint32 row = 1; row <= list.Count(); ++row) {
         const qint32 track = trackOfRow(row);
@@ -87,7 +87,7 @@ void FrameCDMode::addHiddenTrackRow(qint32 tracks) {
     ReportList& list = *m_ui->ListView1;
     QString name = QStringLiteral("Track00");
     if (m_context.state.renamedTracks) {
-        const ReportList& names = m_context.main.frmTrackRename().songList();
+        const ReportList& names = frmTrackRename().songList();
         if (names.Count() > tracks && !names.Text(tracks + 1).isEmpty())
             name = names.Text(tracks + 1);
     }

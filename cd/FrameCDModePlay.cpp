@@ -2,7 +2,7 @@
 #include "cd/FrameCDMode.h"
 
 #include "components/HarnTools.h"
-#include "shell/common/SharedState.h"
+#include "panelkit/SharedState.h"
 #include "ui_FrameCDMode.h"
 
 QString FrameCDMode::playAlias() const {

@@ -7,9 +7,9 @@
 #include "components/Error.h"
 #include "components/HarnTools.h"
 #include "components/MessageBox.h"
-#include "shell/common/ErrorBoundary.h"
-#include "shell/common/MainWindow.h"
-#include "shell/common/SharedState.h"
+#include "panelkit/ErrorBoundary.h"
+#include "panelkit/MainWindow.h"
+#include "panelkit/SharedState.h"
 #include "ui_FrameCDMode.h"
 
 #include <QCoreApplication>
@@ -303,7 +303,7 @@ void FrameCDMode::mnuoptcdmode7_Click() {
 }
 
 void FrameCDMode::mnuoptcdmode8_Click() {
-    TrackRename& dialog = m_context.main.frmTrackRename();
+    TrackRename& dialog = frmTrackRename();
     dialog.show();
     dialog.raise();
 }

@@ -1,10 +1,11 @@
 #include "cd/TrackRename.h"
 
+#include "cd/FrameCDMode.h"
 #include "components/Skin.h"
 #include "controls/ReportList.h"
-#include "shell/common/ErrorBoundary.h"
-#include "shell/common/MainWindow.h"
-#include "shell/common/SharedState.h"
+#include "panelkit/ErrorBoundary.h"
+#include "panelkit/MainWindow.h"
+#include "panelkit/SharedState.h"
 #include "ui_TrackRename.h"
 
 #include <QCloseEvent>
@@ -62,8 +63,8 @@ void TrackRename::Command1_Click() {
     const QString album = m_ui->Text2->text();
     Q_UNUSED(artist);
     Q_UNUSED(album);
-    m_context.main.updatecd();
-    m_context.main.unloadTrackRename();
+    m_context.panel.updatecd();
+    m_context.panel.unloadTrackRename();
 }
 
 void TrackRename::Form_Unload() {
@@ -76,5 +77,5 @@ void TrackRename::reject() {
 
 void TrackRename::closeEvent(QCloseEvent* event) {
     event->accept();
-    m_context.main.unloadTrackRename();
+    m_context.panel.unloadTrackRename();
 }

@@ -6,18 +6,20 @@
 namespace Ui {
 class TrackRename;
 }
+class FrameCDMode;
 class MainWindow;
 class ReportList;
 class Skin;
 struct SharedState;
 
 // What the track-name dialog works with: the skin, the main window's operations and shared
-// state, and the rip panel's track list it takes the names from.
+// state, and the rip panel and its track list, which it takes the names from.
 struct TrackRenameContext {
     Skin& skin;
     MainWindow& main;
     SharedState& state;
     ReportList& ListView1;
+    FrameCDMode& panel;
 };
 
 // "Track Rename": the track list's names, edited in place and sent back to the rip panel,

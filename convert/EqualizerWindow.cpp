@@ -1,7 +1,7 @@
 #include "convert/EqualizerWindow.h"
 
 #include "components/FilgraphManager.h"
-#include "shell/common/ErrorBoundary.h"
+#include "panelkit/ErrorBoundary.h"
 #include "ui_EqualizerWindow.h"
 
 #include <QSignalBlocker>

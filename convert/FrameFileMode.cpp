@@ -9,9 +9,9 @@
 #include "components/WAEnc.h"
 #include "components/WaDec.h"
 #include "convert/PlayerStrip.h"
-#include "shell/common/CommonHelpers.h"
-#include "shell/common/ErrorBoundary.h"
-#include "shell/common/MainWindow.h"
+#include "core/CommonHelpers.h"
+#include "panelkit/ErrorBoundary.h"
+#include "panelkit/MainWindow.h"
 #include "ui_FrameFileMode.h"
 
 #include <QDir>
@@ -123,27 +123,26 @@ void FrameFileMode::LV_DblClick() {
 }
 
 void FrameFileMode::connectCodecs() {
-    MainWindow& main = m_context.main;
     // Each codec shows its advance on the bar; exactly 100 finishes the file.
-    connect(&m_context.mEnc, &MEnc::Progress, this, guarded([this, &main](qint32 percent) {
+    connect(&m_context.mEnc, &MEnc::Progress, this, guarded([this](qint32 percent) {
         showProgress(percent);
         if (percent == 100)
-            main.mp3donenowwhat();
+            fileDone();
     }));
-    connect(&m_context.waEnc, &WAEnc::Progress, this, guarded([this, &main](double percent) {
+    connect(&m_context.waEnc, &WAEnc::Progress, this, guarded([this](double percent) {
         showProgress(percent);
         if (percent == 100.0)
-            main.wmadonenowwhat();
+            fileDone();
     }));
-    connect(&m_context.mDec, &MDec::Progress, this, guarded([this, &main](qint32 percent) {
+    connect(&m_context.mDec, &MDec::Progress, this, guarded([this](qint32 percent) {
         showProgress(percent);
         if (percent == 100)
-            main.decdonenowwhat();
+            fileDone();
     }));
-    connect(&m_context.waDec, &WaDec::Progress, this, guarded([this, &main](double percent) {
+    connect(&m_context.waDec, &WaDec::Progress, this, guarded([this](double percent) {
         showProgress(percent);
         if (percent == 100.0)
-            main.decdonenowwhat();
+            fileDone();
     }));
     // A file that fails on the way sends no 100: the job stops there and the user is told why.
     connect(&m_context.mEnc, &MEnc::Failed, this, &FrameFileMode::fileFailed);

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "convert/ConvertRules.h"
-#include "shell/common/Bool16.h"
-#include "shell/common/ModePanel.h"
+#include "core/Bool16.h"
+#include "core/ConvertRules.h"
+#include "panelkit/ModePanel.h"
 
 #include <QElapsedTimer>
 #include <memory>

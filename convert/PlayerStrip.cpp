@@ -3,8 +3,8 @@
 #include "components/Error.h"
 #include "components/FilgraphManager.h"
 #include "convert/EqualizerWindow.h"
-#include "shell/common/CommonHelpers.h"
-#include "shell/common/ErrorBoundary.h"
+#include "core/CommonHelpers.h"
+#include "panelkit/ErrorBoundary.h"
 #include "ui_PlayerStrip.h"
 
 #include <QFileInfo>

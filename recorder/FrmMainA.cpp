@@ -5,9 +5,9 @@
 #include "components/Player.h"
 #include "components/Record.h"
 #include "components/Skin.h"
+#include "panelkit/ErrorBoundary.h"
+#include "panelkit/MainWindow.h"
 #include "recorder/FrmOptions.h"
-#include "shell/common/ErrorBoundary.h"
-#include "shell/common/MainWindow.h"
 #include "ui_FrmMainA.h"
 
 #include <QCloseEvent>

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "core/RecorderSettings.h"
 #include "recorder/FrmOptions.h"
-#include "recorder/RecorderSettings.h"
 
 #include <QMainWindow>
 #include <QPointer>

@@ -5,9 +5,9 @@
 #include "components/Record.h"
 #include "components/Skin.h"
 #include "components/SoundCard.h"
-#include "recorder/RecorderSettings.h"
-#include "shell/common/ErrorBoundary.h"
-#include "shell/common/MainWindow.h"
+#include "core/RecorderSettings.h"
+#include "panelkit/ErrorBoundary.h"
+#include "panelkit/MainWindow.h"
 #include "ui_FrmOptions.h"
 
 using ErrorBoundary::handler;

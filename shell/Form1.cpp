@@ -1,18 +1,15 @@
 #include "shell/Form1.h"
 
 #include "burn/FrameBurn.h"
-#include "burn/FrmBurnMethod.h"
-#include "burn/FrmSpeedSelect.h"
 #include "cd/FrameCDMode.h"
-#include "cd/TrackRename.h"
 #include "components/Error.h"
 #include "convert/FrameFileMode.h"
+#include "core/CommonHelpers.h"
+#include "core/VolumeMixer.h"
+#include "panelkit/ErrorBoundary.h"
 #include "recorder/FrmMainA.h"
-#include "shell/common/CommonHelpers.h"
-#include "shell/common/ErrorBoundary.h"
 #include "ui_Form1.h"
 #include "volume/VolumeControl.h"
-#include "volume/VolumeMixer.h"
 
 #include <QCloseEvent>
 #include <QDir>
@@ -21,19 +18,6 @@
 
 using ErrorBoundary::guarded;
 using ErrorBoundary::handler;
-
-namespace {
-
-// The kept dialogs are made the first time they are asked for, owned by the main window.
-template <class Dialog>
-Dialog& madeOnFirstUse(std::unique_ptr<Dialog>& dialog, const BurnDialogContext& context,
-                       QWidget* owner) {
-    if (!dialog)
-        dialog = std::make_unique<Dialog>(context, owner);
-    return *dialog;
-}
-
-} // namespace
 
 Form1::Form1(Form1Components components, QWidget* parent)
     : QMainWindow(parent), m_ui(std::make_unique<Ui::Form1>()),
@@ -50,12 +34,12 @@ Form1::Form1(Form1Components components, QWidget* parent)
     m_fileMode = new FrameFileMode(
         {*c.mEnc, *c.mDec, *c.waEnc, *c.waDec, *c.x, *c.comd, *c.messageBox, *this, m_state},
         m_ui->centralwidget);
-    m_cdMode = new FrameCDMode(
-        {*c.test, *c.mci, *c.drives, *c.settings, *c.messageBox, *this, m_state, *c.lookup},
+    m_cdMode = new FrameCDMode({*c.test, *c.mci, *c.drives, *c.settings, *c.messageBox, *c.skin,
+                                *this, m_state, *c.lookup},
+                               m_ui->centralwidget);
+    m_burn = new FrameBurn(
+        {*c.audioBurner1, *c.commonDialog, *c.messageBox, *c.test, *c.skin, *this, m_state},
         m_ui->centralwidget);
-    m_burn =
-        new FrameBurn({*c.audioBurner1, *c.commonDialog, *c.messageBox, *c.test, *this, m_state},
-                      m_ui->centralwidget);
     for (ModePanel* panel : {static_cast<ModePanel*>(m_fileMode), static_cast<ModePanel*>(m_cdMode),
                              static_cast<ModePanel*>(m_burn)}) {
         m_ui->panelHost->addWidget(panel);
@@ -134,42 +118,12 @@ void Form1::ReadDiscStatus() {
     m_burn->ReadDiscStatus();
 }
 
-FrmBurnMethod& Form1::frmBurnMethod() {
-    return madeOnFirstUse(m_frmBurnMethod, burnDialogContext(), this);
-}
-
-FrmSpeedSelect& Form1::frmSpeedSelect() {
-    return madeOnFirstUse(m_frmSpeedSelect, burnDialogContext(), this);
-}
-
 void Form1::updatecd() {
     m_cdMode->updatecd();
 }
 
-TrackRename& Form1::frmTrackRename() {
-    if (!m_frmTrackRename)
-        m_frmTrackRename = std::make_unique<TrackRename>(
-            TrackRenameContext{*m_components.skin, *this, m_state, m_cdMode->trackList()}, this);
-    return *m_frmTrackRename;
-}
-
-void Form1::unloadTrackRename() {
-    if (!m_frmTrackRename)
-        return;
-    // Often called from the dialog's own handler: it goes at once for the window, and its
-    // object when that handler has returned.
-    TrackRename* dialog = m_frmTrackRename.release();
-    dialog->Form_Unload();
-    dialog->hide();
-    dialog->deleteLater();
-}
-
 qint32 Form1::ripDriveAddress() const {
     return m_cdMode->selectedDriveAddress();
-}
-
-BurnDialogContext Form1::burnDialogContext() {
-    return {*m_components.audioBurner1, *m_components.skin, *this, m_state};
 }
 
 void Form1::Form_Load() {
@@ -231,12 +185,9 @@ void Form1::Form_Unload() {
     if (m_unloaded)
         return;
     m_unloaded = true;
-    m_frmBurnMethod.reset();
-    m_frmSpeedSelect.reset();
-    if (m_frmTrackRename) {
-        m_frmTrackRename->Form_Unload();
-        m_frmTrackRename.reset();
-    }
+    // The kept dialogs go first: the burn method, the write speed, the track names.
+    m_burn->unloadDialogs();
+    m_cdMode->closeTrackRename();
     // The recorder window is left open on purpose; closing the main window ends the program.
     if (filterGraph) {
         filterGraph->Stop();

@@ -1,10 +1,9 @@
 #pragma once
 
-#include "burn/BurnDialogContext.h"
+#include "panelkit/MainWindow.h"
+#include "panelkit/ModePanel.h"
+#include "panelkit/SharedState.h"
 #include "shell/Form1Components.h"
-#include "shell/common/MainWindow.h"
-#include "shell/common/ModePanel.h"
-#include "shell/common/SharedState.h"
 
 #include <QMainWindow>
 #include <QPointer>
@@ -56,20 +55,19 @@ public:
 
     // MainWindow
     QString SelectFolder(QWidget* owner, const QString& title) override;
-    qint16 CountCSString(const QVariant& value) const override;
-    QVariant GetCSString(const QVariant& value, qint16 index) const override;
-    void mp3donenowwhat() override;
-    void wmadonenowwhat() override;
-    void decdonenowwhat() override;
     QString skinPath() const override;
-    void RefreshDriveInfo() override;
-    void ReadDiscStatus() override;
-    FrmBurnMethod& frmBurnMethod() override;
-    FrmSpeedSelect& frmSpeedSelect() override;
-    void updatecd() override;
-    TrackRename& frmTrackRename() override;
-    void unloadTrackRename() override;
     qint32 ripDriveAddress() const override;
+
+    // The panels' operations under their own names: the list helpers, a converted file's
+    // completion, the burn panel's drive and disc boxes, the rip panel's table of contents.
+    qint16 CountCSString(const QVariant& value) const;
+    QVariant GetCSString(const QVariant& value, qint16 index) const;
+    void mp3donenowwhat();
+    void wmadonenowwhat();
+    void decdonenowwhat();
+    void RefreshDriveInfo();
+    void ReadDiscStatus();
+    void updatecd();
 
     SharedState& state() { return m_state; }
     FrameFileMode* fileModePanel() const { return m_fileMode; }
@@ -90,7 +88,6 @@ private:
     void connectModeRequests(ModePanel* panel, const std::array<Handler, 4>& handlers);
     void mergePanelMenus();
     void connectHandlers();
-    BurnDialogContext burnDialogContext();
     // What to ask before closing while a burn, a rip or a conversion runs; empty when idle.
     QString closeQuestion() const;
 
@@ -105,8 +102,5 @@ private:
     FrameBurn* m_burn = nullptr;
     VolumeControl* VolumeControl1 = nullptr;
     QPointer<FrmMainA> m_recorder;
-    std::unique_ptr<FrmBurnMethod> m_frmBurnMethod;
-    std::unique_ptr<FrmSpeedSelect> m_frmSpeedSelect;
-    std::unique_ptr<TrackRename> m_frmTrackRename;
     bool m_unloaded = false;
 };

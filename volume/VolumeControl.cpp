@@ -1,8 +1,8 @@
 #include "volume/VolumeControl.h"
 
 #include "components/Checked.h"
-#include "shell/common/ErrorBoundary.h"
-#include "volume/VolumeMixer.h"
+#include "core/VolumeMixer.h"
+#include "panelkit/ErrorBoundary.h"
 
 #include <QCheckBox>
 #include <QKeyEvent>

@@ -2,7 +2,7 @@
 
 #include "app/cli/TerminalText.h"
 #include "components/Error.h"
-#include "convert/ConvertRules.h"
+#include "core/ConvertRules.h"
 
 #include <QDir>
 #include <QFileInfo>

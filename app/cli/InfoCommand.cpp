@@ -2,8 +2,8 @@
 
 #include "app/cli/TerminalText.h"
 #include "components/Error.h"
-#include "convert/ConvertRules.h"
-#include "shell/common/CommonHelpers.h"
+#include "core/CommonHelpers.h"
+#include "core/ConvertRules.h"
 
 #include <cerrno>
 #include <cstdio>

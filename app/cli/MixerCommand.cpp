@@ -1,7 +1,7 @@
 #include "app/cli/MixerCommand.h"
 
 #include "backends/audio/MixerDevices.h"
-#include "volume/VolumeMixer.h"
+#include "core/VolumeMixer.h"
 
 #include <QCommandLineParser>
 #include <cstdio>

@@ -4,7 +4,7 @@
 #include "app/cli/TerminalText.h"
 #include "backends/audio/FilterGraph.h"
 #include "components/Error.h"
-#include "shell/common/CommonHelpers.h"
+#include "core/CommonHelpers.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>

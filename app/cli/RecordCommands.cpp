@@ -5,7 +5,7 @@
 #include "backends/audio/CaptureDevices.h"
 #include "backends/audio/SoundRecorder.h"
 #include "components/Error.h"
-#include "recorder/RecorderSettings.h"
+#include "core/RecorderSettings.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>

@@ -7,12 +7,12 @@
 #include "backends/audio/MixerDevices.h"
 #include "backends/audio/SoundPlayer.h"
 #include "backends/cdio/DiscPlayer.h"
+#include "core/VolumeMixer.h"
 #include "tests/audio/AudioTestMain.h"
 #include "tests/cdio/CdImages.h"
 #include "tests/cli/CliProcess.h"
 #include "tests/media/MediaTestSupport.h"
 #include "volume/VolumeControl.h"
-#include "volume/VolumeMixer.h"
 
 #include <QApplication>
 #include <QElapsedTimer>

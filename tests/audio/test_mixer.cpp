@@ -4,8 +4,8 @@
 #include "backends/audio/AlsaSoundCard.h"
 #include "backends/audio/MixerDevices.h"
 #include "components/Error.h"
+#include "core/VolumeMixer.h"
 #include "volume/VolumeControl.h"
-#include "volume/VolumeMixer.h"
 
 #include <QProcess>
 #include <QRegularExpression>

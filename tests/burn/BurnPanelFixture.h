@@ -1,15 +1,14 @@
 #pragma once
 
-// The burn panel with the main window's wiring, as Form1 gives it: the drive box and disc box
-// operations lead back to the panel and the kept dialogs are made on first use.
+// The burn panel on fakes, as Form1 gives it its components.
 #include "burn/FrameBurn.h"
 #include "burn/FrmBurnMethod.h"
 #include "burn/FrmSpeedSelect.h"
 #include "controls/ProgressBar.h"
 #include "controls/ReportList.h"
 #include "controls/SkinCheckBox.h"
-#include "shell/common/ErrorBoundary.h"
-#include "shell/common/SharedState.h"
+#include "panelkit/ErrorBoundary.h"
+#include "panelkit/SharedState.h"
 #include "tests/fakes/Fakes.h"
 
 #include <QLabel>
@@ -25,31 +24,15 @@ struct BurnFixture {
     FakeSkin skin{&log};
     FakeMainWindow main{&log};
     SharedState state;
-    FrameBurn panel{{engine, dialog, messageBox, tools, main, state}};
-    std::unique_ptr<FrmBurnMethod> methodDialog;
-    std::unique_ptr<FrmSpeedSelect> speedDialog;
+    FrameBurn panel{{engine, dialog, messageBox, tools, skin, main, state}};
 
     BurnFixture() {
         ErrorBoundary::setMessageBox(&messageBox);
-        main.onRefreshDriveInfo = [this] { panel.RefreshDriveInfo(); };
-        main.onReadDiscStatus = [this] { panel.ReadDiscStatus(); };
-        main.burnMethodDialog = [this]() -> FrmBurnMethod& {
-            if (!methodDialog)
-                methodDialog = std::make_unique<FrmBurnMethod>(context(), &panel);
-            return *methodDialog;
-        };
-        main.speedDialog = [this]() -> FrmSpeedSelect& {
-            if (!speedDialog)
-                speedDialog = std::make_unique<FrmSpeedSelect>(context(), &panel);
-            return *speedDialog;
-        };
         engine.recorders = {{"Plextor", "PX-716A", "1.11", 3, 40, 48, 2 << 20, true, true},
                             {"Melvane", "Image Recorder", "2.0", 2, 48, 48, 1 << 20, true, true}};
         engine.fileBytes = {{"/m/a.wav", 1 << 20}, {"/m/b.mp3", 2 << 20}, {"/m/c.wma", 3 << 20}};
     }
     ~BurnFixture() { ErrorBoundary::setMessageBox(nullptr); }
-
-    BurnDialogContext context() { return {engine, skin, main, state}; }
 
     template <class T = QLabel> T* child(const QString& name) const {
         T* found = panel.findChild<T*>(name);

@@ -1,7 +1,7 @@
 // The burn panel's blank test: the disc in the rip panel's chosen drive, asked of the CD tools.
 #include "burn/FrameBurn.h"
-#include "shell/common/ErrorBoundary.h"
-#include "shell/common/SharedState.h"
+#include "panelkit/ErrorBoundary.h"
+#include "panelkit/SharedState.h"
 #include "tests/fakes/Fakes.h"
 
 #include <QLabel>
@@ -16,9 +16,10 @@ struct BlankFixture {
     FakeCommonDialog dialog{&log};
     FakeMessageBox messageBox{&log};
     FakeHarnTools tools{&log};
+    FakeSkin skin{&log};
     FakeMainWindow main{&log};
     SharedState state;
-    FrameBurn panel{{engine, dialog, messageBox, tools, main, state}};
+    FrameBurn panel{{engine, dialog, messageBox, tools, skin, main, state}};
 
     BlankFixture() {
         ErrorBoundary::setMessageBox(&messageBox);

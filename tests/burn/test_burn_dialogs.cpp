@@ -62,7 +62,7 @@ private Q_SLOTS:
             f.engine.acceptSpeed = [=](qint16 n) { return qint16(std::min<int>(n, clampAbove)); };
         else if (!offered.isEmpty())
             f.engine.acceptSpeed = [=](qint16 n) { return qint16(offered.contains(n) ? n : 1000); };
-        FrmSpeedSelect& dialog = f.main.frmSpeedSelect();
+        FrmSpeedSelect& dialog = f.panel.frmSpeedSelect();
         dialog.option(9)->setChecked(true);
         f.state.SelectedWriteSpeed = 9;
         f.engine.calls.clear();
@@ -95,7 +95,7 @@ private Q_SLOTS:
     void speedDialogLooksAsItAlwaysHas() {
         BurnFixture f;
         f.enter();
-        FrmSpeedSelect& dialog = f.main.frmSpeedSelect();
+        FrmSpeedSelect& dialog = f.panel.frmSpeedSelect();
         QCOMPARE(dialog.windowTitle(), QStringLiteral("Select Burn  Speed"));
         QCOMPARE(dialog.findChildren<QRadioButton*>().size(), 50);
         QVERIFY(dialog.findChild<QRadioButton*>("opt7x") &&
@@ -154,14 +154,17 @@ private Q_SLOTS:
         QCOMPARE(f.engine.burnMethod, 0);
         const qsizetype set = f.log.indexOf("AudioBurner.setBurnMethod(0)");
         QVERIFY(set >= 0);
-        QCOMPARE(f.log.calls.at(set + 1), QStringLiteral("MainWindow.RefreshDriveInfo()"));
+        // The drive box is filled again at once: read speed, buffer, type.
+        QCOMPARE(f.log.calls.mid(set + 1, 3),
+                 QStringList({"AudioBurner.MaxReadSpeed()", "AudioBurner.BufferSize()",
+                              "AudioBurner.RecorderType()"}));
         QCOMPARE(f.skin.count("LoadSkin"), 1); // loaded once, kept since
     }
 
     void burnMethodCaptions() {
         BurnFixture f;
         f.engine.burnMethod = 4;
-        FrmBurnMethod& dialog = f.main.frmBurnMethod();
+        FrmBurnMethod& dialog = f.panel.frmBurnMethod();
         QVERIFY(dialog.option(4)->isChecked());
         const QStringList captions = {
             "Auto",

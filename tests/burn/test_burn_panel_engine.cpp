@@ -8,8 +8,8 @@
 #include "burn/FrameBurn.h"
 #include "controls/ReportList.h"
 #include "controls/SkinCheckBox.h"
-#include "shell/common/ErrorBoundary.h"
-#include "shell/common/SharedState.h"
+#include "panelkit/ErrorBoundary.h"
+#include "panelkit/SharedState.h"
 #include "tests/fakes/Fakes.h"
 #include "tests/media/MediaTestSupport.h"
 
@@ -31,14 +31,13 @@ struct PanelOnEngine {
     FakeCommonDialog dialog{&log};
     FakeMessageBox messageBox{&log};
     FakeHarnTools tools{&log};
+    FakeSkin skin{&log};
     FakeMainWindow main{&log};
     SharedState state;
-    FrameBurn panel{{engine, dialog, messageBox, tools, main, state}};
+    FrameBurn panel{{engine, dialog, messageBox, tools, skin, main, state}};
 
     PanelOnEngine() {
         ErrorBoundary::setMessageBox(&messageBox);
-        main.onRefreshDriveInfo = [this] { panel.RefreshDriveInfo(); };
-        main.onReadDiscStatus = [this] { panel.ReadDiscStatus(); };
         panel.show();
     }
     ~PanelOnEngine() { ErrorBoundary::setMessageBox(nullptr); }

@@ -1,13 +1,12 @@
 #pragma once
 
-// The rip panel with the main window's wiring, as Form1 gives it: updatecd leads back to the
-// panel and the track-name dialog is made on first use and unloaded on request.
+// The rip panel on fakes, as Form1 gives it its components.
 #include "cd/FrameCDMode.h"
 #include "cd/TrackRename.h"
 #include "controls/ProgressBar.h"
 #include "controls/ReportList.h"
-#include "shell/common/ErrorBoundary.h"
-#include "shell/common/SharedState.h"
+#include "panelkit/ErrorBoundary.h"
+#include "panelkit/SharedState.h"
 #include "tests/fakes/Fakes.h"
 
 #include <QCheckBox>
@@ -29,27 +28,11 @@ struct CdFixture {
     FakeMainWindow main{&log};
     SharedState state;
     FakeDiscLookup lookup{&log};
-    FrameCDMode panel{{tools, mci, drives, settings, messageBox, main, state, lookup}};
-    std::unique_ptr<TrackRename> dialog;
+    FrameCDMode panel{{tools, mci, drives, settings, messageBox, skin, main, state, lookup}};
 
     CdFixture() {
         ErrorBoundary::setMessageBox(&messageBox);
         main.state = &state;
-        main.onUpdatecd = [this] { panel.updatecd(); };
-        main.trackRenameDialog = [this]() -> TrackRename& {
-            if (!dialog)
-                dialog = std::make_unique<TrackRename>(
-                    TrackRenameContext{skin, main, state, panel.trackList()}, &panel);
-            return *dialog;
-        };
-        main.onUnloadTrackRename = [this] {
-            if (!dialog)
-                return;
-            TrackRename* gone = dialog.release();
-            gone->Form_Unload();
-            gone->hide();
-            gone->deleteLater();
-        };
         tools.drives = {{0x010000, "PLEXTOR", "PX-716A", "1.11"},
                         {0x010100, "HL-DT-ST", "DVDRAM GH22NS50", "TN02"},
                         {0xff0000, "Melvane", "Image demo", "2.0"},

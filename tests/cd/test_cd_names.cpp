@@ -46,6 +46,7 @@ private Q_SLOTS:
         f.enter();
         f.lookup.releases = releases;
         f.messageBox.chosen = chosen;
+        const QPointer<TrackRename> dialog = &f.panel.frmTrackRename();
         f.log.clear();
         f.action("mnuoptcdlookup")->trigger();
         QCOMPARE(f.log.matching("DiscLookup."), QStringList{"DiscLookup.LookUpTrackNames(65536)"});
@@ -60,7 +61,7 @@ private Q_SLOTS:
         QCOMPARE(f.state.renamedTracks, False16);
         if (!chosen.contains(-1)) {
             // What "Send To Ripper" does: the list rebuilt, the dialog unloaded.
-            QCOMPARE(f.log.calls.last(), QStringLiteral("MainWindow.unloadTrackRename()"));
+            QTRY_VERIFY(dialog.isNull());
             QCOMPARE(f.row(3).mid(1), QStringList({"10:05:74", "101.98 MB", "3", "17:41:09"}));
         }
     }

@@ -7,8 +7,8 @@
 #include "convert/EqualizerWindow.h"
 #include "convert/FrameFileMode.h"
 #include "convert/PlayerStrip.h"
-#include "shell/common/ErrorBoundary.h"
-#include "shell/common/SharedState.h"
+#include "panelkit/ErrorBoundary.h"
+#include "panelkit/SharedState.h"
 #include "tests/fakes/Fakes.h"
 
 #include <QLabel>

@@ -1,8 +1,7 @@
 #include "tests/fakes/FakeMainWindow.h"
 
 #include "components/Error.h"
-#include "shell/common/CommonHelpers.h"
-#include "shell/common/SharedState.h"
+#include "panelkit/SharedState.h"
 
 QString FakeMainWindow::SelectFolder(QWidget* owner, const QString& title) {
     record(QStringLiteral("SelectFolder"), {widgetName(owner), title});
@@ -12,49 +11,9 @@ QString FakeMainWindow::SelectFolder(QWidget* owner, const QString& title) {
     return chosen;
 }
 
-qint16 FakeMainWindow::CountCSString(const QVariant& value) const {
-    record(QStringLiteral("CountCSString"), {value.toString()});
-    return ::CountCSString(value);
-}
-
-QVariant FakeMainWindow::GetCSString(const QVariant& value, qint16 index) const {
-    record(QStringLiteral("GetCSString"), {value.toString(), QString::number(index)});
-    return ::GetCSString(value, index);
-}
-
-void FakeMainWindow::forward(const QString& member, const std::function<void()>& to) {
-    record(member);
-    if (to)
-        to();
-}
-
-FrmBurnMethod& FakeMainWindow::frmBurnMethod() {
-    if (!burnMethodDialog)
-        throw Error(QStringLiteral("the test gave no burn-method dialog"));
-    return burnMethodDialog();
-}
-
-FrmSpeedSelect& FakeMainWindow::frmSpeedSelect() {
-    if (!speedDialog)
-        throw Error(QStringLiteral("the test gave no speed dialog"));
-    return speedDialog();
-}
-
-TrackRename& FakeMainWindow::frmTrackRename() {
-    if (!trackRenameDialog)
-        throw Error(QStringLiteral("the test gave no track-name dialog"));
-    return trackRenameDialog();
-}
-
 qint32 FakeMainWindow::ripDriveAddress() const {
     record(QStringLiteral("ripDriveAddress"));
     if (!ripDrive)
         throw Error(QStringLiteral("No CD drive is chosen on the rip panel."));
     return ripDrive();
-}
-
-void FakeMainWindow::complete(const QString& member) {
-    record(member);
-    if (onCompletion)
-        onCompletion();
 }

@@ -1,6 +1,6 @@
 // The recorder's settings as read from a fake store, and the time text.
 #include "components/Error.h"
-#include "recorder/RecorderSettings.h"
+#include "core/RecorderSettings.h"
 #include "tests/fakes/FakeSettingsStore.h"
 
 #include <QTest>

@@ -1,8 +1,8 @@
 // The recorder window and its options dialog on fake components.
+#include "panelkit/ErrorBoundary.h"
+#include "panelkit/SharedState.h"
 #include "recorder/FrmMainA.h"
 #include "recorder/FrmOptions.h"
-#include "shell/common/ErrorBoundary.h"
-#include "shell/common/SharedState.h"
 #include "tests/fakes/Fakes.h"
 #include "tests/qt/ModalHelper.h"
 

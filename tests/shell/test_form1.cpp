@@ -8,9 +8,9 @@
 #include "components/Error.h"
 #include "controls/ReportList.h"
 #include "convert/FrameFileMode.h"
+#include "panelkit/ErrorBoundary.h"
 #include "recorder/FrmMainA.h"
 #include "shell/Form1.h"
-#include "shell/common/ErrorBoundary.h"
 #include "tests/fakes/Fakes.h"
 #include "volume/VolumeControl.h"
 
@@ -300,16 +300,16 @@ private Q_SLOTS:
         f.log.clear();
         f.form->Command10_Click();
         QVERIFY(f.log.calls.contains("AudioBurner.RecorderCount()"));
-        MainWindow& main = *f.form;
         f.log.clear();
-        main.RefreshDriveInfo();
-        main.ReadDiscStatus();
+        f.form->RefreshDriveInfo();
+        f.form->ReadDiscStatus();
         QVERIFY(f.log.calls.contains("AudioBurner.MaxReadSpeed()"));
         QVERIFY(f.log.calls.contains("AudioBurner.RefreshDisc()"));
-        FrmBurnMethod* method = &main.frmBurnMethod();
-        FrmSpeedSelect* speed = &main.frmSpeedSelect();
-        QCOMPARE(&main.frmBurnMethod(), method);
-        QCOMPARE(&main.frmSpeedSelect(), speed);
+        FrameBurn& panel = *f.form->burnPanel();
+        FrmBurnMethod* method = &panel.frmBurnMethod();
+        FrmSpeedSelect* speed = &panel.frmSpeedSelect();
+        QCOMPARE(&panel.frmBurnMethod(), method);
+        QCOMPARE(&panel.frmSpeedSelect(), speed);
         QCOMPARE(method->parentWidget(), f.form.get());
         QVERIFY(speed->isWindow() && !speed->isVisible());
         for (QObject* dialog : {static_cast<QObject*>(method), static_cast<QObject*>(speed)})
@@ -332,7 +332,7 @@ private Q_SLOTS:
         MainWindow& main = *f.form;
         QCOMPARE(main.ripDriveAddress(), 0x010000);
         f.log.clear();
-        main.updatecd();
+        f.form->updatecd();
         QCOMPARE(f.log.matching("Mci.mciSendString(open"),
                  QStringList({"Mci.mciSendString(open cdaudio alias cd1)"}));
 
@@ -341,19 +341,20 @@ private Q_SLOTS:
         f.child("Command26")->click();
         QVERIFY(f.log.calls.contains("HarnTools.DiscState(65536)"));
 
-        QPointer<TrackRename> first = &main.frmTrackRename();
-        QCOMPARE(&main.frmTrackRename(), first.data());
+        FrameCDMode& panel = *f.form->cdModePanel();
+        QPointer<TrackRename> first = &panel.frmTrackRename();
+        QCOMPARE(&panel.frmTrackRename(), first.data());
         QCOMPARE(first->parentWidget(), f.form.get());
         QVERIFY(first->isWindow() && !first->isVisible());
         QCOMPARE(first->songList().Count(), 2);
         QCOMPARE(first->songList().Text(2), QStringLiteral("Track02"));
         f.form->state().renamedTracks = True16;
-        main.unloadTrackRename();
+        panel.unloadTrackRename();
         QCOMPARE(f.form->state().renamedTracks, False16);
         QVERIFY(!first->isVisible());
         QTRY_VERIFY(first.isNull());
 
-        TrackRename& second = main.frmTrackRename();
+        TrackRename& second = panel.frmTrackRename();
         QObject::connect(&second, &QObject::destroyed,
                          [&f] { f.log.calls << QStringLiteral("frmTrackRename unloaded"); });
         f.form->state().renamedTracks = True16;
@@ -472,8 +473,9 @@ private Q_SLOTS:
                          "FolderBrowse.setEditBox(true)", "FolderBrowse.setNewFolderButton(true)",
                          "FolderBrowse.setTitle(Prompt)", "FolderBrowse.BrowseForFolder()"}));
 
-        QCOMPARE(main.CountCSString(QStringLiteral("a\\ b \\c")), qint16(3));
-        QCOMPARE(main.GetCSString(QStringLiteral("a\\ b \\c"), 2).toString(), QStringLiteral("b"));
+        QCOMPARE(f.form->CountCSString(QStringLiteral("a\\ b \\c")), qint16(3));
+        QCOMPARE(f.form->GetCSString(QStringLiteral("a\\ b \\c"), 2).toString(),
+                 QStringLiteral("b"));
 
         // Each completion method moves the convert job on to the next checked row.
         f.form->Command8_Click();
@@ -482,9 +484,9 @@ private Q_SLOTS:
             f.form->fileModePanel()->Command2_Click();
         }
         f.form->fileModePanel()->Command12_Click();
-        for (void (MainWindow::*done)() : {&MainWindow::mp3donenowwhat, &MainWindow::wmadonenowwhat,
-                                           &MainWindow::decdonenowwhat})
-            (main.*done)();
+        for (void (Form1::*done)() :
+             {&Form1::mp3donenowwhat, &Form1::wmadonenowwhat, &Form1::decdonenowwhat})
+            (f.form.get()->*done)();
         QCOMPARE(f.log.matching(QStringLiteral("MEnc.setInputFile")),
                  QStringList({"MEnc.setInputFile(/in/1.wav)", "MEnc.setInputFile(/in/2.wav)",
                               "MEnc.setInputFile(/in/3.wav)", "MEnc.setInputFile(/in/4.wav)"}));

@@ -1,4 +1,4 @@
-#include "shell/common/CommonHelpers.h"
+#include "core/CommonHelpers.h"
 
 #include "components/Error.h"
 

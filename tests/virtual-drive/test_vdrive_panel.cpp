@@ -8,8 +8,8 @@
 #include "backends/burn/MediaTracks.h"
 #include "burn/FrameBurn.h"
 #include "controls/SkinCheckBox.h"
-#include "shell/common/ErrorBoundary.h"
-#include "shell/common/SharedState.h"
+#include "panelkit/ErrorBoundary.h"
+#include "panelkit/SharedState.h"
 #include "tests/fakes/Fakes.h"
 #include "tests/media/MediaTestSupport.h"
 
@@ -44,14 +44,13 @@ struct PanelOnDrives {
     FakeCommonDialog dialog{&log};
     FakeMessageBox messageBox{&log};
     FakeHarnTools tools{&log};
+    FakeSkin skin{&log};
     FakeMainWindow main{&log};
     SharedState state;
-    FrameBurn panel{{engine, dialog, messageBox, tools, main, state}};
+    FrameBurn panel{{engine, dialog, messageBox, tools, skin, main, state}};
 
     PanelOnDrives() {
         ErrorBoundary::setMessageBox(&messageBox);
-        main.onRefreshDriveInfo = [this] { panel.RefreshDriveInfo(); };
-        main.onReadDiscStatus = [this] { panel.ReadDiscStatus(); };
         panel.show();
         panel.enterBurnMode();
         // The disc is closed at the end, so that a burn that goes well says "Burn Complete!".

@@ -1,11 +1,11 @@
 // The volume control and its mixer module on a fake mixer: the scaling rules, the table, the
 // property rules, following outside changes, and the speaker's pop-up.
 #include "components/Error.h"
-#include "shell/common/ErrorBoundary.h"
+#include "core/VolumeMixer.h"
+#include "panelkit/ErrorBoundary.h"
 #include "tests/fakes/FakeDialogs.h"
 #include "tests/fakes/FakeMixer.h"
 #include "volume/VolumeControl.h"
-#include "volume/VolumeMixer.h"
 
 #include <QCheckBox>
 #include <QSignalSpy>

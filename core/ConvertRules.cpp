@@ -1,4 +1,4 @@
-#include "convert/ConvertRules.h"
+#include "core/ConvertRules.h"
 
 #include "components/Error.h"
 #include "components/HarnMediaUtils.h"

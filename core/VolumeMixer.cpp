@@ -1,4 +1,4 @@
-#include "volume/VolumeMixer.h"
+#include "core/VolumeMixer.h"
 
 #include "components/Checked.h"
 

@@ -1,4 +1,4 @@
-#include "recorder/RecorderSettings.h"
+#include "core/RecorderSettings.h"
 
 #include "components/Checked.h"
 #include "components/Error.h"

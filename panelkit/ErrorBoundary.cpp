@@ -1,4 +1,4 @@
-#include "shell/common/ErrorBoundary.h"
+#include "panelkit/ErrorBoundary.h"
 
 #include "components/Error.h"
 #include "components/MessageBox.h"

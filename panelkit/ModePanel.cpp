@@ -1,4 +1,4 @@
-#include "shell/common/ModePanel.h"
+#include "panelkit/ModePanel.h"
 
 #include <QAbstractButton>
 #include <QMouseEvent>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "shell/common/Bool16.h"
+#include "core/Bool16.h"
 
 #include <QString>
 
