@@ -49,9 +49,8 @@ private Q_SLOTS:
         QCOMPARE(calls.keys(), QStringList({"disc", "eject", "recorders"}));
         QCOMPARE(calls["recorders"][0], 2); // the writer and the image recorder
         QCOMPARE(calls["disc"][0], 0);      // blank
-        for (const QString& call : calls.keys()) {
+        for (const QString& call : {"recorders", "disc", "eject"})
             QVERIFY2(calls[call][2] < 300, qPrintable(call + ": " + r.out));
-        }
         // The writer did make the window wait somewhere: the disc was spun up for it.
         QVERIFY2(calls["recorders"][1] + calls["disc"][1] >= 1500, qPrintable(r.out));
     }
