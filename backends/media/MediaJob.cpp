@@ -20,7 +20,7 @@ namespace {
 // encoder takes its audio in blocks of several seconds and may then be busy for a while; the
 // reader (a drive, above all) keeps going meanwhile, so that its next block is there when an
 // encoder is free. Many channels at a high rate get less, so as not to hold much memory.
-constexpr qint64 kSecondsAhead = 12;
+constexpr qint64 kSecondsAhead = 8;
 constexpr qint64 kMostSamplesAhead = 2 << 20; // 4 MB
 constexpr qint64 kFewestPiecesAhead = 6;
 

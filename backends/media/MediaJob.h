@@ -42,7 +42,7 @@ public:
         qint64 pieceFrames = 16384;
         // Read the source on a thread of its own, ahead of the sink. It pays when both sides
         // work (decoding and encoding, reading a CD and encoding): the reader goes on while an
-        // encoder is busy with a block, up to about 12 s of audio ahead. A sink that only hands
+        // encoder is busy with a block, up to about 8 s of audio ahead. A sink that only hands
         // PCM on (a player's pipe) does not need it.
         bool readAhead = true;
         // With readAhead: how long the source may go without delivering a frame or showing

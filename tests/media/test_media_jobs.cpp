@@ -233,7 +233,8 @@ void TestMediaJobs::cancelNeverWaits() {
 }
 
 // While the sink is busy (an MP3 encoder with a block of several seconds), the source goes on
-// being read up to about 12 s of audio ahead, and every frame still arrives, in order.
+// being read up to about 8 s of audio ahead (more than one MP3 block), and every frame still
+// arrives, in order.
 void TestMediaJobs::readerRunsAheadOfABusySink() {
     struct Shared {
         std::mutex mutex;
@@ -241,7 +242,7 @@ void TestMediaJobs::readerRunsAheadOfABusySink() {
         qint64 delivered = 0;
     };
     constexpr qint64 kTotal = 30 * 44100;
-    constexpr qint64 kAhead = 10 * 44100;
+    constexpr qint64 kAhead = 7 * 44100;
     // Frame i holds i in both channels (modulo 2^16), so order and completeness show.
     struct CountingSource final : PcmSource {
         explicit CountingSource(std::shared_ptr<Shared> s) : shared(std::move(s)) {}
