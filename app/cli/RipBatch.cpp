@@ -21,11 +21,12 @@ namespace {
 constexpr int kBarCells = 20;
 
 EncodedSink::Options encoding(const QString& format, int bitrateKbps, bool overwrite,
-                              QMap<QString, QString> tags) {
+                              const QStringList& sources, QMap<QString, QString> tags) {
     EncodedSink::Options options;
     options.tags = std::move(tags);
     options.bitRate = qint64(bitrateKbps) * 1000;
     options.overwrite.replace = overwrite;
+    options.overwrite.sources = sources;
     if (format == QLatin1String("mp3"))
         options.codec = OutputCodec::Mp3Lame;
     else if (format == QLatin1String("wma"))
@@ -113,6 +114,7 @@ void RipBatch::startTrack(Rip& rip) {
             rip.files << QDir(m_request.outputFolder).filePath(stem + u'.' + format);
             ripping->addFile(rip.files.last(),
                              encoding(format, m_request.bitrateKbps, m_request.overwrite,
+                                      cdio::ripSources(m_drive),
                                       cdio::trackTags(m_record->metadata, rip.track,
                                                       m_toc.audioTrackCount(), title, format)));
         }
@@ -251,7 +253,9 @@ bool RipBatch::writeReports() {
         return true;
     const QStringList paths = ripReportPaths(*m_record, m_request);
     try {
-        cdio::writeFile(paths.first(), cdio::ripLogText(*m_record).toUtf8(), m_request.overwrite);
+        const QStringList sources = cdio::ripSources(m_drive);
+        cdio::writeFile(paths.first(), cdio::ripLogText(*m_record).toUtf8(), m_request.overwrite,
+                        sources);
         say(stdout, QStringLiteral("Log %1").arg(paths.first()));
         const bool anyRipped = std::any_of(m_record->tracks.begin(), m_record->tracks.end(),
                                            [](const cdio::RippedTrack& t) { return t.ripped(); });
@@ -259,7 +263,7 @@ bool RipBatch::writeReports() {
             cdio::writeFile(paths[i + 1],
                             cdio::cueSheetBytes(cdio::ripCueSheet(*m_record, m_request.formats[i],
                                                                   m_request.outputFolder)),
-                            m_request.overwrite);
+                            m_request.overwrite, sources);
             say(stdout, QStringLiteral("Cue sheet %1").arg(paths[i + 1]));
         }
     } catch (const Error& e) {

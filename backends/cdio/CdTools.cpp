@@ -145,6 +145,7 @@ void CdTools::rip(qint32 address, const QString& path, qint32 track, OutputCodec
     EncodedSink::Options options;
     options.codec = codec;
     options.overwrite = Overwrite();
+    options.overwrite.sources += ripSources(drive);
     if (codec != OutputCodec::Wav)
         options.bitRate = checkedBitRate(Mp3Bitrate(), path);
     const std::optional<qint32> offset = readOffset(drive);
