@@ -19,6 +19,7 @@
 #include "backends/media/MediaJob.h"
 #include "backends/qt/QtBackends.h"
 #include "components/Error.h"
+#include "core/ProcessMemory.h"
 #include "panelkit/ErrorBoundary.h"
 #include "shell/Form1.h"
 
@@ -113,5 +114,6 @@ int run(int argc, char** argv) {
 } // namespace
 
 int main(int argc, char** argv) {
+    returnLargeBlocksToTheSystem();
     endProcess(run(argc, argv));
 }

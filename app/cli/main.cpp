@@ -17,6 +17,7 @@
 #include "backends/audio/ProcessEnd.h"
 #include "backends/media/Codecs.h"
 #include "backends/media/MediaJob.h"
+#include "core/ProcessMemory.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -327,5 +328,6 @@ int run(int argc, char** argv) {
 } // namespace
 
 int main(int argc, char** argv) {
+    returnLargeBlocksToTheSystem();
     endProcess(run(argc, argv));
 }

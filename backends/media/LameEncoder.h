@@ -24,12 +24,14 @@
 
 class LameEncoder {
 public:
-    // Blocks of this many frames (6.7 s at 44.1 kHz). A block starts this many frames early: its
-    // encoder's reservoir, empty after the last block it did, takes that long to fill as the
-    // one encoder's would have (shorter warm-ups leave the first kept frames short of bits,
-    // measured up to 1.3 dB worse around seams at 12 frames and 128 kbit/s); and it ends as
-    // many frames late as the seam may move.
-    static constexpr int kBlockFrames = 256;
+    // Blocks of this many frames (13.4 s at 44.1 kHz): each block also encodes its warm-up and
+    // seam frames, 6 % more work at 512 frames against 12 % at 256 (CPU time of a 10-minute file
+    // 3.84 s against 4.03 s; lame itself 3.92 s), for about 3 MB more audio held per encoder.
+    // A block starts this many frames early: its encoder's reservoir, empty after the last block
+    // it did, takes that long to fill as the one encoder's would have (shorter warm-ups leave the
+    // first kept frames short of bits, measured up to 1.3 dB worse around seams at 12 frames and
+    // 128 kbit/s); and it ends as many frames late as the seam may move.
+    static constexpr int kBlockFrames = 512;
     static constexpr int kWarmUpFrames = 28;
     static constexpr int kSeamFrames = 4;
     // The end of the stream is shared out in blocks no shorter than this.
