@@ -16,6 +16,7 @@
 #include <QListWidget>
 #include <QPushButton>
 #include <QTest>
+#include <QTimer>
 
 struct CdFixture {
     CallLog log;
@@ -71,6 +72,7 @@ struct CdFixture {
     ProgressBar* bar(const QString& name) const { return child<ProgressBar>(name); }
     QString text(const QString& name) const { return child<QLabel>(name)->text(); }
     QAction* action(const QString& name) const { return child<QAction>(name); }
+    QTimer* ripClock() const { return child<QTimer>(QStringLiteral("Timer1")); }
 
     // The user picks drive index in Combo1.
     void pickDrive(int index) {

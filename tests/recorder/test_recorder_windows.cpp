@@ -72,7 +72,8 @@ struct RecorderFixture {
     QString txtFile() const { return child<QLineEdit>("TxtFile")->text(); }
     bool optionsEnabled() const { return child<QAction>("mnuOptions")->isEnabled(); }
     bool pausedShown() const { return child<QLabel>("LabelPaused")->isVisible(); }
-    bool timerOn() const { return window.timerProgress()->isActive(); }
+    QTimer* timer() const { return child<QTimer>(QStringLiteral("TimerProgress")); }
+    bool timerOn() const { return timer()->isActive(); }
     void tick() { window.TimerProgress_Timer(); }
     void click(const char* name) { child<QPushButton>(QLatin1String(name))->click(); }
 
@@ -85,6 +86,14 @@ struct RecorderFixture {
                 calls << call;
         log.clear();
         return calls;
+    }
+
+    // Settings as an earlier session stored them, read by loading the window afresh.
+    void reload(const QMap<QString, QString>& stored) {
+        for (auto it = stored.cbegin(); it != stored.cend(); ++it)
+            store.settings.insert(QStringLiteral("QuillRecorder/Settings/") + it.key(), it.value());
+        window.close();
+        window.open();
     }
 
     // Opens the options dialog and hands it to `answer` while it is shown; false when it did
@@ -111,7 +120,7 @@ private Q_SLOTS:
         QCOMPARE(f.log.calls.mid(0, 2), QStringList({"Skin.LoadSkin(/opt/melvane/melvane.skn)",
                                                      "Skin.ApplySkin(FrmMainA)"}));
         QVERIFY(!f.timerOn());
-        QCOMPARE(f.window.timerProgress()->interval(), 200);
+        QCOMPARE(f.timer()->interval(), 200);
         const std::pair<const char*, const char*> captions[] = {
             {"CmdRecord", "Record"}, {"CmdPause", "Pause"}, {"CmdStop", "Stop"},
             {"CmdPlay", "Play"},     {"Command1", "Reset"}, {"CmdDest", "Destination...."}};
@@ -277,8 +286,7 @@ private Q_SLOTS:
         QFETCH(qint32, format);
         QFETCH(QString, written);
         RecorderFixture f;
-        f.window.settings().SaveToPath = path;
-        f.window.settings().OutputFormat = format;
+        f.reload({{"SaveToPath", path}, {"OutputFormat", QString::number(format)}});
         f.click("CmdRecord");
         QCOMPARE(f.log.matching("Record.setFileName"),
                  QStringList({"Record.setFileName(" + written + ")"}));
@@ -298,7 +306,7 @@ private Q_SLOTS:
         const QString take = dir.filePath(QStringLiteral("take.mp3"));
         QVERIFY(QFile(take).open(QIODevice::WriteOnly));
         RecorderFixture f;
-        f.window.settings().SaveToPath = take;
+        f.reload({{"SaveToPath", take}});
         f.messageBox.results << MessageBox::Result::No;
         f.click("CmdRecord");
         QCOMPARE(f.messageBox.shown.size(), 1);
@@ -333,7 +341,7 @@ private Q_SLOTS:
         QCOMPARE(f.record.count("StartRecording"), 2);
 
         // A name that is free asks nothing.
-        f.window.settings().SaveToPath = dir.filePath(QStringLiteral("new.mp3"));
+        f.reload({{"SaveToPath", dir.filePath(QStringLiteral("new.mp3"))}});
         f.click("CmdRecord");
         QCOMPARE(f.messageBox.shown.size(), 3);
         QCOMPARE(f.record.count("StartRecording"), 3);
@@ -446,11 +454,16 @@ private Q_SLOTS:
         QCOMPARE(f.saveDialog.count("ShowSave"), 2);
     }
 
-    // Closing stops the recording (kept) and the player; reopening reads the settings again.
+    // Closing stops the recording (kept) and the player; reopening reads the settings again,
+    // so a choice saved in the options lasts until then.
     void closeAndReopen() {
         RecorderFixture f;
+        QVERIFY(f.options([](FrmOptions* d) {
+            in<QComboBox>(d, "CmbBitrates")->setCurrentIndex(4);
+            in<QPushButton>(d, "CmdSave")->click();
+        }));
+        QCOMPARE(f.window.settings().MP3Bitrate, 320);
         f.click("CmdRecord");
-        f.window.settings().MP3Bitrate = 320;
         f.take();
         f.window.close();
         QCOMPARE(f.take(), QStringList({"Player.StopPlayback()", "Record.StopRecording()"}));
@@ -464,9 +477,7 @@ private Q_SLOTS:
     // the settings; the PCM format is clamped to the device's formats even when cancelled.
     void optionsArePresetAndClamped() {
         RecorderFixture f;
-        f.window.settings().SelectedDevice = QStringLiteral("hw:1");
-        f.window.settings().MP3Bitrate = 64;
-        f.window.deviceIds() = QStringList{QStringLiteral("stale")};
+        f.reload({{"SelectedDevice", "hw:1"}, {"MP3Bitrate", "64"}});
         f.log.clear();
         QVERIFY(f.options([&](FrmOptions* d) {
             QCOMPARE(d->windowTitle(), QStringLiteral("Options"));
@@ -489,27 +500,31 @@ private Q_SLOTS:
                 QVERIFY(in<QWidget>(d, name)->isEnabled());
             in<QPushButton>(d, "CmdCancel")->click();
         }));
-        QCOMPARE(f.window.deviceIds(), QStringList({"", "hw:0", "hw:1"}));
         QCOMPARE(f.window.settings().PCMFormat, 9);
         QCOMPARE(f.window.settings().SelectedDevice, QStringLiteral("hw:1"));
         QCOMPARE(f.take(), QStringList({"Record.ListDevices()", "Record.ListBitrates()",
                                         "Record.ListFormats(hw:1)"}));
-        QVERIFY(!f.window.optionsDialog());
+        QVERIFY(!f.window.findChild<FrmOptions*>());
 
-        // A bit rate the recorder does not offer leaves the list without a selection.
-        f.window.settings().MP3Bitrate = 100;
+        // A bit rate the recorder does not offer leaves the list without a selection. The
+        // devices are listed afresh at each opening.
+        f.record.devices = {{"", "hw:7"}, {"Line In", "hw:0"}, {"USB Mic", "hw:1"}};
+        f.reload({{"SelectedDevice", "hw:7"}, {"MP3Bitrate", "100"}});
+        f.log.clear();
         QVERIFY(f.options([](FrmOptions* d) {
             QCOMPARE(in<QComboBox>(d, "CmbBitrates")->currentIndex(), -1);
             QCOMPARE(items(in<QComboBox>(d, "CmbBitrates")),
                      QStringList({"32", "64", "128", "192", "320"}));
+            QCOMPARE(in<QComboBox>(d, "CmbSoundCards")->currentIndex(), 0);
         }));
+        QCOMPARE(f.log.matching("Record.ListFormats"), QStringList({"Record.ListFormats(hw:7)"}));
     }
 
     // Choosing a device refills its formats and lines; choosing a line applies it at once, and
     // it stays applied after Cancel. The format options lock the encoder either way.
     void optionsFollowTheUser() {
         RecorderFixture f;
-        f.window.settings().SelectedLine = 2;
+        f.reload({{"SelectedLine", "2"}});
         QVERIFY(f.options([&](FrmOptions* d) {
             auto* cards = in<QComboBox>(d, "CmbSoundCards");
             auto* lines = in<QComboBox>(d, "CmbLines");
@@ -595,7 +610,7 @@ private Q_SLOTS:
     void defaultDeviceNameIsTakenOneItemOn() {
         RecorderFixture f;
         f.record.devices = {{"", "hw:7"}, {"Line In", "hw:0"}, {"USB Mic", "hw:1"}};
-        f.window.settings().SelectedDevice = QStringLiteral("hw:7");
+        f.reload({{"SelectedDevice", "hw:7"}});
         QVERIFY(f.options([&](FrmOptions*) {
             QCOMPARE(f.log.matching("SoundCard.FindMixer"),
                      QStringList({"SoundCard.FindMixer(USB Mic)"}));

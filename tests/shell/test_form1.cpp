@@ -82,7 +82,7 @@ struct Form1Fixture : QObject {
         };
         c.applicationFolder = QStringLiteral("/opt/melvane");
         form = std::make_unique<Form1>(std::move(c));
-        form->volumeControl()->installEventFilter(this);
+        find<VolumeControl>().installEventFilter(this);
     }
 
     void load() {
@@ -96,11 +96,13 @@ struct Form1Fixture : QObject {
             qFatal("no %s", qPrintable(name));
         return found;
     }
+    // The one widget of its kind in the window: a panel, the volume control.
+    template <class T> T& find() const { return *child<T>(QString()); }
 
     bool eventFilter(QObject*, QEvent* event) override {
         if (event->type() == QEvent::EnabledChange)
             log.calls << QStringLiteral("VolumeControl1.Enabled(%1)")
-                             .arg(boolText(form->volumeControl()->isEnabled()));
+                             .arg(boolText(find<VolumeControl>().isEnabled()));
         return false;
     }
 
@@ -116,9 +118,9 @@ private:
 // volume control.
 void checkMode(Form1Fixture& f, Mode mode) {
     Form1& form = *f.form;
-    QCOMPARE(form.fileModePanel()->isVisible(), mode == Mode::Convert);
-    QCOMPARE(form.cdModePanel()->isVisible(), mode == Mode::Rip);
-    QCOMPARE(form.burnPanel()->isVisible(), mode == Mode::Burn);
+    QCOMPARE(f.find<FrameFileMode>().isVisible(), mode == Mode::Convert);
+    QCOMPARE(f.find<FrameCDMode>().isVisible(), mode == Mode::Rip);
+    QCOMPARE(f.find<FrameBurn>().isVisible(), mode == Mode::Burn);
     // Convert mode ticks the rip entry, as it always has.
     const QString ticked = mode == Mode::Burn ? "mnuoptmode3" : "mnuoptmode2";
     for (const QString name : {"mnuoptmode1", "mnuoptmode2", "mnuoptmode3"})
@@ -127,7 +129,7 @@ void checkMode(Form1Fixture& f, Mode mode) {
     QCOMPARE(form.state().burnModeFlag, burn ? True16 : False16);
     QCOMPARE(form.state().nonBurnModeFlag, burn ? False16 : True16);
     QCOMPARE(form.state().spareModeFlag, False16);
-    QCOMPARE(form.volumeControl()->isEnabled(), mode == Mode::Convert);
+    QCOMPARE(f.find<VolumeControl>().isEnabled(), mode == Mode::Convert);
 }
 
 } // namespace
@@ -150,8 +152,8 @@ private Q_SLOTS:
         QCOMPARE(f.child<QComboBox>("Combo1")->count(), 1);
         QCOMPARE(f.child<ReportList>("ListView1")->Count(), 2);
         QCOMPARE(f.form->windowTitle(), QStringLiteral(" Melvane 2.0"));
-        QCOMPARE(f.form->volumeControl()->DeviceToControl(), 0);
-        QCOMPARE(f.form->volumeControl()->Volume(), 50);
+        QCOMPARE(f.find<VolumeControl>().DeviceToControl(), 0);
+        QCOMPARE(f.find<VolumeControl>().Volume(), 50);
         QCOMPARE(f.form->state().renamedTracks, False16);
         QCOMPARE(f.form->state().newJob, True16);
         checkMode(f, Mode::Rip);
@@ -193,10 +195,9 @@ private Q_SLOTS:
                  QStringList({"Rip Mode", "Convert  Mode", "Burn Mode", "Record Mode"}));
         // Each panel's entries in its options menu.
         QCOMPARE(f.child<QMenu>("mnuoptfilemode")->actions(),
-                 f.form->fileModePanel()->optionsActions());
+                 f.find<FrameFileMode>().optionsActions());
         QVERIFY(f.child<QMenu>("mnuoptfilemode")->menuAction()->isEnabled());
-        QCOMPARE(f.child<QMenu>("mnuoptcdmode")->actions(),
-                 f.form->cdModePanel()->optionsActions());
+        QCOMPARE(f.child<QMenu>("mnuoptcdmode")->actions(), f.find<FrameCDMode>().optionsActions());
         QCOMPARE(texts(f.child<QMenu>("mnuoptcdmode")->actions()),
                  QStringList({"Rip To Wave", "Rip To MP3", "Rip To WMA", "Select All Tracks",
                               "Unselect All Tracks", "Refresh CD", "Clear Status", "Track Names...",
@@ -305,7 +306,7 @@ private Q_SLOTS:
         f.form->ReadDiscStatus();
         QVERIFY(f.log.calls.contains("AudioBurner.MaxReadSpeed()"));
         QVERIFY(f.log.calls.contains("AudioBurner.RefreshDisc()"));
-        FrameBurn& panel = *f.form->burnPanel();
+        FrameBurn& panel = f.find<FrameBurn>();
         FrmBurnMethod* method = &panel.frmBurnMethod();
         FrmSpeedSelect* speed = &panel.frmSpeedSelect();
         QCOMPARE(&panel.frmBurnMethod(), method);
@@ -341,7 +342,7 @@ private Q_SLOTS:
         f.child("Command26")->click();
         QVERIFY(f.log.calls.contains("HarnTools.DiscState(65536)"));
 
-        FrameCDMode& panel = *f.form->cdModePanel();
+        FrameCDMode& panel = f.find<FrameCDMode>();
         QPointer<TrackRename> first = &panel.frmTrackRename();
         QCOMPARE(&panel.frmTrackRename(), first.data());
         QCOMPARE(first->parentWidget(), f.form.get());
@@ -370,7 +371,7 @@ private Q_SLOTS:
         f.load();
         f.form->Command8_Click();
         // The convert panel's player plays through the graph while it lives.
-        auto* play = f.form->fileModePanel()->findChild<QPushButton*>("playButton");
+        auto* play = f.find<FrameFileMode>().findChild<QPushButton*>("playButton");
         QVERIFY(play->isEnabled());
         f.log.clear();
         QVERIFY(f.form->close());
@@ -403,9 +404,8 @@ private Q_SLOTS:
         f.load();
         Form1& form = *f.form;
         const auto running = [&] {
-            return form.state().burnRunning != False16 ||
-                   form.cdModePanel()->trackInProgress != False16 ||
-                   form.fileModePanel()->converting();
+            return form.state().burnRunning != False16 || f.find<FrameCDMode>().ripping() ||
+                   f.find<FrameFileMode>().converting();
         };
         if (job == "burn") {
             form.Command10_Click();
@@ -456,7 +456,7 @@ private Q_SLOTS:
         f.folderAnswers = QStringList{QStringLiteral("/music/in"), QString(), "/music/out", "/out"};
         f.form->Form_Load();
         MainWindow& main = *f.form;
-        QWidget* owner = f.form->fileModePanel();
+        QWidget* owner = &f.find<FrameFileMode>();
         // The folder picker starts where it ended last; a cancel forgets the folder.
         QCOMPARE(main.SelectFolder(owner, QStringLiteral("Select Folder To Open:")),
                  QStringLiteral("/music/in"));
@@ -481,9 +481,9 @@ private Q_SLOTS:
         f.form->Command8_Click();
         for (const char* name : {"/in/1.wav", "/in/2.wav", "/in/3.wav", "/in/4.wav"}) {
             f.comd->answers << QString::fromLatin1(name);
-            f.form->fileModePanel()->Command2_Click();
+            f.find<FrameFileMode>().Command2_Click();
         }
-        f.form->fileModePanel()->Command12_Click();
+        f.find<FrameFileMode>().Command12_Click();
         for (void (Form1::*done)() :
              {&Form1::mp3donenowwhat, &Form1::wmadonenowwhat, &Form1::decdonenowwhat})
             (f.form.get()->*done)();
@@ -500,7 +500,7 @@ private Q_SLOTS:
         QApplication::setActiveWindow(f.form.get());
         QVERIFY(QTest::qWaitForWindowActive(f.form.get()));
         QTest::mouseClick(f.child("Command13"), Qt::LeftButton);
-        QVERIFY(f.form->fileModePanel()->isVisible());
+        QVERIFY(f.find<FrameFileMode>().isVisible());
         const QWidget* focus = QApplication::focusWidget();
         const QString focusName = focus ? focus->objectName() : QString();
         QVERIFY2(!focus || !focus->property("modeButton").toBool(), qPrintable(focusName));
