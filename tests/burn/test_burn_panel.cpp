@@ -5,7 +5,6 @@
 #include "tests/burn/BurnPanelFixture.h"
 
 #include <QComboBox>
-#include <QSignalSpy>
 #include <QTimer>
 
 class TestBurnPanel : public QObject {
@@ -41,9 +40,7 @@ private Q_SLOTS:
         // The user picks the second recorder.
         f.add({"/m/a.wav"});
         f.log.clear();
-        QComboBox* picker = f.child<QComboBox>("driveCombo");
-        picker->setCurrentIndex(1);
-        Q_EMIT picker->activated(1);
+        f.pickRecorder(1);
         QCOMPARE(f.engine.currentRecorder, qint16(2));
         QCOMPARE(f.state.currentDrive, qint16(2));
         QCOMPARE(f.text("driveTypeLbl"), QStringLiteral("CD-R"));
@@ -55,7 +52,7 @@ private Q_SLOTS:
         // No recorder: an empty list, and the boxes keep what they showed.
         f.engine.recorders.clear();
         f.panel.enterBurnMode();
-        QCOMPARE(picker->count(), 0);
+        QCOMPARE(combo->count(), 0);
         QCOMPARE(f.text("driveTypeLbl"), QStringLiteral("CD-R"));
     }
 
@@ -148,6 +145,38 @@ private Q_SLOTS:
         f.button("RefreshBtn")->click();
         QCOMPARE(f.engine.count("Eject"), 1);
         QCOMPARE(f.engine.count("RefreshDisc"), 3);
+    }
+
+    // The blank test asks the CD tools about the drive chosen on the rip panel; with none
+    // chosen the report says so and the tools are not asked.
+    void blankTest_data() {
+        QTest::addColumn<int>("discState"); // -1: no drive chosen
+        QTest::addColumn<QString>("text");
+        QTest::newRow("blank") << 2 << "The Disc Is Blank";
+        QTest::newRow("finalised") << 0 << "The Disc Is Not Blank!";
+        QTest::newRow("appendable") << 1 << "The Disc Is Not Blank!";
+        QTest::newRow("other") << 3 << "The Disc Is Not Blank!";
+        QTest::newRow("no drive") << -1 << "";
+    }
+    void blankTest() {
+        QFETCH(int, discState);
+        QFETCH(QString, text);
+        BurnFixture f;
+        f.tools.drives = {{0x010200, "PLEXTOR", "PX-716A", "1.11"}};
+        if (discState >= 0)
+            f.main.ripDrive = [] { return 0x010200; };
+        f.tools.discState = discState;
+        f.log.clear();
+        f.button("Command26")->click();
+        QCOMPARE(f.button("Command26")->text(), QStringLiteral("Command26"));
+        QCOMPARE(f.text("SkinLabel32"), text);
+        if (discState >= 0) {
+            QCOMPARE(f.log.calls,
+                     QStringList({"MainWindow.ripDriveAddress()", "HarnTools.DiscState(66048)"}));
+        } else {
+            QCOMPARE(f.shown(), QStringList{"No CD drive is chosen on the rip panel."});
+            QCOMPARE(f.tools.count("DiscState"), 0);
+        }
     }
 
     void burnControlsSwitchTogether() {

@@ -60,6 +60,14 @@ struct CdFixture {
         panel.show();
         panel.enterRipMode();
     }
+    // Entered, and set to rip WAV into /rips with numbered names.
+    void enterForWaveRips() {
+        main.folders = {QStringLiteral("/rips")};
+        enter();
+        action(QStringLiteral("mnuoptcdmode1"))->trigger();
+        child(QStringLiteral("Command16"))->click();
+        child<QCheckBox>(QStringLiteral("Check1"))->setChecked(false);
+    }
 
     template <class T = QPushButton> T* child(const QString& name) const {
         T* found = panel.findChild<T*>(name);

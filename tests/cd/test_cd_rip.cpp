@@ -9,11 +9,7 @@ namespace {
 struct RipFixture : CdFixture {
     QList<double> totals; // tprog after each finished track
     RipFixture() {
-        main.folders = {QStringLiteral("/rips")};
-        enter();
-        action("mnuoptcdmode1")->trigger();
-        child("Command16")->click();
-        child<QCheckBox>("Check1")->setChecked(false);
+        enterForWaveRips();
         checkOnly({1, 2, 3});
         // After the panel's own handler: what tprog shows once a track is done.
         QObject::connect(&tools, &HarnTools::RipProgress, &panel, [this](double percent) {

@@ -252,11 +252,7 @@ private Q_SLOTS:
     // Even a 100 that was already under way (its file complete) changes nothing.
     void ejectDuringARipCancelsIt() {
         CdFixture f;
-        f.main.folders = {QStringLiteral("/rips")};
-        f.enter();
-        f.action("mnuoptcdmode1")->trigger();
-        f.child("Command16")->click();
-        f.child<QCheckBox>("Check1")->setChecked(false);
+        f.enterForWaveRips();
         f.checkOnly({1, 2, 3});
         f.state.newJob = True16;
         f.tools.progressOnRip = {40, 100};
