@@ -33,9 +33,9 @@ FrameBurn::FrameBurn(BurnContext context, QWidget* parent)
     list.setSelectionMode(QAbstractItemView::SingleSelection);
     list.header()->setSectionResizeMode(0, QHeaderView::ResizeToContents);
     list.setTextElideMode(Qt::ElideMiddle);
-    Timer2 = new QTimer(this);
-    Timer2->setObjectName(QStringLiteral("Timer2"));
-    Timer2->setInterval(100);
+    m_leadOutMonitor = new QTimer(this);
+    m_leadOutMonitor->setObjectName(QStringLiteral("Timer2"));
+    m_leadOutMonitor->setInterval(100);
     connectHandlers();
 }
 
@@ -93,7 +93,7 @@ void FrameBurn::connectHandlers() {
 }
 
 void FrameBurn::enterBurnMode() {
-    leadOutSeen = False16;
+    m_leadOutSeen = False16;
     const std::pair<SkinCheckBox*, const char*> boxes[] = {
         {m_ui->TestBurnChk, "Only Test Burn"},
         {m_ui->FinilizeCDChk, "Finalize Disc"},
@@ -111,9 +111,9 @@ void FrameBurn::enterBurnMode() {
         bar->setMin(0);
         bar->setMax(100);
     }
-    burnEnded = False16;
+    m_burnEnded = False16;
     state.burnRunning = False16;
-    burnSpare = False16;
+    m_burnSpare = False16;
     state.SelectedWriteSpeed = m_context.AudioBurner1.MaxWriteSpeed();
 }
 
@@ -127,25 +127,25 @@ QString FrameBurn::AskMusicFile(const QString& title) {
     dialog.ShowOpen();
     const QString name = dialog.FileName();
     if (!name.isEmpty()) {
-        lastFile = name;
+        m_lastFile = name;
         chosen = name;
     }
     return chosen;
 }
 
 void FrameBurn::AddBtn_Click() {
-    lastFile = AskMusicFile(QStringLiteral("Add File"));
-    if (lastFile.isEmpty())
+    m_lastFile = AskMusicFile(QStringLiteral("Add File"));
+    if (m_lastFile.isEmpty())
         return;
-    appendToCompilation(lastFile);
+    appendToCompilation(m_lastFile);
 }
 
 void FrameBurn::appendToCompilation(const QString& path) {
     SharedState& state = m_context.state;
     state.trackCount = checked::add16(state.trackCount, 1);
     ReportList& list = *m_ui->ListView2;
-    lastItem = list.Add(QString::number(state.trackCount));
-    list.setSubItem(lastItem, 1, path);
+    m_lastItem = list.Add(QString::number(state.trackCount));
+    list.setSubItem(m_lastItem, 1, path);
     m_context.AudioBurner1.AddTrack(path);
     showCompilationSize();
 }

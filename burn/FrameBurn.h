@@ -89,23 +89,6 @@ public:
     FrmSpeedSelect& frmSpeedSelect();
     void unloadDialogs();
 
-    // The text of the last recorder entry built, and the compilation's last file and row.
-    QString driveEntryText;
-    QString lastFile;
-    qint32 lastItem = 0;
-    // The burn ended (set by BurnFinished, read by the start path); the spare flag; and the
-    // dormant lead-out monitor's state.
-    Bool16 burnEnded = False16;
-    Bool16 burnSpare = False16;
-    Bool16 leadOutSeen = False16;
-    // The lead-in/lead-out monitor, 100 ms: made stopped, and nothing starts it; the burn is
-    // followed through the engine's events alone.
-    QTimer* Timer2 = nullptr;
-    // The blank test's outcome: the disc is blank, the tools' disc state, and a text kept empty.
-    Bool16 discBlank = False16;
-    qint32 blankTestResult = 0;
-    QString blankTestText;
-
 private:
     void setBurnControlsEnabled(bool on);
     void showCompilationSize();
@@ -119,4 +102,21 @@ private:
     std::unique_ptr<Ui::FrameBurn> m_ui;
     std::unique_ptr<FrmBurnMethod> m_frmBurnMethod;
     std::unique_ptr<FrmSpeedSelect> m_frmSpeedSelect;
+
+    // The text of the last recorder entry built, and the compilation's last file and row.
+    QString m_driveEntryText;
+    QString m_lastFile;
+    qint32 m_lastItem = 0;
+    // The burn ended (set by BurnFinished, read by the start path); the spare flag; and the
+    // dormant lead-out monitor's state.
+    Bool16 m_burnEnded = False16;
+    Bool16 m_burnSpare = False16;
+    Bool16 m_leadOutSeen = False16;
+    // "Timer2", the lead-in/lead-out monitor, 100 ms: made stopped, and nothing starts it; the
+    // burn is followed through the engine's events alone.
+    QTimer* m_leadOutMonitor = nullptr;
+    // The blank test's outcome: the disc is blank, the tools' disc state, and a text kept empty.
+    Bool16 m_discBlank = False16;
+    qint32 m_blankTestResult = 0;
+    QString m_blankTestText;
 };

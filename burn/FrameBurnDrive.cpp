@@ -33,10 +33,10 @@ void FrameBurn::FillDriveList() {
     for (state.currentDrive = 1; state.currentDrive <= count;
          state.currentDrive = checked::add16(state.currentDrive, 1)) {
         engine.setCurrentRecorder(state.currentDrive);
-        driveEntryText = QStringLiteral(" ") + engine.RecorderVendor() + QStringLiteral("  ") +
-                         engine.RecorderProduct() + QStringLiteral("  ") +
-                         engine.RecorderRevision();
-        m_ui->driveCombo->addItem(driveEntryText);
+        m_driveEntryText = QStringLiteral(" ") + engine.RecorderVendor() + QStringLiteral("  ") +
+                           engine.RecorderProduct() + QStringLiteral("  ") +
+                           engine.RecorderRevision();
+        m_ui->driveCombo->addItem(m_driveEntryText);
     }
     if (m_ui->driveCombo->count() > 0) {
         m_ui->driveCombo->setCurrentIndex(0);
@@ -140,12 +140,12 @@ void FrameBurn::RefreshBtn_Click() {
 }
 
 void FrameBurn::Command26_Click() {
-    blankTestResult = 1;
-    blankTestText.clear();
+    m_blankTestResult = 1;
+    m_blankTestText.clear();
     const qint32 address = m_context.main.ripDriveAddress();
-    blankTestResult = m_context.test.DiscState(address);
-    const bool blank = blankTestResult == 2;
+    m_blankTestResult = m_context.test.DiscState(address);
+    const bool blank = m_blankTestResult == 2;
     m_ui->SkinLabel32->setText(blank ? QStringLiteral("The Disc Is Blank")
                                      : QStringLiteral("The Disc Is Not Blank!"));
-    discBlank = blank ? True16 : False16;
+    m_discBlank = blank ? True16 : False16;
 }

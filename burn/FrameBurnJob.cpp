@@ -31,7 +31,7 @@ void FrameBurn::BurnNowBtn_Click() {
     engine.setRealBurn(m_ui->TestBurnChk->Value() != 1);
     engine.setKeepDiscOpen(m_ui->FinilizeCDChk->Value() != 1);
     engine.setWriteSpeed(state.SelectedWriteSpeed);
-    burnEnded = False16;
+    m_burnEnded = False16;
     window()->repaint();
     try {
         engine.StartBurn();
@@ -42,10 +42,10 @@ void FrameBurn::BurnNowBtn_Click() {
         ResetBurnPanel();
         throw;
     }
-    if (burnEnded != False16) {
+    if (m_burnEnded != False16) {
         m_ui->driveStatusLbl->setText(QStringLiteral("Idle"));
         ResetBurnPanel();
-        burnEnded = False16;
+        m_burnEnded = False16;
     } else {
         state.burnRunning = True16;
     }
@@ -85,7 +85,7 @@ void FrameBurn::AudioBurner1_Progress(qint16 percent) {
 }
 
 void FrameBurn::AudioBurner1_BurnFinished(qint32, const QString&) {
-    burnEnded = True16;
+    m_burnEnded = True16;
     if (m_context.state.burnRunning != False16) {
         m_ui->driveStatusLbl->setText(QStringLiteral("Idle"));
         ResetBurnPanel();

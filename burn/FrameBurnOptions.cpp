@@ -38,7 +38,7 @@ void FrameBurn::mnuoptburnmode2_Click() {
     const QString name = dialog.FileName();
     if (name.isEmpty())
         return;
-    lastFile = name;
+    m_lastFile = name;
     appendToCompilation(name);
 }
 

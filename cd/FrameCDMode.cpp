@@ -59,10 +59,10 @@ FrameCDMode::FrameCDMode(CDContext context, QWidget* parent)
     list.header()->setStretchLastSection(false);
     list.header()->setSectionResizeMode(QHeaderView::ResizeToContents);
     list.header()->setSectionResizeMode(1, QHeaderView::Stretch);
-    trackLengths = {QString()};
-    Timer1 = new QTimer(this);
-    Timer1->setObjectName(QStringLiteral("Timer1"));
-    Timer1->setInterval(1000);
+    m_trackLengths = {QString()};
+    m_ripClock = new QTimer(this);
+    m_ripClock->setObjectName(QStringLiteral("Timer1"));
+    m_ripClock->setInterval(1000);
     m_namesSeparator = new QAction(this);
     m_namesSeparator->setSeparator(true);
     connectHandlers();
@@ -133,7 +133,7 @@ void FrameCDMode::connectHandlers() {
     connect(m_ui->ListView1, &ReportList::DblClick, this,
             handler(this, &FrameCDMode::ListView1_DblClick));
     connect(m_ui->ListView1, &ReportList::RightButtonUp, this, &ModePanel::popUpRequested);
-    connect(Timer1, &QTimer::timeout, this, handler(this, &FrameCDMode::Timer1_Timer));
+    connect(m_ripClock, &QTimer::timeout, this, handler(this, &FrameCDMode::Timer1_Timer));
     HarnTools& tools = m_context.test;
     connect(&tools, &HarnTools::RipProgress, this,
             guarded([this](double percent) { test_RipProgress(percent); }));
@@ -175,13 +175,13 @@ void FrameCDMode::addStatus(const QString& line) {
 
 void FrameCDMode::mci(const QString& command) {
     QString reply;
-    lastMciResult = m_context.mci.mciSendString(command, reply);
+    m_lastMciResult = m_context.mci.mciSendString(command, reply);
 }
 
 void FrameCDMode::mci(const QString& command, QString& buffer) {
     QString reply = buffer;
-    lastMciResult = m_context.mci.mciSendString(command, reply);
-    if (lastMciResult == 0)
+    m_lastMciResult = m_context.mci.mciSendString(command, reply);
+    if (m_lastMciResult == 0)
         buffer = reply.left(buffer.size()).leftJustified(buffer.size());
 }
 
@@ -265,15 +265,15 @@ qint32 FrameCDMode::selectedDriveAddress() const {
 
 void FrameCDMode::Combo1_Click() {
     releaseDrives();
-    lastMciResult = 0;
+    m_lastMciResult = 0;
     const int position = m_ui->Combo1->currentIndex();
     // Only the first three drives move the letter list along.
     if (position >= 0 && position <= 2 && position < m_ui->Combo4->count())
         m_ui->Combo4->setCurrentIndex(position);
-    currentDriveLetter = m_ui->Combo4->currentText();
+    m_driveLetter = m_ui->Combo4->currentText();
     HarnTools& tools = m_context.test;
     const qint32 address = selectedDriveAddress();
-    driveTrackCount = tools.ReadTrackCount(address);
+    m_driveTrackCount = tools.ReadTrackCount(address);
     tools.ReadDiscInfo(address, 0);
     if (const char* message = dataDiscMessage(tools.DiscType())) {
         m_context.messageBox.MsgBox(QLatin1String(message), MessageBox::Buttons::OkOnly,
@@ -302,10 +302,10 @@ void FrameCDMode::updatecd() {
         const qint32 address = selectedDriveAddress();
         tools.SelectDrive(address);
         tools.ReadTrackCount(address);
-        tracks = state.renamedTracks ? tools.TrackCount() : driveTrackCount;
+        tracks = state.renamedTracks ? tools.TrackCount() : m_driveTrackCount;
     } else if (position == 1) {
         alias = QStringLiteral("cd2");
-        mci(QStringLiteral("open  ") + currentDriveLetter +
+        mci(QStringLiteral("open  ") + m_driveLetter +
             QStringLiteral(":\\  type cdaudio alias cd2"));
         mci(QStringLiteral("set cd2 time  format tmsf"));
         mci(QStringLiteral("status cd2 media present"), m_trackBuffer);
@@ -317,7 +317,7 @@ void FrameCDMode::updatecd() {
         tools.ReadTrackCount(address);
         tracks = tools.TrackCount();
     }
-    trackLengths = {QString()};
+    m_trackLengths = {QString()};
     for (qint32 n = 1; n <= tracks; ++n) {
         const QString number = QString::number(n);
         mci(QStringLiteral("status %1 length wait").arg(alias), m_totalBuffer);
@@ -325,7 +325,7 @@ void FrameCDMode::updatecd() {
             mci(QStringLiteral("status cd2 length") + number, m_trackBuffer);
         mci(QStringLiteral("status %1 length track ").arg(alias) + number, m_trackBuffer);
         const QString length = m_trackBuffer.trimmed().right(8);
-        trackLengths << length;
+        m_trackLengths << length;
         const qint32 row = list.Add(QString());
         const QString name = state.renamedTracks ? frmTrackRename().songList().Text(n)
                                                  : QStringLiteral("Track") + RipRules::twoDigits(n);

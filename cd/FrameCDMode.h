@@ -103,32 +103,8 @@ public:
     // audio hidden before track 1, which comes last.
     qint32 trackOfRow(qint32 row) const;
 
-    // Table of contents: the drive letter of the chosen drive, the track count read when it
-    // was chosen, the last MCI result, and each track's length (1-based, index 0 unused).
-    QString currentDriveLetter;
-    qint32 driveTrackCount = 0;
-    qint32 lastMciResult = 0;
-    QStringList trackLengths;
-
-    // Playback.
-    Bool16 cdStopped = False16;
-    Bool16 cdPaused = False16;
-    Bool16 cdPlaying = False16;
-    qint32 currentTrack = 0;
-
-    // The rip job.
-    qint32 totalTracks = 0;
-    qint32 tracksDone = 0;
-    qint32 ripTrack = 0;
-    QString ripTrackNumber; // "00"
-    QString ripTrackLength; // mm:ss
-    qint32 ripTrackSeconds = 0;
-    qint16 elapsedSeconds = 0;
-    double averageSpeed = 0;
-    Bool16 trackInProgress = False16;
-    QString rememberedFilename;
-    // Ticks once a second while a track is ripped.
-    QTimer* Timer1 = nullptr;
+    // A track is being ripped: closing the window now would lose it.
+    bool ripping() const { return m_ripping != False16; }
 
 private:
     enum class Format { Mp3, Wma, Wav };
@@ -167,4 +143,33 @@ private:
     // The last row is "Track00", the audio hidden before track 1.
     bool m_hiddenTrackRow = false;
     QAction* m_namesSeparator = nullptr;
+
+    // Table of contents: the drive letter of the chosen drive, the track count read when it
+    // was chosen, the last MCI result, and each track's length (1-based, index 0 unused).
+    QString m_driveLetter;
+    qint32 m_driveTrackCount = 0;
+    qint32 m_lastMciResult = 0;
+    QStringList m_trackLengths;
+
+    // Playback: stopped, paused, playing, and the track a double-click started.
+    Bool16 m_stopped = False16;
+    Bool16 m_paused = False16;
+    Bool16 m_playing = False16;
+    qint32 m_playingTrack = 0;
+
+    // The rip job: its tracks and those done; the row being ripped, its number ("00"), length
+    // (mm:ss) and seconds; the seconds it has taken and its speed; a track under way; and the
+    // file name kept when the format changes.
+    qint32 m_jobTracks = 0;
+    qint32 m_tracksDone = 0;
+    qint32 m_ripRow = 0;
+    QString m_ripNumber;
+    QString m_ripLength;
+    qint32 m_ripSeconds = 0;
+    qint16 m_elapsedSeconds = 0;
+    double m_averageSpeed = 0;
+    Bool16 m_ripping = False16;
+    QString m_rememberedFilename;
+    // "Timer1": ticks once a second while a track is ripped.
+    QTimer* m_ripClock = nullptr;
 };

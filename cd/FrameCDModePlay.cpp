@@ -20,22 +20,22 @@ void FrameCDMode::CmdPlay_Click() {
     const QString alias = playAlias();
     if (alias.isEmpty())
         return;
-    if (!cdStopped) {
+    if (!m_stopped) {
         mci(QStringLiteral("play ") + alias);
-        if (cdPaused) {
+        if (m_paused) {
             addStatus(QStringLiteral("Resume Play"));
-            cdPaused = False16;
+            m_paused = False16;
         } else {
             addStatus(QStringLiteral("Playing Audio CD"));
         }
-        cdPlaying = True16;
+        m_playing = True16;
         return;
     }
     // The first drive is stopped before it plays again; the second is not, as it always was.
     if (alias == QLatin1String("cd1"))
         mci(QStringLiteral("stop cd1"));
     mci(QStringLiteral("play %1 from 1").arg(alias));
-    cdStopped = False16;
+    m_stopped = False16;
 }
 
 void FrameCDMode::CmdPause_Click() {
@@ -45,8 +45,8 @@ void FrameCDMode::CmdPause_Click() {
     mci(QStringLiteral("pause ") + alias);
     addStatus(alias == QLatin1String("cd1") ? QStringLiteral("CD 1 Paused")
                                             : QStringLiteral("CD 2 Paused"));
-    cdPaused = True16;
-    cdPlaying = False16;
+    m_paused = True16;
+    m_playing = False16;
 }
 
 void FrameCDMode::CmdStop_Click() {
@@ -56,7 +56,7 @@ void FrameCDMode::CmdStop_Click() {
     mci(QStringLiteral("stop ") + alias);
     addStatus(QStringLiteral("Stop Playing CD"));
     mci(QStringLiteral("stop ") + alias);
-    cdStopped = True16;
+    m_stopped = True16;
 }
 
 qint32 FrameCDMode::GetSelectedTrackIndex() const {
@@ -68,18 +68,18 @@ void FrameCDMode::ListView1_DblClick() {
     if (alias.isEmpty())
         return;
     mci(QStringLiteral("stop ") + alias);
-    currentTrack = GetSelectedTrackIndex();
-    mci(QStringLiteral("play %1 from %2").arg(alias).arg(currentTrack));
-    addStatus(QStringLiteral("Playing Track ") + QString::number(currentTrack));
-    cdStopped = False16;
-    cdPlaying = True16;
+    m_playingTrack = GetSelectedTrackIndex();
+    mci(QStringLiteral("play %1 from %2").arg(alias).arg(m_playingTrack));
+    addStatus(QStringLiteral("Playing Track ") + QString::number(m_playingTrack));
+    m_stopped = False16;
+    m_playing = True16;
 }
 
 void FrameCDMode::cmdEject_Click() {
     if (playAlias().isEmpty())
         return;
     // A rip cannot go on without its disc: it stops here, before the tray opens.
-    if (trackInProgress)
+    if (m_ripping)
         cancelRip();
     releaseDrives();
     m_context.state.renamedTracks = False16;
@@ -92,7 +92,7 @@ void FrameCDMode::cancelRip() {
     m_context.test.CancelRip();
     // What was ripped before the eject still gets its log.
     m_context.test.EndRipJob();
-    addStatus(QStringLiteral("Ripping Track") + ripTrackNumber +
+    addStatus(QStringLiteral("Ripping Track") + m_ripNumber +
               QStringLiteral(" Cancelled: The Disc Was Ejected"));
     endTrack();
     m_ui->tprog->setValue(0);

@@ -54,7 +54,7 @@ void FrameCDMode::Combo2_Click() {
     m_ui->mnuoptcdmode2->setChecked(position == 0);
     m_ui->mnuoptcdmode3->setChecked(position == 1);
     m_ui->mnuoptcdmode1->setChecked(position == 2);
-    rememberedFilename = m_ui->txtFilename->text();
+    m_rememberedFilename = m_ui->txtFilename->text();
     m_ui->Combo3->clear();
     m_ui->Combo3->addItems(kFormats[position].bitrates);
     addStatus(QLatin1String(kFormats[position].status));
@@ -90,9 +90,9 @@ void FrameCDMode::Command16_Click() {
 }
 
 void FrameCDMode::Command17_Click() {
-    elapsedSeconds = 0;
-    averageSpeed = 0;
-    ripTrackSeconds = 0;
+    m_elapsedSeconds = 0;
+    m_averageSpeed = 0;
+    m_ripSeconds = 0;
     ReportList& list = *m_ui->ListView1;
     qint32 checkedRows = 0;
     for (qint32 row = 1; row <= list.Count(); ++row)
@@ -103,8 +103,8 @@ void FrameCDMode::Command17_Click() {
         return;
     SharedState& state = m_context.state;
     if (state.newJob) {
-        totalTracks = checkedRows;
-        tracksDone = 0;
+        m_jobTracks = checkedRows;
+        m_tracksDone = 0;
         m_ui->tprog->setValue(0);
         state.newJob = False16;
     }
@@ -117,17 +117,17 @@ void FrameCDMode::Command17_Click() {
     qint32 n = 1;
     while (!list.Checked(n))
         ++n;
-    ripTrack = n;
+    m_ripRow = n;
     // Row n is track n, but for the row of the hidden track (track 0).
     const qint32 track = trackOfRow(n);
     list.clearSelection();
     list.setSelected(n, true);
     const QString length = list.SubItem(n, 2);
-    ripTrackLength = length.left(qMax<qsizetype>(0, length.size() - 3));
-    ripTrackSeconds = RipRules::lengthSeconds(length);
-    ripTrackNumber = RipRules::twoDigits(track);
-    addStatus(QStringLiteral("Now Ripping Track") + ripTrackNumber);
-    trackInProgress = True16;
+    m_ripLength = length.left(qMax<qsizetype>(0, length.size() - 3));
+    m_ripSeconds = RipRules::lengthSeconds(length);
+    m_ripNumber = RipRules::twoDigits(track);
+    addStatus(QStringLiteral("Now Ripping Track") + m_ripNumber);
+    m_ripping = True16;
 
     const QString extension = QLatin1String(kFormats[int(checkedFormat())].extension);
     bool started = false;
@@ -139,7 +139,7 @@ void FrameCDMode::Command17_Click() {
         } else {
             path = state.prevFolder + u'/' + list.SubItem(n, 1) + extension;
         }
-        Timer1->start();
+        m_ripClock->start();
         // The file's title tag is the row's name.
         m_context.test.setTrackTitle(list.SubItem(n, 1));
         started = startRip(track, path);
@@ -153,11 +153,10 @@ void FrameCDMode::Command17_Click() {
         return;
     // Skipped: the file there is kept, the track counts as done, and the job goes on.
     endTrack();
-    addStatus(QStringLiteral("Skipped Track") + ripTrackNumber +
-              QStringLiteral(": the file exists"));
-    tracksDone = checked::add32(tracksDone, 1);
-    if (totalTracks != 0)
-        m_ui->tprog->setValue(double(tracksDone) / double(totalTracks) * 100);
+    addStatus(QStringLiteral("Skipped Track") + m_ripNumber + QStringLiteral(": the file exists"));
+    m_tracksDone = checked::add32(m_tracksDone, 1);
+    if (m_jobTracks != 0)
+        m_ui->tprog->setValue(double(m_tracksDone) / double(m_jobTracks) * 100);
     list.setChecked(n, false);
     Command17_Click();
 }
@@ -221,48 +220,48 @@ bool FrameCDMode::startRip(qint32 n, const QString& path) {
 }
 
 void FrameCDMode::Timer1_Timer() {
-    elapsedSeconds = checked::add16(elapsedSeconds, 1);
-    m_ui->lbltime->setText(QString::number(elapsedSeconds) + QStringLiteral(" Seconds"));
+    m_elapsedSeconds = checked::add16(m_elapsedSeconds, 1);
+    m_ui->lbltime->setText(QString::number(m_elapsedSeconds) + QStringLiteral(" Seconds"));
     QCoreApplication::processEvents();
 }
 
 void FrameCDMode::endTrack() {
-    Timer1->stop();
-    trackInProgress = False16;
+    m_ripClock->stop();
+    m_ripping = False16;
     m_ui->prgTrack->setValue(0);
     m_ui->eprog->setValue(0);
 }
 
 void FrameCDMode::test_RipProgress(double percent) {
     // What a cancelled rip still reports (its file was complete) belongs to no job any more.
-    if (!trackInProgress)
+    if (!m_ripping)
         return;
     HarnTools& tools = m_context.test;
     m_ui->lblCurSector->setText(QString::number(tools.CurrentSector()));
     m_ui->lblTotSector->setText(QString::number(tools.TotalSectors()));
     if (percent > 1) {
         m_ui->prgTrack->setValue(percent);
-        if (trackInProgress)
+        if (m_ripping)
             m_ui->eprog->setValue(m_ui->prgTrack->Value());
     }
     if (percent != 100)
         return;
-    tracksDone = checked::add32(tracksDone, 1);
+    m_tracksDone = checked::add32(m_tracksDone, 1);
     m_ui->prgTrack->setValue(100);
     m_ui->eprog->setValue(100);
     // A job counted with nothing checked has no total to show a share of.
-    if (totalTracks != 0)
-        m_ui->tprog->setValue(double(tracksDone) / double(totalTracks) * 100);
-    addStatus(QStringLiteral("Ripped ") + QStringLiteral("Track") + ripTrackNumber +
-              QStringLiteral(" a ") + ripTrackLength + QStringLiteral(" Track") +
+    if (m_jobTracks != 0)
+        m_ui->tprog->setValue(double(m_tracksDone) / double(m_jobTracks) * 100);
+    addStatus(QStringLiteral("Ripped ") + QStringLiteral("Track") + m_ripNumber +
+              QStringLiteral(" a ") + m_ripLength + QStringLiteral(" Track") +
               QStringLiteral(" in ") + m_ui->lbltime->text());
     // A track done within the first tick has no speed; the figure stays at 0 and the job goes
     // on with the next track.
-    if (elapsedSeconds != 0)
-        averageSpeed = double(ripTrackSeconds) / double(elapsedSeconds);
-    addStatus(QStringLiteral("Average Rip Speed Was ") + RipRules::speedText(averageSpeed) +
+    if (m_elapsedSeconds != 0)
+        m_averageSpeed = double(m_ripSeconds) / double(m_elapsedSeconds);
+    addStatus(QStringLiteral("Average Rip Speed Was ") + RipRules::speedText(m_averageSpeed) +
               QStringLiteral("x"));
-    m_ui->ListView1->setChecked(ripTrack, false);
+    m_ui->ListView1->setChecked(m_ripRow, false);
     m_ui->eprog->setValue(0);
     endTrack();
     Command17_Click();

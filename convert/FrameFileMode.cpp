@@ -200,9 +200,9 @@ void FrameFileMode::selectTarget(Target target) {
     static const char* const names[] = {"MP3", "WMA", "WAV"};
     const int chosen = static_cast<int>(target);
     m_ui->SkinLabel10->setText(QLatin1String(names[chosen]));
-    mp3Target = target == Target::Mp3 ? True16 : False16;
-    wmaTarget = target == Target::Wma ? True16 : False16;
-    wavTarget = target == Target::Wav ? True16 : False16;
+    m_mp3Target = target == Target::Mp3 ? True16 : False16;
+    m_wmaTarget = target == Target::Wma ? True16 : False16;
+    m_wavTarget = target == Target::Wav ? True16 : False16;
 
     QPushButton* buttons[] = {m_ui->Command4, m_ui->Command5, m_ui->Command6};
     QAction* menuItems[] = {m_ui->mnuoptfilemode1, m_ui->mnuoptfilemode2, m_ui->mnuoptfilemode3};
@@ -229,15 +229,15 @@ void FrameFileMode::selectTarget(Target target) {
 
 // The pop-up offers the targets that are not chosen yet.
 void FrameFileMode::disfilepopup() {
-    m_ui->popfilemode01->setEnabled(mp3Target == False16);
-    m_ui->popfilemode02->setEnabled(wmaTarget == False16);
-    m_ui->popfilemode03->setEnabled(wavTarget == False16);
+    m_ui->popfilemode01->setEnabled(m_mp3Target == False16);
+    m_ui->popfilemode02->setEnabled(m_wmaTarget == False16);
+    m_ui->popfilemode03->setEnabled(m_wavTarget == False16);
 }
 
 void FrameFileMode::Command2_Click() {
     CommonDialog& comd = m_context.comd;
-    comd.setFilter(mp3Target != False16 || wmaTarget != False16 ? kWaveFilesFilter
-                                                                : kCompressedFilesFilter);
+    comd.setFilter(m_mp3Target != False16 || m_wmaTarget != False16 ? kWaveFilesFilter
+                                                                    : kCompressedFilesFilter);
     comd.ShowOpen();
     const QString path = comd.FileName();
     if (path.isEmpty())
@@ -298,13 +298,13 @@ void FrameFileMode::Command27_Click() {
         m_context.main.SelectFolder(this, QStringLiteral("Select Folder To Save To:"));
     if (folder.isEmpty())
         return;
-    outputFolder = folder;
+    m_outputFolder = folder;
     m_ui->Text5->setText(folder);
 }
 
 QString FrameFileMode::outputPath(const QString& extension) const {
     return m_ui->Text5->text() + QLatin1Char('/') +
-           ConvertRules::outputName(currentName, extension);
+           ConvertRules::outputName(m_currentName, extension);
 }
 
 qint32 FrameFileMode::firstCheckedRow() const {
@@ -317,24 +317,24 @@ qint32 FrameFileMode::firstCheckedRow() const {
 
 void FrameFileMode::Command12_Click() {
     ReportList& lv = *m_ui->LV;
-    for (convertIndex = 1; convertIndex <= lv.Count(); ++convertIndex) {
-        if (lv.Checked(convertIndex))
+    for (m_convertIndex = 1; m_convertIndex <= lv.Count(); ++m_convertIndex) {
+        if (lv.Checked(m_convertIndex))
             break;
     }
-    currentRow = convertIndex;
-    if (currentRow > lv.Count()) {
+    m_currentRow = m_convertIndex;
+    if (m_currentRow > lv.Count()) {
         endJob();
         throw Error(QStringLiteral("There is nothing to convert: add files and check them"));
     }
-    currentName = ConvertRules::cutName(ConvertRules::fileNameOf(lv.Text(currentRow)));
+    m_currentName = ConvertRules::cutName(ConvertRules::fileNameOf(lv.Text(m_currentRow)));
     // Without a folder the outputs would land in the root folder.
     if (m_ui->Text5->text().trimmed().isEmpty()) {
         endJob();
         throw Error(QStringLiteral("Choose an output folder first"));
     }
-    rowCount = lv.Count();
+    m_rowCount = lv.Count();
     // The line names the file from the start, also while the user is asked about its output.
-    m_currentFile = ConvertRules::fileNameOf(lv.Text(currentRow));
+    m_currentFile = ConvertRules::fileNameOf(lv.Text(m_currentRow));
     m_ui->prog->setValue(0);
     m_ui->convertStatus->setText(QStringLiteral("Converting %1").arg(m_currentFile));
     try {
@@ -369,39 +369,39 @@ bool FrameFileMode::startCurrentRow(bool replace) {
     for (qint32 row = 1; row <= lv.Count(); ++row)
         rule.sources << lv.Text(row);
     const double bitrate = m_ui->Combo5->currentText().toDouble() * 1000.0;
-    if (mp3Target != False16) {
+    if (m_mp3Target != False16) {
         MEnc& mEnc = m_context.mEnc;
         mEnc.setBitrate(bitrate);
-        lv.setSelected(currentRow, true);
-        mEnc.setInputFile(lv.Text(currentRow));
+        lv.setSelected(m_currentRow, true);
+        mEnc.setInputFile(lv.Text(m_currentRow));
         mEnc.setOutputFile(outputPath(QStringLiteral("mp3")));
         mEnc.setOverwrite(rule);
         mEnc.Encode();
         return true;
     }
-    if (wmaTarget != False16) {
+    if (m_wmaTarget != False16) {
         m_context.waEnc.setBitrate(bitrate);
-        lv.setSelected(currentRow, true);
-        currentInput = lv.Text(currentRow);
+        lv.setSelected(m_currentRow, true);
+        m_currentInput = lv.Text(m_currentRow);
         m_context.waEnc.setOverwrite(rule);
-        m_context.waEnc.Encode(currentInput, outputPath(QStringLiteral("wma")));
+        m_context.waEnc.Encode(m_currentInput, outputPath(QStringLiteral("wma")));
         return true;
     }
-    lv.setSelected(currentRow, true);
-    currentInput = lv.Text(currentRow);
-    currentOutput = outputPath(QStringLiteral("wav"));
+    lv.setSelected(m_currentRow, true);
+    m_currentInput = lv.Text(m_currentRow);
+    m_currentOutput = outputPath(QStringLiteral("wav"));
     // The decoder is chosen by the ending; any other file starts none.
-    const FileType type = ConvertRules::typeOf(currentInput);
+    const FileType type = ConvertRules::typeOf(m_currentInput);
     if (type == FileType::Wma) {
-        m_context.waDec.setInputFile(currentInput);
-        m_context.waDec.setOutputFile(currentOutput);
+        m_context.waDec.setInputFile(m_currentInput);
+        m_context.waDec.setOutputFile(m_currentOutput);
         m_context.waDec.setOverwrite(rule);
         m_context.waDec.Decode();
         return true;
     }
     if (type == FileType::Mp3) {
-        m_context.mDec.setInputFile(currentInput);
-        m_context.mDec.setOutputFile(currentOutput);
+        m_context.mDec.setInputFile(m_currentInput);
+        m_context.mDec.setOutputFile(m_currentOutput);
         m_context.mDec.setOverwrite(rule);
         m_context.mDec.Decode();
         return true;
@@ -415,14 +415,14 @@ bool FrameFileMode::mayReplace(const QString& output) {
     const MessageBox::ReplaceAnswer answer = m_context.messageBox.AskReplace(
         QStringLiteral("%1 exists already.\n\nReplace it with the file converted from %2, or "
                        "skip this file?")
-            .arg(output, m_ui->LV->Text(currentRow)));
+            .arg(output, m_ui->LV->Text(m_currentRow)));
     if (answer.forAll)
         m_replaceAll = answer.replace;
     return answer.replace;
 }
 
 void FrameFileMode::skipCurrentRow() {
-    m_ui->LV->setChecked(currentRow, false);
+    m_ui->LV->setChecked(m_currentRow, false);
     if (firstCheckedRow() != 0)
         Command12_Click();
     else
@@ -436,10 +436,10 @@ void FrameFileMode::fileDone() {
         endJob();
         return;
     }
-    if (convertIndex >= 1 && convertIndex <= lv.Count())
-        lv.setChecked(convertIndex, false);
+    if (m_convertIndex >= 1 && m_convertIndex <= lv.Count())
+        lv.setChecked(m_convertIndex, false);
     // The next checked row, if any is left; the search runs no further than the list.
-    if (currentRow != rowCount && firstCheckedRow() != 0) {
+    if (m_currentRow != m_rowCount && firstCheckedRow() != 0) {
         Command12_Click();
         return;
     }

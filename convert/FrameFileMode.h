@@ -77,17 +77,6 @@ public:
     void LV_DblClick();
     PlayerStrip* playerStrip() const;
 
-    Bool16 mp3Target = False16;
-    Bool16 wmaTarget = False16;
-    Bool16 wavTarget = False16;
-    QString outputFolder;
-    qint32 convertIndex = 0;
-    qint32 currentRow = 0;
-    qint32 rowCount = 0;
-    QString currentName;
-    QString currentInput;
-    QString currentOutput;
-
 private:
     enum class Target { Mp3, Wma, Wav };
     void selectTarget(Target target);
@@ -116,4 +105,18 @@ private:
     std::optional<bool> m_replaceAll; // "for all files of this job": replace, or skip
     QString m_currentFile;            // the name the progress line shows
     QElapsedTimer m_fileClock;
+
+    // The target chosen (exactly one is set once the mode was entered), the output folder the
+    // user picked last, and the job: the row searched for, the row being converted, the rows
+    // the job started with, and the file's name, input and output.
+    Bool16 m_mp3Target = False16;
+    Bool16 m_wmaTarget = False16;
+    Bool16 m_wavTarget = False16;
+    QString m_outputFolder;
+    qint32 m_convertIndex = 0;
+    qint32 m_currentRow = 0;
+    qint32 m_rowCount = 0;
+    QString m_currentName;
+    QString m_currentInput;
+    QString m_currentOutput;
 };

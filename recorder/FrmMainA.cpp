@@ -34,9 +34,9 @@ FrmMainA::FrmMainA(RecorderContext context)
     // Closing the recorder alone must not end the program; closing the main window does.
     setAttribute(Qt::WA_QuitOnClose, false);
     m_ui->LabelPaused->hide();
-    TimerProgress = new QTimer(this);
-    TimerProgress->setObjectName(QStringLiteral("TimerProgress"));
-    TimerProgress->setInterval(200);
+    m_progressTimer = new QTimer(this);
+    m_progressTimer->setObjectName(QStringLiteral("TimerProgress"));
+    m_progressTimer->setInterval(200);
     connectHandlers();
 }
 
@@ -62,7 +62,7 @@ void FrmMainA::connectHandlers() {
         {m_ui->mnuExit, &FrmMainA::mnuExit_Click}};
     for (const auto& [action, method] : menus)
         connect(action, &QAction::triggered, this, handler(this, method));
-    connect(TimerProgress, &QTimer::timeout, this, handler(this, &FrmMainA::TimerProgress_Timer));
+    connect(m_progressTimer, &QTimer::timeout, this, handler(this, &FrmMainA::TimerProgress_Timer));
 
     Record& record = m_context.record;
     connect(&record, &Record::RecordingStopped, this,
@@ -139,7 +139,7 @@ void FrmMainA::Form_Load() {
 
 void FrmMainA::Form_Unload() {
     m_loaded = false;
-    TimerProgress->stop();
+    m_progressTimer->stop();
     delete m_options.data();
     // The recorder and the player belong to this window: closing it ends their work, and a
     // recording is completed and kept.
@@ -190,7 +190,7 @@ void FrmMainA::CmdRecord_Click() {
         m_ui->mnuOptions->setEnabled(true);
         throw;
     }
-    TimerProgress->start();
+    m_progressTimer->start();
 }
 
 bool FrmMainA::mayReplace(const QString& file) {
@@ -215,14 +215,14 @@ void FrmMainA::CmdStop_Click() {
     m_context.player.StopPlayback();
     m_context.record.StopRecording();
     m_ui->mnuOptions->setEnabled(true);
-    TimerProgress->stop();
+    m_progressTimer->stop();
     m_ui->LabelPaused->hide();
 }
 
 void FrmMainA::CmdPlay_Click() {
     Player& player = m_context.player;
     if (player.PlayerState() != Player::Paused) {
-        TimerProgress->start();
+        m_progressTimer->start();
         // The file the recorder wrote last, whatever the text box shows now.
         player.Play(m_context.record.FileName());
     } else {
@@ -281,12 +281,12 @@ void FrmMainA::mnuOptions_Click() {
     // Loaded afresh for each opening and unloaded when it closes, also when filling it fails.
     const auto unload = qScopeGuard([this] { delete m_options.data(); });
     m_options = new FrmOptions({m_context.skin, m_context.main, m_context.record,
-                                m_context.soundCard, m_settings, DeviceIds},
+                                m_context.soundCard, m_settings, m_deviceIds},
                                this);
     const QRect recorder = frameGeometry();
     m_options->move(recorder.x() + recorder.width(), recorder.y());
-    while (!DeviceIds.isEmpty())
-        DeviceIds.removeFirst();
+    while (!m_deviceIds.isEmpty())
+        m_deviceIds.removeFirst();
     m_context.record.ListDevices();
     m_context.record.ListBitrates();
     m_options->ApplySettings();
@@ -306,19 +306,19 @@ void FrmMainA::Record_RecordingStopped() {
     // stopped player's position instead. Playback still running keeps it going.
     m_ui->SkinLabelTime->setText(FormatRecordTime(m_context.record.RecordedTime() / 1000.0));
     if (m_context.player.PlayerState() == Player::Stopped)
-        TimerProgress->stop();
+        m_progressTimer->stop();
     showPaused();
 }
 
 void FrmMainA::Player_PlaybackFinished() {
-    TimerProgress->stop();
+    m_progressTimer->stop();
     showPaused();
 }
 
 void FrmMainA::Record_DeviceListed(const QString& name, const QString& id) {
     if (m_options)
         m_options->addSoundCard(name);
-    DeviceIds.append(id);
+    m_deviceIds.append(id);
 }
 
 void FrmMainA::Record_FormatListed(qint32, const QString& name) {

@@ -74,10 +74,8 @@ public:
     void Record_FormatListed(qint32 index, const QString& name);
     void Record_BitrateListed(const QString& text);
 
-    RecorderSettings& settings() { return m_settings; }
-    QStringList& deviceIds() { return DeviceIds; }
-    QTimer* timerProgress() const { return TimerProgress; }
-    FrmOptions* optionsDialog() const { return m_options.data(); }
+    // The recorder's settings as loaded and as the options dialog last saved them.
+    const RecorderSettings& settings() const { return m_settings; }
 
 protected:
     void closeEvent(QCloseEvent* event) override;
@@ -94,8 +92,10 @@ private:
     RecorderContext m_context;
     std::unique_ptr<Ui::FrmMainA> m_ui;
     RecorderSettings m_settings;
-    QStringList DeviceIds;
-    QTimer* TimerProgress = nullptr;
+    // The capture devices' ids, one per entry of the options dialog's device list.
+    QStringList m_deviceIds;
+    // "TimerProgress": refreshes the time display every 200 ms.
+    QTimer* m_progressTimer = nullptr;
     QPointer<FrmOptions> m_options;
     bool m_loaded = false;
     QString m_confirmedFile; // chosen in the save dialog, which asked about replacing it

@@ -47,9 +47,9 @@ Form1::Form1(Form1Components components, QWidget* parent)
     }
     // The speaker sits in the menu bar's corner, in every mode; it is enabled in convert mode.
     m_volumeMixer = std::make_unique<VolumeMixer>(*c.mixer);
-    VolumeControl1 = new VolumeControl(*m_volumeMixer, m_ui->menubar);
-    VolumeControl1->ReadProperties({});
-    m_ui->menubar->setCornerWidget(VolumeControl1, Qt::TopRightCorner);
+    m_volumeControl = new VolumeControl(*m_volumeMixer, m_ui->menubar);
+    m_volumeControl->ReadProperties({});
+    m_ui->menubar->setCornerWidget(m_volumeControl, Qt::TopRightCorner);
     mergePanelMenus();
     connectHandlers();
 }
@@ -58,7 +58,7 @@ Form1::~Form1() {
     ErrorBoundary::setMessageBox(nullptr);
     delete m_recorder.data();
     // It closes the mixer module on its way out, which must still be there.
-    delete VolumeControl1;
+    delete m_volumeControl;
 }
 
 void Form1::mergePanelMenus() {
@@ -129,15 +129,15 @@ qint32 Form1::ripDriveAddress() const {
 void Form1::Form_Load() {
     m_state.renamedTracks = False16;
     m_state.newJob = True16;
-    folderBrowser = m_components.makeFolderBrowser();
+    m_folderBrowser = m_components.makeFolderBrowser();
     setWindowTitle(
         QStringLiteral(" Melvane %1.%2").arg(MELVANE_VERSION_MAJOR).arg(MELVANE_VERSION_MINOR));
     m_components.skin->LoadSkin(skinPath());
     m_components.skin->ApplySkin(this);
-    filterGraph.reset();
-    filterGraph = m_components.makeFilterGraph();
-    m_fileMode->setFilterGraph(filterGraph.get());
-    VolumeControl1->setDeviceToControl(0);
+    m_filterGraph.reset();
+    m_filterGraph = m_components.makeFilterGraph();
+    m_fileMode->setFilterGraph(m_filterGraph.get());
+    m_volumeControl->setDeviceToControl(0);
     m_components.mEnc->setEncoderSwitch(1);
     m_components.waEnc->setBitrate(128000.0);
     // A drive or disc that cannot be read is the rip panel's trouble, not start-up's: it is
@@ -154,7 +154,7 @@ QString Form1::closeQuestion() const {
         return QStringLiteral(
             "A CD is being burnt. Closing Melvane now stops the burn half way, and a CD-R left "
             "half written cannot be used again.\n\nClose Melvane anyway?");
-    if (m_cdMode->trackInProgress != False16)
+    if (m_cdMode->ripping())
         return QStringLiteral("A CD is being ripped. Closing Melvane now stops the rip, and the "
                               "track being ripped is not saved.\n\nClose Melvane anyway?");
     if (m_fileMode->converting())
@@ -189,12 +189,12 @@ void Form1::Form_Unload() {
     m_burn->unloadDialogs();
     m_cdMode->closeTrackRename();
     // The recorder window is left open on purpose; closing the main window ends the program.
-    if (filterGraph) {
-        filterGraph->Stop();
+    if (m_filterGraph) {
+        m_filterGraph->Stop();
         m_fileMode->setFilterGraph(nullptr);
-        filterGraph.reset();
+        m_filterGraph.reset();
     }
-    VolumeControl1->setEnabled(false);
+    m_volumeControl->setEnabled(false);
 }
 
 void Form1::enterMode(Mode mode) {
@@ -207,7 +207,7 @@ void Form1::enterMode(Mode mode) {
     for (const auto& [panel, shownIn] : panels)
         if (shownIn == mode)
             panel->show();
-    VolumeControl1->setEnabled(mode == Mode::Convert);
+    m_volumeControl->setEnabled(mode == Mode::Convert);
     const bool burn = mode == Mode::Burn;
     m_state.burnModeFlag = burn ? True16 : False16;
     m_state.nonBurnModeFlag = burn ? False16 : True16;
@@ -284,14 +284,14 @@ void Form1::mnuoptmode4_Click() {
 }
 
 QString Form1::SelectFolder(QWidget* owner, const QString& title) {
-    folderBrowser->setOwner(owner);
-    folderBrowser->setInitialDir(m_state.prevFolder);
-    folderBrowser->setFileSystemOnly(true);
-    folderBrowser->setShowPrompt(true);
-    folderBrowser->setEditBox(true);
-    folderBrowser->setNewFolderButton(true);
-    folderBrowser->setTitle(title);
-    const QString chosen = folderBrowser->BrowseForFolder();
+    m_folderBrowser->setOwner(owner);
+    m_folderBrowser->setInitialDir(m_state.prevFolder);
+    m_folderBrowser->setFileSystemOnly(true);
+    m_folderBrowser->setShowPrompt(true);
+    m_folderBrowser->setEditBox(true);
+    m_folderBrowser->setNewFolderButton(true);
+    m_folderBrowser->setTitle(title);
+    const QString chosen = m_folderBrowser->BrowseForFolder();
     m_state.prevFolder = chosen;
     return chosen;
 }

@@ -69,11 +69,9 @@ public:
     void ReadDiscStatus();
     void updatecd();
 
+    // The members the panels and dialogs share.
     SharedState& state() { return m_state; }
-    FrameFileMode* fileModePanel() const { return m_fileMode; }
-    FrameCDMode* cdModePanel() const { return m_cdMode; }
-    FrameBurn* burnPanel() const { return m_burn; }
-    VolumeControl* volumeControl() const { return VolumeControl1; }
+    // The recorder window, a window of its own: null until record mode is first entered.
     FrmMainA* recorderWindow() const;
 
 protected:
@@ -94,13 +92,13 @@ private:
     std::unique_ptr<Ui::Form1> m_ui;
     Form1Components m_components;
     SharedState m_state;
-    std::unique_ptr<FolderBrowse> folderBrowser;
-    std::unique_ptr<FilgraphManager> filterGraph;
+    std::unique_ptr<FolderBrowse> m_folderBrowser;
+    std::unique_ptr<FilgraphManager> m_filterGraph;
     std::unique_ptr<VolumeMixer> m_volumeMixer; // the volume control's mixer module
     FrameFileMode* m_fileMode = nullptr;
     FrameCDMode* m_cdMode = nullptr;
     FrameBurn* m_burn = nullptr;
-    VolumeControl* VolumeControl1 = nullptr;
+    VolumeControl* m_volumeControl = nullptr; // "VolumeControl1"
     QPointer<FrmMainA> m_recorder;
     bool m_unloaded = false;
 };

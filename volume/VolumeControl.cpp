@@ -57,17 +57,18 @@ private:
 };
 
 VolumeControl::VolumeControl(VolumeMixer& mixer, QWidget* parent)
-    : QWidget(parent), m_mixer(mixer), Timer1(new QTimer(this)) {
+    : QWidget(parent), m_mixer(mixer), m_pollTimer(new QTimer(this)) {
     setObjectName(QStringLiteral("VolumeControl1"));
     setFocusPolicy(Qt::TabFocus);
     setCursor(Qt::PointingHandCursor);
     m_mixer.OpenVolumeMixer(0);
     keepSize();
-    Timer1->setInterval(PollInterval);
-    connect(Timer1, &QTimer::timeout, this, &VolumeControl::poll);
+    m_pollTimer->setObjectName(QStringLiteral("Timer1"));
+    m_pollTimer->setInterval(PollInterval);
+    connect(m_pollTimer, &QTimer::timeout, this, &VolumeControl::poll);
     // The mixer reports changes made elsewhere; a poll then shows them at once.
     connect(&m_mixer.mixer(), &Mixer::ControlChanged, this, [this](Mixer::Handle handle) {
-        if (Timer1->isActive() && handle == m_mixer.handle())
+        if (m_pollTimer->isActive() && handle == m_mixer.handle())
             poll();
     });
     refresh();
@@ -102,9 +103,9 @@ void VolumeControl::changeEvent(QEvent* event) {
         return;
     Q_EMIT PropertyChanged(QStringLiteral("Enabled"));
     if (Enabled())
-        Timer1->start();
+        m_pollTimer->start();
     else
-        Timer1->stop();
+        m_pollTimer->stop();
     if (!Enabled() && m_popup)
         m_popup->hide();
     update();
@@ -146,7 +147,7 @@ void VolumeControl::poll() {
         Timer1_Timer();
     } catch (...) {
         // One report, not one per tick: polling waits for the next enabling.
-        Timer1->stop();
+        m_pollTimer->stop();
         ErrorBoundary::reportCurrentException();
     }
 }
@@ -182,9 +183,9 @@ void VolumeControl::ReadProperties(const QVariantMap& bag) {
     setEnabled(enabled);
     // The timer follows the state even when loading did not change it.
     if (enabled)
-        Timer1->start();
+        m_pollTimer->start();
     else
-        Timer1->stop();
+        m_pollTimer->stop();
     refresh();
 }
 

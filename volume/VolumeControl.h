@@ -65,7 +65,7 @@ private:
     void refresh();
 
     VolumeMixer& m_mixer;
-    QTimer* Timer1 = nullptr;
+    QTimer* m_pollTimer = nullptr; // "Timer1", polling the mixer while enabled
     VolumePopup* m_popup = nullptr;
     qint32 m_deviceToControl = 5;
     qint32 m_volume = 0;

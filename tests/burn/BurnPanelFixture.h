@@ -1,6 +1,8 @@
 #pragma once
 
-// The burn panel on fakes, as Form1 gives it its components.
+// The burn panel with the components Form1 gives it: fakes, and a burning engine of the test's
+// choice, made from the shared log by makeEngine (the fake engine here; the real one in
+// BurnPanelOnEngine.h).
 #include "burn/FrameBurn.h"
 #include "burn/FrmBurnMethod.h"
 #include "burn/FrmSpeedSelect.h"
@@ -11,13 +13,18 @@
 #include "panelkit/SharedState.h"
 #include "tests/fakes/Fakes.h"
 
+#include <QComboBox>
 #include <QLabel>
 #include <QPushButton>
+#include <QSignalSpy>
 #include <QTest>
 
-struct BurnFixture {
+#include <memory>
+
+template <class Engine, std::unique_ptr<Engine> (*makeEngine)(CallLog&)> struct BurnPanelOn {
     CallLog log;
-    FakeAudioBurner engine{&log};
+    std::unique_ptr<Engine> ownEngine = makeEngine(log);
+    Engine& engine = *ownEngine;
     FakeCommonDialog dialog{&log};
     FakeMessageBox messageBox{&log};
     FakeHarnTools tools{&log};
@@ -26,13 +33,10 @@ struct BurnFixture {
     SharedState state;
     FrameBurn panel{{engine, dialog, messageBox, tools, skin, main, state}};
 
-    BurnFixture() {
-        ErrorBoundary::setMessageBox(&messageBox);
-        engine.recorders = {{"Plextor", "PX-716A", "1.11", 3, 40, 48, 2 << 20, true, true},
-                            {"Melvane", "Image Recorder", "2.0", 2, 48, 48, 1 << 20, true, true}};
-        engine.fileBytes = {{"/m/a.wav", 1 << 20}, {"/m/b.mp3", 2 << 20}, {"/m/c.wma", 3 << 20}};
-    }
-    ~BurnFixture() { ErrorBoundary::setMessageBox(nullptr); }
+    BurnPanelOn() { ErrorBoundary::setMessageBox(&messageBox); }
+    ~BurnPanelOn() { ErrorBoundary::setMessageBox(nullptr); }
+    BurnPanelOn(const BurnPanelOn&) = delete;
+    BurnPanelOn& operator=(const BurnPanelOn&) = delete;
 
     template <class T = QLabel> T* child(const QString& name) const {
         T* found = panel.findChild<T*>(name);
@@ -51,17 +55,38 @@ struct BurnFixture {
         panel.show();
         panel.enterBurnMode();
     }
+    // Picks the recorder at index of the drive list, as the user does.
+    void pickRecorder(int index) {
+        auto* drives = child<QComboBox>(QStringLiteral("driveCombo"));
+        drives->setCurrentIndex(index);
+        Q_EMIT drives->activated(index);
+    }
+    // Adds each file with the Add button's open dialog.
     void add(const QStringList& paths) {
         for (const QString& path : paths) {
             dialog.answers << path;
             panel.AddBtn_Click();
         }
     }
+    // "No path" for each row of the compilation.
     QStringList rows() const {
         QStringList result;
         for (qint32 row = 1; row <= list()->Count(); ++row)
             result << list()->Text(row) + u' ' + list()->SubItem(row, 1);
         return result;
+    }
+    // Clicks BurnNow! and waits for the end: the status BurnFinished gave, -1 for none.
+    int burn(int timeout = 60000) {
+        QSignalSpy finished(&engine, &AudioBurner::BurnFinished);
+        button(QStringLiteral("BurnNowBtn"))->click();
+        return finished.wait(timeout) ? finished.at(0).at(0).toInt() : -1;
+    }
+    // The texts of the message boxes shown, in order.
+    QStringList shown() const {
+        QStringList prompts;
+        for (const FakeMessageBox::Shown& box : messageBox.shown)
+            prompts << box.prompt;
+        return prompts;
     }
     // The panel is idle: the button starts, the inputs are on, the progress box is cleared.
     void checkIdle() const {
@@ -72,6 +97,19 @@ struct BurnFixture {
         QCOMPARE(text("ProgressLbl"), QStringLiteral("Burn Tracks:"));
         QCOMPARE(bar(1)->Value(), 0.0);
         QCOMPARE(text("driveBurnedBlocksLbl"), QStringLiteral("0"));
+    }
+};
+
+inline std::unique_ptr<FakeAudioBurner> makeFakeBurner(CallLog& log) {
+    return std::make_unique<FakeAudioBurner>(&log);
+}
+
+// On the fake engine: two recorders, and three files of 1, 2 and 3 MiB.
+struct BurnFixture : BurnPanelOn<FakeAudioBurner, makeFakeBurner> {
+    BurnFixture() {
+        engine.recorders = {{"Plextor", "PX-716A", "1.11", 3, 40, 48, 2 << 20, true, true},
+                            {"Melvane", "Image Recorder", "2.0", 2, 48, 48, 1 << 20, true, true}};
+        engine.fileBytes = {{"/m/a.wav", 1 << 20}, {"/m/b.mp3", 2 << 20}, {"/m/c.wma", 3 << 20}};
     }
 };
 

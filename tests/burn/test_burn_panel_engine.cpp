@@ -1,65 +1,22 @@
 // The burn panel on the real engine and the image recorder: what the user sees at the end of a
 // burn, test burn or not, and what is left in the image folder.
-#include "backends/burn/Burner.h"
-#include "backends/burn/ImageFiles.h"
 #include "backends/burn/ImageRecorder.h"
-#include "backends/burn/MediaTracks.h"
 #include "backends/cdio/Disc.h"
-#include "burn/FrameBurn.h"
-#include "controls/ReportList.h"
-#include "controls/SkinCheckBox.h"
-#include "panelkit/ErrorBoundary.h"
-#include "panelkit/SharedState.h"
-#include "tests/fakes/Fakes.h"
+#include "tests/burn/BurnPanelOnEngine.h"
 #include "tests/media/MediaTestSupport.h"
 
-#include <QComboBox>
-#include <QLabel>
-#include <QPushButton>
-#include <QSignalSpy>
 #include <QTemporaryDir>
-#include <QTest>
 
 using namespace burning;
 
 namespace {
 
 // The panel on the real engine, with the image recorder chosen as the user chooses it.
-struct PanelOnEngine {
-    Burner engine{std::make_unique<MediaTrackOpener>(), std::make_unique<ImageFiles>()};
-    CallLog log;
-    FakeCommonDialog dialog{&log};
-    FakeMessageBox messageBox{&log};
-    FakeHarnTools tools{&log};
-    FakeSkin skin{&log};
-    FakeMainWindow main{&log};
-    SharedState state;
-    FrameBurn panel{{engine, dialog, messageBox, tools, skin, main, state}};
-
-    PanelOnEngine() {
-        ErrorBoundary::setMessageBox(&messageBox);
-        panel.show();
-    }
-    ~PanelOnEngine() { ErrorBoundary::setMessageBox(nullptr); }
-
+struct PanelOnImages : PanelOnEngine {
     // Entering burn mode selects the first recorder; the image recorder is listed last.
     void enterBurnModeOnImageRecorder() {
         panel.enterBurnMode();
-        auto* drives = panel.findChild<QComboBox*>("driveCombo");
-        drives->setCurrentIndex(drives->count() - 1);
-        Q_EMIT drives->activated(drives->currentIndex());
-    }
-    void add(const QString& file) {
-        dialog.answers << file;
-        panel.AddBtn_Click();
-    }
-    ReportList& rows() { return *panel.findChild<ReportList*>("ListView2"); }
-    QString estimate() { return panel.findChild<QLabel*>("cdEstUsedSpaceLbl")->text(); }
-    bool burn() {
-        QSignalSpy finished(&engine, &AudioBurner::BurnFinished);
-        panel.findChild<QPushButton*>("BurnNowBtn")->click();
-        return finished.wait(30000) &&
-               finished.at(0).at(0).toInt() == int(AudioBurner::BurnSucceeded);
+        pickRecorder(child<QComboBox>(QStringLiteral("driveCombo"))->count() - 1);
     }
     // The sectors of each track of the image just burnt.
     QList<qint32> burntTracks(const QString& folder) {
@@ -101,33 +58,30 @@ private Q_SLOTS:
     void theListIsTheCompilation() {
         QTemporaryDir images;
         qputenv("MELVANE_IMAGE_DIR", images.path().toLocal8Bit());
-        PanelOnEngine f;
+        PanelOnImages f;
         const QStringList files = m_sectors.keys();
         f.enterBurnModeOnImageRecorder();
-        for (const QString& file : files.mid(0, 3))
-            f.add(file);
+        f.add(files.mid(0, 3));
         QVERIFY(f.engine.CompilationSize() > 0);
 
         f.enterBurnModeOnImageRecorder(); // to Rip Mode and back
-        QCOMPARE(f.rows().Count(), 0);
-        QCOMPARE(f.estimate(), QStringLiteral("0.000 MB"));
-        f.add(files[3]);
-        QVERIFY(f.burn());
+        QCOMPARE(f.list()->Count(), 0);
+        QCOMPARE(f.text("cdEstUsedSpaceLbl"), QStringLiteral("0.000 MB"));
+        f.add({files[3]});
+        QCOMPARE(f.burn(), int(AudioBurner::BurnSucceeded));
         QCOMPARE(f.burntTracks(images.path()), QList<qint32>{m_sectors[files[3]]});
 
         f.engine.Eject();
-        f.rows().setSelected(1, true);
+        f.list()->setSelected(1, true);
         f.panel.DeleteBtn_Click();
         QCOMPARE(f.engine.CompilationSize(), 0);
-        f.add(files[0]);
-        f.add(files[1]);
-        f.add(files[2]);
-        f.rows().setSelected(1, true);
+        f.add(files.mid(0, 3));
+        f.list()->setSelected(1, true);
         f.panel.DeleteBtn_Click();
-        QVERIFY(f.burn());
+        QCOMPARE(f.burn(), int(AudioBurner::BurnSucceeded));
         QList<qint32> shown;
-        for (qint32 row = 1; row <= f.rows().Count(); ++row)
-            shown << m_sectors[f.rows().SubItem(row, 1)];
+        for (qint32 row = 1; row <= f.list()->Count(); ++row)
+            shown << m_sectors[f.list()->SubItem(row, 1)];
         QCOMPARE(shown, (QList<qint32>{m_sectors[files[1]], m_sectors[files[2]]}));
         QCOMPARE(f.burntTracks(images.path()), shown);
     }
@@ -151,14 +105,14 @@ private Q_SLOTS:
         QFETCH(int, files);
         QTemporaryDir images;
         qputenv("MELVANE_IMAGE_DIR", images.path().toLocal8Bit());
-        PanelOnEngine f;
+        PanelOnImages f;
         f.enterBurnModeOnImageRecorder();
         QCOMPARE(f.engine.RecorderProduct(), QStringLiteral("Image Recorder"));
-        f.add(m_wav);
+        f.add({m_wav});
         f.panel.findChild<SkinCheckBox*>("TestBurnChk")->setValue(testBurn ? 1 : 0);
         f.panel.findChild<SkinCheckBox*>("FinilizeCDChk")->setValue(finalise ? 1 : 0);
 
-        QVERIFY(f.burn());
+        QCOMPARE(f.burn(), int(AudioBurner::BurnSucceeded));
         QCOMPARE(f.state.burnRunning, False16);
         QCOMPARE(f.panel.findChild<QPushButton*>("BurnNowBtn")->text(), QStringLiteral("BurnNow!"));
         QCOMPARE(f.panel.findChild<QLabel*>("driveStatusLbl")->text(), QStringLiteral("Idle"));

@@ -16,6 +16,7 @@
 #include <QListWidget>
 #include <QPushButton>
 #include <QTest>
+#include <QTimer>
 
 struct CdFixture {
     CallLog log;
@@ -59,6 +60,14 @@ struct CdFixture {
         panel.show();
         panel.enterRipMode();
     }
+    // Entered, and set to rip WAV into /rips with numbered names.
+    void enterForWaveRips() {
+        main.folders = {QStringLiteral("/rips")};
+        enter();
+        action(QStringLiteral("mnuoptcdmode1"))->trigger();
+        child(QStringLiteral("Command16"))->click();
+        child<QCheckBox>(QStringLiteral("Check1"))->setChecked(false);
+    }
 
     template <class T = QPushButton> T* child(const QString& name) const {
         T* found = panel.findChild<T*>(name);
@@ -71,6 +80,7 @@ struct CdFixture {
     ProgressBar* bar(const QString& name) const { return child<ProgressBar>(name); }
     QString text(const QString& name) const { return child<QLabel>(name)->text(); }
     QAction* action(const QString& name) const { return child<QAction>(name); }
+    QTimer* ripClock() const { return child<QTimer>(QStringLiteral("Timer1")); }
 
     // The user picks drive index in Combo1.
     void pickDrive(int index) {

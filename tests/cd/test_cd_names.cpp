@@ -84,11 +84,7 @@ private Q_SLOTS:
     // the tools' notes go to the status list as they come.
     void ripsTellTitlesAndTheJobsEnd() {
         CdFixture f;
-        f.main.folders = {QStringLiteral("/rips")};
-        f.enter();
-        f.action("mnuoptcdmode1")->trigger();
-        f.child("Command16")->click();
-        f.child<QCheckBox>("Check1")->setChecked(false);
+        f.enterForWaveRips();
         f.list()->setSubItem(3, 1, QStringLiteral("Finale"));
         f.checkOnly({1, 3});
         f.tools.progressOnRip = {100};

@@ -2,7 +2,6 @@
 #include "tests/cd/CdFixture.h"
 
 #include <QPointer>
-#include <QTimer>
 
 namespace {
 
@@ -10,11 +9,7 @@ namespace {
 struct RipFixture : CdFixture {
     QList<double> totals; // tprog after each finished track
     RipFixture() {
-        main.folders = {QStringLiteral("/rips")};
-        enter();
-        action("mnuoptcdmode1")->trigger();
-        child("Command16")->click();
-        child<QCheckBox>("Check1")->setChecked(false);
+        enterForWaveRips();
         checkOnly({1, 2, 3});
         // After the panel's own handler: what tprog shows once a track is done.
         QObject::connect(&tools, &HarnTools::RipProgress, &panel, [this](double percent) {
@@ -130,8 +125,8 @@ private Q_SLOTS:
         QCOMPARE(f.text("lblCurSector"), QStringLiteral("1200"));
         QCOMPARE(f.text("lblTotSector"), QStringLiteral("20635"));
         QCOMPARE(f.bar("prgTrack")->Value(), 0.0);
-        QVERIFY(!f.panel.Timer1->isActive());
-        QCOMPARE(f.panel.trackInProgress, False16);
+        QVERIFY(!f.ripClock()->isActive());
+        QVERIFY(!f.panel.ripping());
         // Nothing left checked: a further press rips nothing and says nothing.
         const QStringList before = f.status();
         f.child("Command17")->click();
@@ -144,8 +139,8 @@ private Q_SLOTS:
         RipFixture f;
         f.checkOnly({1});
         f.child("Command17")->click();
-        QVERIFY(f.panel.Timer1->isActive());
-        QCOMPARE(f.panel.Timer1->interval(), 1000);
+        QVERIFY(f.ripClock()->isActive());
+        QCOMPARE(f.ripClock()->interval(), 1000);
         f.tools.raiseProgress(1); // one percent is not shown; more shows on both bars
         QCOMPARE(f.bar("prgTrack")->Value(), 0.0);
         f.tools.raiseProgress(42.5);
@@ -157,7 +152,7 @@ private Q_SLOTS:
         QCOMPARE(f.status().mid(f.status().size() - 2),
                  QStringList({"Ripped Track01 a 04:35 Track in 23 Seconds",
                               "Average Rip Speed Was 11.96x"}));
-        QVERIFY(!f.panel.Timer1->isActive());
+        QVERIFY(!f.ripClock()->isActive());
     }
 
     void mp3SetsTheBitrateAndTheEncoderBeforeEachTrack() {
@@ -190,8 +185,8 @@ private Q_SLOTS:
             f.panel.Timer1_Timer();
         f.list()->setChecked(3, false);
         f.child("Command17")->click();
-        QCOMPARE(f.panel.elapsedSeconds, qint16(0));
-        QCOMPARE(f.panel.totalTracks, 3);
+        f.panel.Timer1_Timer();
+        QCOMPARE(f.text("lbltime"), QStringLiteral("1 Seconds"));
         QCOMPARE(f.ripPaths(), QStringList({"/rips/Track01.wav, 1", "/rips/Track01.wav, 1"}));
         f.tools.raiseProgress(100);
         QCOMPARE(f.totals.size(), 1);
@@ -216,8 +211,8 @@ private Q_SLOTS:
         f.tools.raiseProgress(30);
         if (!atStart)
             f.tools.raiseFailed(message);
-        QVERIFY(!f.panel.Timer1->isActive());
-        QCOMPARE(f.panel.trackInProgress, False16);
+        QVERIFY(!f.ripClock()->isActive());
+        QVERIFY(!f.panel.ripping());
         QCOMPARE(f.messageBox.shown.last().prompt, message);
         QVERIFY(!f.list()->Checked(1) && f.list()->Checked(2));
         QCOMPARE(f.ripPaths().size(), 2);
@@ -253,8 +248,8 @@ private Q_SLOTS:
         QCOMPARE(f.ripPaths(),
                  answer.isEmpty() ? QStringList() : QStringList{answer + "/Track01.wav, 1"});
         QCOMPARE(f.messageBox.shown.size(), boxes);
-        QCOMPARE(f.panel.Timer1->isActive(), !answer.isEmpty());
-        QCOMPARE(f.panel.trackInProgress, answer.isEmpty() ? False16 : True16);
+        QCOMPARE(f.ripClock()->isActive(), !answer.isEmpty());
+        QCOMPARE(f.panel.ripping(), !answer.isEmpty());
         QVERIFY(f.list()->Checked(1));
     }
 

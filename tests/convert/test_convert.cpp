@@ -1,5 +1,4 @@
-// The convert panel alone, on fake codecs and a fake main window; and the conversion rules it
-// shares with melvane-cli.
+// The convert panel alone, on fake codecs and a fake main window.
 #include "components/Error.h"
 #include "controls/ProgressBar.h"
 #include "controls/ReportList.h"
@@ -17,7 +16,6 @@
 #include <QMenu>
 #include <QPushButton>
 #include <QRegularExpression>
-#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -132,7 +130,6 @@ private Q_SLOTS:
         // A cancelled folder dialog keeps the folder there is.
         f.panel.Command27_Click();
         QCOMPARE(f.child<QLineEdit>("Text5")->text(), QStringLiteral("/out"));
-        QCOMPARE(f.panel.outputFolder, QStringLiteral("/out"));
     }
 
     void everyTriggerSelectsItsTarget_data() {
@@ -146,7 +143,7 @@ private Q_SLOTS:
                 QTest::newRow(trigger) << QString::fromLatin1(trigger) << target;
     }
 
-    // Label, flags, buttons, ticks, what the pop-up offers (disfilepopup), bit rates, and an
+    // Label, buttons, ticks, what the pop-up offers (disfilepopup), bit rates, and an
     // emptied list.
     void everyTriggerSelectsItsTarget() {
         QFETCH(QString, trigger);
@@ -165,10 +162,8 @@ private Q_SLOTS:
 
         QCOMPARE(f.LV->Count(), 0);
         QCOMPARE(f.child<QLabel>("SkinLabel10")->text(), kTargets[target]);
-        const Bool16 flags[] = {f.panel.mp3Target, f.panel.wmaTarget, f.panel.wavTarget};
         for (int i = 0; i < 3; ++i) {
             const bool chosen = i == target;
-            QCOMPARE(flags[i], chosen ? True16 : False16);
             QCOMPARE(f.child<QPushButton>(QStringLiteral("Command%1").arg(4 + i))->isEnabled(),
                      chosen);
             QCOMPARE(f.panel.optionsActions()[i]->isChecked(), chosen);
@@ -251,65 +246,56 @@ private Q_SLOTS:
         QVERIFY_THROWS_EXCEPTION(Error, f.panel.Command3_Click());
     }
 
-    // Each list of steps holds what the convert button does, then what each progress of
-    // exactly 100 sets off, as the fakes saw it.
+    // Each file the job starts, as "codec input output", in order: the convert button starts
+    // the first, each progress of exactly 100 the next. Each start says that no file of the
+    // list may be written over, nor any other file.
     void jobsConvertCheckedRowsOneAfterAnother_data() {
         QTest::addColumn<QString>("target");
         QTest::addColumn<QStringList>("sources");
-        QTest::addColumn<QList<QStringList>>("steps");
+        QTest::addColumn<QStringList>("starts");
         const QString longName = QString(56, u'n') + ".wav"; // 60 characters
-        // Each start says that no file of the list may be written over, nor any other file.
-        QTest::newRow("mp3, an unchecked row skipped")
-            << "MP3" << QStringList{"/in/one.wav", "/in/-two.wav", "/in/three.wav"}
-            << QList<QStringList>{{"MEnc.setBitrate(192000)", "MEnc.setInputFile(/in/one.wav)",
-                                   "MEnc.setOutputFile(/out/one.mp3)",
-                                   "MEnc.setOverwrite(keep, 3 sources)", "MEnc.Encode()"},
-                                  {"MEnc.setBitrate(192000)", "MEnc.setInputFile(/in/three.wav)",
-                                   "MEnc.setOutputFile(/out/three.mp3)",
-                                   "MEnc.setOverwrite(keep, 3 sources)", "MEnc.Encode()"},
-                                  {}};
-        QTest::newRow("wma") << "WMA" << QStringList{"/in/one.wav", "/in/two.wav"}
-                             << QList<QStringList>{{"WAEnc.setBitrate(192000)",
-                                                    "WAEnc.setOverwrite(keep, 2 sources)",
-                                                    "WAEnc.Encode(/in/one.wav, /out/one.wma)"},
-                                                   {"WAEnc.setBitrate(192000)",
-                                                    "WAEnc.setOverwrite(keep, 2 sources)",
-                                                    "WAEnc.Encode(/in/two.wav, /out/two.wma)"},
-                                                   {}};
-        QTest::newRow("wave, decoder by ending")
-            << "WAV" << QStringList{"/in/one.wma", "/in/two.mp3"}
-            << QList<QStringList>{
-                   {"WaDec.setInputFile(/in/one.wma)", "WaDec.setOutputFile(/out/one.wav)",
-                    "WaDec.setOverwrite(keep, 2 sources)", "WaDec.Decode()"},
-                   {"MDec.setInputFile(/in/two.mp3)", "MDec.setOutputFile(/out/two.wav)",
-                    "MDec.setOverwrite(keep, 2 sources)", "MDec.Decode()"},
-                   {}};
+        const auto row = [](const char* name, const char* target, const QStringList& sources,
+                            const QStringList& starts) {
+            QTest::newRow(name) << target << sources << starts;
+        };
+        row("mp3, an unchecked row skipped", "MP3",
+            {"/in/one.wav", "/in/-two.wav", "/in/three.wav"},
+            {"MEnc /in/one.wav /out/one.mp3", "MEnc /in/three.wav /out/three.mp3"});
+        row("wma", "WMA", {"/in/one.wav", "/in/two.wav"},
+            {"WAEnc /in/one.wav /out/one.wma", "WAEnc /in/two.wav /out/two.wma"});
+        row("wave, decoder by ending", "WAV", {"/in/one.wma", "/in/two.mp3"},
+            {"WaDec /in/one.wma /out/one.wav", "MDec /in/two.mp3 /out/two.wav"});
         // Endings count in lower case, in every target.
-        QTest::newRow("upper-case endings")
-            << "WAV" << QStringList{"/in/SONG.MP3", "/in/Track.WMA"}
-            << QList<QStringList>{
-                   {"MDec.setInputFile(/in/SONG.MP3)", "MDec.setOutputFile(/out/SONG.wav)",
-                    "MDec.setOverwrite(keep, 2 sources)", "MDec.Decode()"},
-                   {"WaDec.setInputFile(/in/Track.WMA)", "WaDec.setOutputFile(/out/Track.wav)",
-                    "WaDec.setOverwrite(keep, 2 sources)", "WaDec.Decode()"},
-                   {}};
+        row("upper-case endings", "WAV", {"/in/SONG.MP3", "/in/Track.WMA"},
+            {"MDec /in/SONG.MP3 /out/SONG.wav", "WaDec /in/Track.WMA /out/Track.wav"});
         // The first 50 characters name the output; their last three give way to the ending.
-        QTest::newRow("long name cut")
-            << "MP3" << QStringList{"/in/" + longName}
-            << QList<QStringList>{{"MEnc.setBitrate(192000)",
-                                   "MEnc.setInputFile(/in/" + longName + ")",
-                                   "MEnc.setOutputFile(/out/" + QString(47, u'n') + "mp3)",
-                                   "MEnc.setOverwrite(keep, 1 sources)", "MEnc.Encode()"},
-                                  {}};
+        row("long name cut", "MP3", {"/in/" + longName},
+            {"MEnc /in/" + longName + " /out/" + QString(47, u'n') + "mp3"});
         // The wave target starts nothing for an ending it does not know.
-        QTest::newRow("wave, unknown ending")
-            << "WAV" << QStringList{"/in/notes.ogg"} << QList<QStringList>{{}};
+        row("wave, unknown ending", "WAV", {"/in/notes.ogg"}, {});
     }
 
     void jobsConvertCheckedRowsOneAfterAnother() {
         QFETCH(QString, target);
         QFETCH(QStringList, sources);
-        QFETCH(QList<QStringList>, steps);
+        QFETCH(QStringList, starts);
+        QList<QStringList> steps; // the calls of each start, then none at the end
+        for (const QString& start : starts) {
+            const QStringList w = start.split(u' '); // codec, input, output
+            const QString keep =
+                QStringLiteral("%1.setOverwrite(keep, %2 sources)").arg(w[0]).arg(sources.size());
+            if (w[0] == "MEnc")
+                steps << QStringList{"MEnc.setBitrate(192000)", "MEnc.setInputFile(" + w[1] + ")",
+                                     "MEnc.setOutputFile(" + w[2] + ")", keep, "MEnc.Encode()"};
+            else if (w[0] == "WAEnc")
+                steps << QStringList{"WAEnc.setBitrate(192000)", keep,
+                                     "WAEnc.Encode(" + w[1] + ", " + w[2] + ")"};
+            else
+                steps << QStringList{w[0] + ".setInputFile(" + w[1] + ")",
+                                     w[0] + ".setOutputFile(" + w[2] + ")", keep,
+                                     w[0] + ".Decode()"};
+        }
+        steps << QStringList();
         ConvertFixture f;
         f.select(target);
         f.addFiles(sources);
@@ -323,7 +309,7 @@ private Q_SLOTS:
             QCOMPARE(f.takeJobCalls(), steps[step]);
             if (step + 1 == steps.size())
                 break;
-            QVERIFY(f.LV->Selected(f.panel.currentRow));
+            QVERIFY(f.LV->Selected(f.checks().indexOf(true) + 1)); // the row being converted
             // Only exactly 100 finishes a file; the bar shows the rest.
             const QString codec = steps[step].last().section(u'.', 0, 0);
             for (double percent : {42.0, 99.0, 101.0})
@@ -339,46 +325,23 @@ private Q_SLOTS:
         QCOMPARE(prog->Value(), 0.0);
     }
 
-    void theJobEndsAfterTheLastRowEvenWithEarlierRowsChecked() {
+    // Nothing to convert, or no output folder: the user is told in plain words and nothing
+    // starts. A codec that refuses to start, or fails on the way (no 100 follows), ends the
+    // job with the report; the rows stay checked, the bar and the line go back to rest.
+    void refusalsAndFailuresEndTheJobWithAReport() {
         ConvertFixture f;
+        f.child<QPushButton>("Command12")->click();
         f.addFiles({QStringLiteral("/in/one.wav"), QStringLiteral("/in/two.wav")});
         f.LV->setChecked(1, false);
-        f.panel.Command12_Click();
-        f.LV->setChecked(1, true); // checked again while the last row runs
-        f.mEnc.raiseProgress(100);
-        QCOMPARE(f.mEnc.count(QStringLiteral("Encode")), 1);
-        QCOMPARE(f.checks(), QList<bool>({true, false}));
-    }
-
-    void convertRefusesWithoutARowOrAFolder() {
-        ConvertFixture f;
-        // An empty list, then nothing checked: the user is told in plain words.
+        f.LV->setChecked(2, false);
         f.child<QPushButton>("Command12")->click();
-        f.addFiles({QStringLiteral("/in/one.wav")});
-        f.LV->setChecked(1, false);
-        f.child<QPushButton>("Command12")->click();
-        QCOMPARE(f.messageBox.shown.size(), 2);
-        for (const auto& shown : f.messageBox.shown)
-            QCOMPARE(shown.prompt,
-                     QStringLiteral("There is nothing to convert: add files and check them"));
-        // The first folder dialog cancelled: nothing is written into the root folder.
-        ConvertFixture noFolder(QStringList{});
-        noFolder.addFiles({QStringLiteral("/in/one.wav")});
-        noFolder.child<QPushButton>("Command12")->click();
-        QCOMPARE(noFolder.messageBox.shown.value(0).prompt,
-                 QStringLiteral("Choose an output folder first"));
-        QCOMPARE(f.mEnc.count(QStringLiteral("Encode")) + noFolder.mEnc.count("Encode"), 0);
-    }
+        QCOMPARE(f.mEnc.count(QStringLiteral("Encode")), 0);
 
-    void errorsAreReportedAndStopTheJob() {
-        ConvertFixture f;
-        f.addFiles({QStringLiteral("/in/one.wav"), QStringLiteral("/in/two.wav")});
-        // A codec that refuses to start: the button's handler ends with the report.
+        f.LV->setChecked(1, true);
+        f.LV->setChecked(2, true);
         f.mEnc.startError = QStringLiteral("Cannot convert /in/one.wav: the file does not exist");
         f.child<QPushButton>("Command12")->click();
         f.mEnc.startError.clear();
-        // A failure on the way sends no 100: reported, and nothing further starts; the bar and
-        // the line under it go back to rest.
         f.panel.Command12_Click();
         f.mEnc.raiseProgress(99);
         f.mEnc.raiseFailed(QStringLiteral("Cannot write /out/one.mp3: No space left on device"));
@@ -388,38 +351,58 @@ private Q_SLOTS:
         QStringList prompts;
         for (const auto& shown : f.messageBox.shown)
             prompts << shown.prompt.section(u':', 0, 0);
-        QCOMPARE(prompts, QStringList({"Cannot convert /in/one.wav", "Cannot write /out/one.mp3"}));
+        QCOMPARE(prompts, QStringList({"There is nothing to convert", "There is nothing to convert",
+                                       "Cannot convert /in/one.wav", "Cannot write /out/one.mp3"}));
+        QCOMPARE(f.messageBox.shown[0].prompt,
+                 QStringLiteral("There is nothing to convert: add files and check them"));
         QCOMPARE(f.mEnc.count(QStringLiteral("Encode")), 2);
+
+        ConvertFixture noFolder(QStringList{}); // the first folder dialog cancelled
+        noFolder.addFiles({QStringLiteral("/in/one.wav")});
+        noFolder.child<QPushButton>("Command12")->click();
+        QCOMPARE(noFolder.messageBox.shown.value(0).prompt,
+                 QStringLiteral("Choose an output folder first"));
+        QCOMPARE(noFolder.mEnc.count(QStringLiteral("Encode")), 0);
     }
 
-    // The chain that runs out of checked rows, or whose list the target emptied, ends quietly.
+    // A job ends quietly when no checked row is left, when the target changed while a file
+    // ran (its list is gone), or after the list's last row, even with an earlier row checked
+    // again meanwhile: no message, the bar and the line at rest, and the next job starts as
+    // any other.
     void theJobEndsQuietly_data() {
-        QTest::addColumn<bool>("changeTarget");
-        QTest::newRow("last checked row is not the last row") << false;
-        QTest::newRow("target changed while a file ran") << true;
+        QTest::addColumn<QString>("how");
+        QTest::addColumn<int>("encoded");
+        QTest::addColumn<QList<bool>>("checks");
+        QTest::newRow("no checked row left") << "none" << 2 << QList<bool>{false, false, false};
+        QTest::newRow("target changed while a file ran") << "target" << 1 << QList<bool>{};
+        QTest::newRow("after the last row") << "last" << 1 << QList<bool>{true, false, false};
     }
     void theJobEndsQuietly() {
-        QFETCH(bool, changeTarget);
+        QFETCH(QString, how);
+        QFETCH(int, encoded);
+        QFETCH(QList<bool>, checks);
         ConvertFixture f;
         f.addFiles({"/in/one.wav", "/in/two.wav", "/in/three.wav"});
-        f.LV->setChecked(3, false);
+        for (const qint32 row : how == "last" ? QList<qint32>{1, 2} : QList<qint32>{3})
+            f.LV->setChecked(row, false);
         f.child<QPushButton>("Command12")->click();
         f.mEnc.raiseProgress(60);
-        if (changeTarget)
+        if (how == "target")
             f.child<QAction>("mnuoptfilemode2")->trigger();
+        else if (how == "last")
+            f.LV->setChecked(1, true);
         else
             f.mEnc.raiseProgress(100);
         f.mEnc.raiseProgress(100);
         QCOMPARE(f.messageBox.shown.size(), 0);
-        QCOMPARE(f.mEnc.count(QStringLiteral("Encode")), changeTarget ? 1 : 2);
-        QCOMPARE(f.checks(), changeTarget ? QList<bool>() : QList<bool>({false, false, false}));
+        QCOMPARE(f.mEnc.count(QStringLiteral("Encode")), encoded);
+        QCOMPARE(f.checks(), checks);
         QCOMPARE(f.child<ProgressBar>("prog")->Value(), 0.0);
         QCOMPARE(f.child<QLabel>("convertStatus")->text(), QString());
-        // The next job starts as any other.
         f.addFiles({"/in/four.wav"});
         f.panel.Command12_Click();
         QCOMPARE(f.mEnc.count(QStringLiteral("Encode")) + f.waEnc.count(QStringLiteral("Encode")),
-                 changeTarget ? 2 : 3);
+                 encoded + 1);
     }
 
     // Outputs that exist: the user replaces or skips each, or all of the job at once; the
@@ -492,56 +475,14 @@ private Q_SLOTS:
             QStringLiteral("^Converting one\\.wav: 0:0[0-2] left$"));
         QTRY_VERIFY_WITH_TIMEOUT(
             (f.mEnc.raiseProgress(50), withTimeLeft.match(line->text()).hasMatch()), 5000);
+        // The next file's progress comes from the event loop, as a real codec's does.
+        f.mEnc.progressOn = {10, 60, 100};
         f.mEnc.raiseProgress(100);
         QCOMPARE(line->text(), QStringLiteral("Converting two.wav"));
-        f.mEnc.raiseProgress(100);
+        QTRY_COMPARE(f.checks(), QList<bool>({false, false}));
         QCOMPARE(line->text(), QString());
         QCOMPARE(f.child<ProgressBar>("prog")->Value(), 0.0);
-    }
-
-    void progressArrivesFromTheEventLoopLikeARealCodec() {
-        ConvertFixture f;
-        f.addFiles({QStringLiteral("/in/one.wav"), QStringLiteral("/in/two.wav")});
-        f.mEnc.progressOn = {10, 60, 100};
-        f.panel.Command12_Click();
-        QTRY_COMPARE(f.checks(), QList<bool>({false, false}));
         QCOMPARE(f.mEnc.count(QStringLiteral("Encode")), 2);
-    }
-
-    // Type, the panel's output name (50-character cut) and melvane-cli's (whole name).
-    void rules_data() {
-        QTest::addColumn<QString>("path");
-        QTest::addColumn<QString>("expected"); // type|panel output|command-line output
-        const QString a46(46, u'a');
-        const QString face = QStringLiteral("\U0001F600"); // two UTF-16 units, one character
-        const auto row = [](const char* name, const QString& path, const QString& expected) {
-            QTest::newRow(name) << path << expected;
-        };
-        // clang-format off
-        row("wave", "/a/s.wav", "WAV|s.mp3|s.mp3");
-        row("upper case", "/a/S.MP3", "MP3|S.mp3|S.mp3");
-        row("mixed case", "/a/t.Wav", "WAV|t.mp3|t.mp3");
-        row("dots kept", "x.y.wma", "WMA|x.y.mp3|x.y.mp3");
-        row("50", a46 + ".wav", "WAV|" + a46 + ".mp3|" + a46 + ".mp3");
-        row("51", a46 + "b.wav", "WAV|" + a46 + "bmp3|" + a46 + "b.mp3");
-        row("emoji", face.repeated(52) + ".mp3",
-            "MP3|" + face.repeated(47) + "mp3|" + face.repeated(52) + ".mp3");
-        row("emoji at the cut", a46 + face.repeated(3) + ".wav",
-            "WAV|" + a46 + face + "mp3|" + a46 + face.repeated(3) + ".mp3");
-        row("short", "/a/ab", "|mp3|mp3");
-        // clang-format on
-    }
-
-    void rules() {
-        QFETCH(QString, path);
-        QFETCH(QString, expected);
-        using namespace ConvertRules;
-        const QString name = fileNameOf(path);
-        const QString mp3 = QStringLiteral("mp3");
-        QCOMPARE(QStringList({typeText(typeOf(path)), outputName(cutName(name), mp3),
-                              outputName(name, mp3)})
-                     .join(u'|'),
-                 expected);
     }
 };
 

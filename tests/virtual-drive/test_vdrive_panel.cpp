@@ -3,24 +3,12 @@
 // disc taken out, a buffer underrun) as the user sees them: one plain message, the panel idle
 // again, and the drive free for what comes next.
 #include "VirtualDriveTests.h"
-#include "backends/burn/Burner.h"
-#include "backends/burn/ImageFiles.h"
-#include "backends/burn/MediaTracks.h"
-#include "burn/FrameBurn.h"
-#include "controls/SkinCheckBox.h"
-#include "panelkit/ErrorBoundary.h"
-#include "panelkit/SharedState.h"
-#include "tests/fakes/Fakes.h"
+#include "tests/burn/BurnPanelOnEngine.h"
 #include "tests/media/MediaTestSupport.h"
 
 #include <QApplication>
-#include <QComboBox>
 #include <QElapsedTimer>
-#include <QLabel>
-#include <QPushButton>
-#include <QSignalSpy>
 #include <QTemporaryDir>
-#include <QTest>
 
 #include <cstdlib>
 #include <unistd.h>
@@ -38,66 +26,19 @@ const char* const kDrives = "/dev/sr4:blank-cdr:product=GOOD,timescale=0;"
                             "/dev/sr8:blank-cdr:product=BUFE,timescale=0,burnproof=1,underrun=300;"
                             "/dev/sr9:blank-cdr:product=SLOW,speeds=4,buffer=256,timescale=0.05";
 
-struct PanelOnDrives {
-    Burner engine{std::make_unique<MediaTrackOpener>(), std::make_unique<ImageFiles>()};
-    CallLog log;
-    FakeCommonDialog dialog{&log};
-    FakeMessageBox messageBox{&log};
-    FakeHarnTools tools{&log};
-    FakeSkin skin{&log};
-    FakeMainWindow main{&log};
-    SharedState state;
-    FrameBurn panel{{engine, dialog, messageBox, tools, skin, main, state}};
-
+// In burn mode, with the disc closed at the end, so that a burn that goes well says
+// "Burn Complete!".
+struct PanelOnDrives : PanelOnEngine {
     PanelOnDrives() {
-        ErrorBoundary::setMessageBox(&messageBox);
-        panel.show();
         panel.enterBurnMode();
-        // The disc is closed at the end, so that a burn that goes well says "Burn Complete!".
-        panel.findChild<SkinCheckBox*>("FinilizeCDChk")->setValue(1);
-    }
-    ~PanelOnDrives() { ErrorBoundary::setMessageBox(nullptr); }
-
-    // Picks the writer whose product is named so, as the user picks it in the drive list.
-    bool choose(const QString& product) {
-        auto* drives = panel.findChild<QComboBox*>("driveCombo");
-        for (int i = 0; i < drives->count(); ++i) {
-            if (drives->itemText(i).contains("  " + product + "  ")) {
-                drives->setCurrentIndex(i);
-                Q_EMIT drives->activated(i);
-                return engine.RecorderProduct() == product;
-            }
-        }
-        return false;
-    }
-    void add(const QString& file) {
-        dialog.answers << file;
-        panel.AddBtn_Click();
-    }
-    // Clicks BurnNow! and waits for the end: the status BurnFinished gave, -1 for none.
-    int burn() {
-        QSignalSpy finished(&engine, &AudioBurner::BurnFinished);
-        panel.findChild<QPushButton*>("BurnNowBtn")->click();
-        return finished.wait(60000) ? finished.at(0).at(0).toInt() : -1;
+        child<SkinCheckBox>(QStringLiteral("FinilizeCDChk"))->setValue(1);
     }
     // Clicks BurnNow! for a burn the engine refuses at once: whether it started nothing.
     bool refused() {
         QSignalSpy finished(&engine, &AudioBurner::BurnFinished);
-        panel.findChild<QPushButton*>("BurnNowBtn")->click();
+        button(QStringLiteral("BurnNowBtn"))->click();
         QCoreApplication::processEvents();
         return finished.isEmpty() && engine.State() == 0;
-    }
-    bool idle() {
-        return state.burnRunning == False16 &&
-               panel.findChild<QPushButton*>("BurnNowBtn")->text() == "BurnNow!" &&
-               panel.findChild<QPushButton*>("BurnNowBtn")->isEnabled() &&
-               panel.findChild<QLabel*>("driveStatusLbl")->text() == "Idle";
-    }
-    QStringList shown() const {
-        QStringList prompts;
-        for (const FakeMessageBox::Shown& box : messageBox.shown)
-            prompts << box.prompt;
-        return prompts;
     }
 };
 
@@ -161,10 +102,9 @@ private Q_SLOTS:
     void burnsFromThePanel() {
         PanelOnDrives f;
         QVERIFY(f.choose("GOOD"));
-        for (const QString& file : m_files)
-            f.add(file);
+        f.add(m_files);
         QCOMPARE(f.burn(), int(AudioBurner::BurnSucceeded));
-        QVERIFY(f.idle());
+        f.checkIdle();
         QCOMPARE(f.shown(), QStringList{"Burn Complete!"});
         const QByteArray disc = fileBytes(m_dir.filePath("saved/sr4.bin"));
         QVERIFY(disc.startsWith(m_sound));
@@ -184,19 +124,19 @@ private Q_SLOTS:
         const QString file = m_dir.filePath("long.wav");
         SineSource tone(PcmFormat::cdAudio(), 120.0, 440.0);
         writeSource(tone, file, {OutputCodec::Wav, 0, {}});
-        f.add(file);
+        f.add({file});
         QSignalSpy finished(&f.engine, &AudioBurner::BurnFinished);
-        auto* button = f.panel.findChild<QPushButton*>("BurnNowBtn");
+        QPushButton* button = f.button("BurnNowBtn");
         button->click();
         QTRY_VERIFY_WITH_TIMEOUT(f.engine.State() == 2 && f.engine.WrittenBlocks() > 0, 30000);
         QElapsedTimer clock;
         clock.start();
         button->click();
-        QVERIFY(f.idle());
+        f.checkIdle();
         QVERIFY(finished.wait(30000));
         qInfo("cancel to BurnFinished: %lld ms", clock.elapsed());
         QCOMPARE(finished.at(0).at(0).toInt(), int(AudioBurner::BurnCancelled));
-        QVERIFY(f.idle());
+        f.checkIdle();
         QCOMPARE(f.shown(), QStringList());
         QTRY_VERIFY(released("sr9"));
     }
@@ -237,12 +177,11 @@ private Q_SLOTS:
         QFETCH(QString, next);
         PanelOnDrives f;
         QVERIFY(f.choose(product));
-        f.add(m_files[0]);
-        f.add(m_files[1]);
+        f.add(m_files.mid(0, 2));
         const int ended = f.burn();
         QCOMPARE(ended,
                  int(message.isEmpty() ? AudioBurner::BurnSucceeded : AudioBurner::BurnFailed));
-        QVERIFY(f.idle());
+        f.checkIdle();
         const QStringList shown = f.shown();
         QCOMPARE(shown.size(), 1);
         QVERIFY2(message.isEmpty() ? shown[0] == "Burn Complete!" : shown[0].startsWith(message),
@@ -256,7 +195,7 @@ private Q_SLOTS:
         QCOMPARE(f.engine.MediaStatus(), status);
         f.messageBox.shown.clear();
         QVERIFY(f.refused());
-        QVERIFY(f.idle());
+        f.checkIdle();
         QVERIFY2(f.shown().size() == 1 && f.shown()[0].startsWith(next),
                  qPrintable(f.shown().join('\n')));
     }
