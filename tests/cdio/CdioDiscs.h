@@ -6,6 +6,7 @@
 #include "backends/cdio/DiscReader.h"
 #include "backends/cdio/DriveTools.h"
 #include "tests/cdio/CdImages.h"
+#include "tests/support/ErrorOf.h"
 
 #include <QTemporaryDir>
 #include <QTest>

@@ -6,6 +6,7 @@
 #include "backends/media/FileSource.h"
 #include "backends/media/MediaJob.h"
 #include "tests/media/Mp3Validator.h"
+#include "tests/support/ErrorOf.h"
 #include "tests/support/TestFiles.h"
 
 #include <cmath>

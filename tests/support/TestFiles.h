@@ -2,26 +2,13 @@
 
 // Files and folders as the tests make them and look at them.
 
-#include "components/Error.h"
-
 #include <QCryptographicHash>
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QTemporaryDir>
-#include <functional>
 #include <stdexcept>
-
-// The message of the Error that action raises; empty when it raises none.
-inline QString errorOf(const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const Error& e) {
-        return e.message();
-    }
-    return {};
-}
 
 inline void writeBytes(const QString& path, const QByteArray& bytes) {
     QFile file(path);
