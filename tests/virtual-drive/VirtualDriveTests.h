@@ -3,13 +3,9 @@
 // What the virtual drive's tests share: a pressed test disc as CUE/BIN, and programs run as
 // child processes with the drive loaded.
 
-#include <QByteArray>
-#include <QDir>
-#include <QFile>
-#include <QProcess>
-#include <QProcessEnvironment>
-#include <QString>
-#include <QStringList>
+#include "tests/support/ChildProcess.h"
+#include "tests/support/TestFiles.h"
+
 #include <cmath>
 
 // Three audio tracks of tones with a little noise from a fixed seed (music enough for paranoia
@@ -67,41 +63,17 @@ inline TestDisc writeTestDisc(const QString& folder) {
     return disc;
 }
 
-struct Ran {
-    int exitCode = -1; // -1: crashed or still running after two minutes
-    QString out;
-    QString err;
-};
-
 // Runs program with the virtual drives of spec loaded; extra holds more variables (NAME=VALUE).
-inline Ran runWithDrive(const QString& program, const QStringList& arguments, const QString& spec,
+inline Run runWithDrive(const QString& program, const QStringList& arguments, const QString& spec,
                         const QStringList& extra = {}) {
-    QProcess process;
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert("LD_PRELOAD", VIRTUAL_DRIVE_LIBRARY);
-    env.insert("VIRTUAL_DRIVE", spec);
     // Sanitized programs take a preloaded library that is not the sanitizer's runtime.
-    const QString asan = env.value("ASAN_OPTIONS");
-    env.insert("ASAN_OPTIONS", "verify_asan_link_order=0" + (asan.isEmpty() ? "" : ":" + asan));
-    for (const QString& pair : extra)
-        env.insert(pair.section(u'=', 0, 0), pair.section(u'=', 1));
-    process.setProcessEnvironment(env);
-    process.start(program, arguments);
-    Ran r;
-    if (!process.waitForFinished(120000)) {
-        process.kill();
-        process.waitForFinished();
-        return r;
-    }
-    r.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    r.out = QString::fromLocal8Bit(process.readAllStandardOutput());
-    r.err = QString::fromLocal8Bit(process.readAllStandardError());
-    return r;
-}
-
-inline QByteArray fileBytes(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    const QString asan = qEnvironmentVariable("ASAN_OPTIONS");
+    return runProgram(
+        program, arguments,
+        QStringList{"LD_PRELOAD=" VIRTUAL_DRIVE_LIBRARY, "VIRTUAL_DRIVE=" + spec,
+                    "ASAN_OPTIONS=verify_asan_link_order=0" + (asan.isEmpty() ? "" : ":" + asan)} +
+            extra,
+        120000);
 }
 
 // The samples of a WAV file's data chunk.

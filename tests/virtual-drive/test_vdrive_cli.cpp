@@ -7,7 +7,6 @@
 #include "tests/media/MediaTestSupport.h"
 
 #include <QRegularExpression>
-#include <QTemporaryDir>
 #include <QTest>
 
 namespace {
@@ -26,19 +25,12 @@ class TestVdriveCli : public QObject {
     Q_OBJECT
 
 private:
-    QTemporaryDir m_dir;
+    TestFolder m_dir;
     TestDisc m_disc;
     QString m_swappedCue; // a disc whose samples sound smooth only when byte-swapped
     QByteArray m_swappedBin;
     QStringList m_files;     // WAV, MP3, WMA with titles, 4.5 to 6.5 s
     QList<QByteArray> m_pcm; // their decoded sound
-
-    QString fresh(const QString& name) const {
-        const QString folder = m_dir.filePath(name);
-        QDir(folder).removeRecursively();
-        QDir().mkpath(folder);
-        return folder;
-    }
 
     QString pressed(const QString& options = "timescale=0") const {
         return "/dev/sr7:cue=" + m_disc.cue + ":" + options;
@@ -53,15 +45,15 @@ private Q_SLOTS:
             const qint16 smooth = qint16(std::lround(9000 * std::sin(i * 0.003)));
             m_swappedBin.append(char(quint16(smooth) >> 8)).append(char(smooth & 0xff));
         }
-        m_swappedCue = m_dir.filePath("swapped.cue");
-        writeBytes(m_dir.filePath("swapped.bin"), m_swappedBin);
+        m_swappedCue = m_dir.path("swapped.cue");
+        writeBytes(m_dir.path("swapped.bin"), m_swappedBin);
         writeBytes(m_swappedCue, "FILE \"swapped.bin\" BINARY\n  TRACK 01 AUDIO\n"
                                  "    INDEX 01 00:00:00\n");
         const QList<std::pair<QString, OutputCodec>> kinds{{"one.wav", OutputCodec::Wav},
                                                            {"two.mp3", OutputCodec::Mp3Lame},
                                                            {"three.wma", OutputCodec::Wma}};
         for (int i = 0; i < kinds.size(); ++i) {
-            const QString path = m_dir.filePath(kinds[i].first);
+            const QString path = m_dir.path(kinds[i].first);
             SineSource source(PcmFormat::cdAudio(), 4.5 + i, 300.0 + 100 * i);
             writeSource(source, path,
                         {kinds[i].second, 128000, {{"title", QString("Song %1").arg(i + 1)}}});
@@ -74,11 +66,11 @@ private Q_SLOTS:
         const QString spec = pressed() +
                              ";/dev/sr3:blank-cdrw:vendor=PLEXTOR,product=PX-W4824A,revision=1.07,"
                              "speeds=4/12/24,read=40,buffer=4096,burnproof=0,address=2.0.1.0";
-        const Ran drives = runWithDrive(kCli, {"drives"}, spec);
+        const Run drives = runWithDrive(kCli, {"drives"}, spec);
         QCOMPARE(drives.exitCode, 0);
         QCOMPARE(drives.out, "1  2:1:0 PLEXTOR  PX-W4824A            1.07\n"
                              "2  100:0:0 VIRTUAL  CD-RW WRITER         1.00\n");
-        const Ran recorders = runWithDrive(kCli, {"recorders"}, spec);
+        const Run recorders = runWithDrive(kCli, {"recorders"}, spec);
         QCOMPARE(recorders.exitCode, 0);
         QVERIFY2(recorders.out.startsWith("1  PLEXTOR  PX-W4824A  1.07\n"
                                           "   CD-RW writer; reads 40x; buffer 4.000 MB; burn "
@@ -92,7 +84,7 @@ private Q_SLOTS:
     }
 
     void tableOfContents() {
-        const Ran toc = runWithDrive(kCli, {"toc", "1"}, pressed());
+        const Run toc = runWithDrive(kCli, {"toc", "1"}, pressed());
         QCOMPARE(toc.exitCode, 0);
         for (const char* row :
              {"    1   00:00:00  00:03:39      264", "    2   00:03:39  00:01:25      100",
@@ -117,8 +109,8 @@ private Q_SLOTS:
         TestWebServer server;
         server.serve("/ar/" + referenceAccurateRipDisc(image).path(),
                      {200, referenceAccurateRipEntry(image), 0});
-        const QString out = fresh("offset");
-        const Ran rip = runWithDrive(kCli, {"rip", "--to", "wav", "--out", out, "1"},
+        const QString out = m_dir.fresh("offset");
+        const Run rip = runWithDrive(kCli, {"rip", "--to", "wav", "--out", out, "1"},
                                      pressed("timescale=0,offset=-30"),
                                      {"MELVANE_ACCURATERIP_URL=" + server.url("/ar/")});
         QVERIFY2(rip.exitCode == 0, qPrintable(rip.out + rip.err));
@@ -146,8 +138,8 @@ private Q_SLOTS:
     // Read errors paranoia got over (the drive's own retries could not) are counted with where
     // they were; the track is not suspicious.
     void secureRipReportCountsReadErrors() {
-        const QString out = fresh("errors");
-        const Ran rip =
+        const QString out = m_dir.fresh("errors");
+        const Run rip =
             runWithDrive(kCli, {"rip", "--to", "wav", "--tracks", "1", "--out", out, "1"},
                          pressed("timescale=0,bad=20-21/12"));
         QVERIFY2(rip.exitCode == 0, qPrintable(rip.out + rip.err));
@@ -185,8 +177,8 @@ private Q_SLOTS:
         QFETCH(QString, spec);
         QFETCH(QStringList, options);
         QFETCH(QList<QByteArray>, tracks);
-        const QString out = fresh("rip");
-        const Ran rip = runWithDrive(
+        const QString out = m_dir.fresh("rip");
+        const Run rip = runWithDrive(
             kCli, QStringList{"rip", "--to", "wav", "--out", out} + options + QStringList{"1"},
             spec);
         QVERIFY2(rip.exitCode == 0, qPrintable(rip.out + rip.err));
@@ -217,10 +209,10 @@ private Q_SLOTS:
         QFETCH(QString, setting);
         QFETCH(QString, cliOffset);
         QFETCH(QString, logged);
-        const QString settings = fresh("window-settings");
+        const QString settings = m_dir.fresh("window-settings");
         writeBytes(settings + "/Melvane.conf", ("[General]\n" + setting + "\n").toUtf8());
-        const QString out = fresh("window");
-        const Ran window = runWithDrive(kWindowRip, {settings, out + "/Track02.wav", "2"},
+        const QString out = m_dir.fresh("window");
+        const Run window = runWithDrive(kWindowRip, {settings, out + "/Track02.wav", "2"},
                                         pressed("timescale=0,offset=12"));
         if (cliOffset.isEmpty()) {
             QCOMPARE(window.exitCode, 1);
@@ -242,8 +234,8 @@ private Q_SLOTS:
             QRegularExpression("AccurateRip: +v1 (\\w{8}), v2 (\\w{8})").match(log);
         QVERIFY2(crc.hasMatch() && ar.hasMatch(), qPrintable(log));
 
-        const QString cliOut = fresh("cli");
-        const Ran cli = runWithDrive(
+        const QString cliOut = m_dir.fresh("cli");
+        const Run cli = runWithDrive(
             kCli,
             {"rip", "--to", "wav", "--tracks", "2", "--offset", cliOffset, "--out", cliOut, "1"},
             pressed("timescale=0,offset=12"));
@@ -274,8 +266,8 @@ private Q_SLOTS:
         QFETCH(QString, options);
         QFETCH(QString, message);
         QFETCH(QStringList, left);
-        const QString out = fresh("failing");
-        const Ran rip = runWithDrive(kCli, {"rip", "--to", "wav", "--out", out, "1"},
+        const QString out = m_dir.fresh("failing");
+        const Run rip = runWithDrive(kCli, {"rip", "--to", "wav", "--out", out, "1"},
                                      pressed("timescale=0," + options));
         QCOMPARE(rip.exitCode, 1);
         QVERIFY2(rip.err.contains(message), qPrintable(rip.err));
@@ -283,8 +275,8 @@ private Q_SLOTS:
     }
 
     void burnsACompilationThatRipsBack() {
-        const QString saved = fresh("burnt");
-        const Ran burn = runWithDrive(kCli, QStringList{"burn", "--recorder", "1"} + m_files,
+        const QString saved = m_dir.fresh("burnt");
+        const Run burn = runWithDrive(kCli, QStringList{"burn", "--recorder", "1"} + m_files,
                                       "/dev/sr7:blank-cdr:speeds=4/8/16,timescale=0.02",
                                       {"VIRTUAL_DRIVE_SAVE=" + saved});
         QVERIFY2(burn.exitCode == 0, qPrintable(burn.out + burn.err));
@@ -292,11 +284,11 @@ private Q_SLOTS:
         for (const char* phase : {"Fill Buffer", "Burn Track", "Finalise Disc", "Burn complete."})
             QVERIFY2(burn.out.contains(phase), phase);
         const QString spec = "/dev/sr7:cue=" + saved + "/sr7.cue:media=cdr,timescale=0";
-        const Ran info = runWithDrive("cd-info", {"--no-header", "--no-cddb", "/dev/sr7"}, spec);
+        const Run info = runWithDrive("cd-info", {"--no-header", "--no-cddb", "/dev/sr7"}, spec);
         QVERIFY2(info.out.contains(QRegularExpression("CD-TEXT for Track  2:\\s+TITLE: Song 2")),
                  qPrintable(info.out));
-        const QString out = fresh("ripped");
-        const Ran rip = runWithDrive(kCli, {"rip", "--to", "wav", "--out", out, "1"}, spec);
+        const QString out = m_dir.fresh("ripped");
+        const Run rip = runWithDrive(kCli, {"rip", "--to", "wav", "--out", out, "1"}, spec);
         QCOMPARE(rip.exitCode, 0);
         const QStringList files = QDir(out).entryList({"*.wav"}, QDir::Files, QDir::Name);
         QCOMPARE(files.size(), 3);
@@ -328,9 +320,9 @@ private Q_SLOTS:
         QFETCH(QStringList, options);
         QFETCH(QString, model);
         QFETCH(QByteArray, saved);
-        const QString folder = fresh("methods");
+        const QString folder = m_dir.fresh("methods");
         const QString log = folder + "/drive.log";
-        const Ran burn =
+        const Run burn =
             runWithDrive(kCli, QStringList{"burn", "--recorder", "1"} + options + m_files.mid(0, 2),
                          "/dev/sr7:blank-cdr:timescale=0",
                          {"VIRTUAL_DRIVE_SAVE=" + folder, "VIRTUAL_DRIVE_LOG=" + log});
@@ -355,7 +347,7 @@ private Q_SLOTS:
     void burnFailures() {
         QFETCH(QString, disc);
         QFETCH(QString, message);
-        const Ran burn = runWithDrive(
+        const Run burn = runWithDrive(
             kCli, QStringList{"burn", "--recorder", "1"} + m_files.mid(0, 1), "/dev/sr7:" + disc);
         QCOMPARE(burn.exitCode, 1);
         QVERIFY2(burn.err.contains(message), qPrintable(burn.err));

@@ -2,7 +2,6 @@
 // sessions, read errors named where the drive failed, a disc taken out mid-rip, blank discs.
 #include "VirtualDriveTests.h"
 
-#include <QTemporaryDir>
 #include <QTest>
 
 namespace {
@@ -39,15 +38,8 @@ class TestVdriveRead : public QObject {
     Q_OBJECT
 
 private:
-    QTemporaryDir m_dir;
+    TestFolder m_dir;
     TestDisc m_disc;
-
-    QString fresh(const QString& name) const {
-        const QString folder = m_dir.filePath(name);
-        QDir(folder).removeRecursively();
-        QDir().mkpath(folder);
-        return folder;
-    }
 
     QString pressed(const QString& options) const {
         return "/dev/sr7:cue=" + m_disc.cue + ":timescale=0," + options;
@@ -68,7 +60,7 @@ private Q_SLOTS:
     }
     void tracksEndAtTheirSessionsLeadOut() {
         QFETCH(QList<int>, sessionOf);
-        const QString folder = fresh("sessions");
+        const QString folder = m_dir.fresh("sessions");
         // Gaps before a later session: lead-out (90 s after the first session, 30 s after the
         // others), lead-in (60 s) and pre-gap (2 s); the image holds them as silence.
         QFile bin(folder + "/disc.bin");
@@ -96,13 +88,13 @@ private Q_SLOTS:
         sheet.close();
         const QString spec = "/dev/sr7:cue=" + folder + "/disc.cue:timescale=0,media=cdr";
 
-        const Ran toc = runWithDrive(kCli, {"toc", "1"}, spec);
+        const Run toc = runWithDrive(kCli, {"toc", "1"}, spec);
         QVERIFY2(toc.exitCode == 0, qPrintable(toc.out + toc.err));
         QVERIFY2(toc.out.count("  00:02:50      200     0.45 MB  audio") == tracks.size(),
                  qPrintable(toc.out));
 
-        const QString out = fresh("sessions-rip");
-        const Ran rip = runWithDrive(kCli, {"rip", "--to", "wav", "--out", out, "1"}, spec);
+        const QString out = m_dir.fresh("sessions-rip");
+        const Run rip = runWithDrive(kCli, {"rip", "--to", "wav", "--out", out, "1"}, spec);
         QVERIFY2(rip.exitCode == 0, qPrintable(rip.out + rip.err));
         for (int i = 0; i < tracks.size(); ++i) {
             const QString file = out + QString("/Track%1.wav").arg(i + 1, 2, 10, QChar('0'));
@@ -125,8 +117,8 @@ private Q_SLOTS:
         QFETCH(QString, bad);
         QFETCH(int, track);
         QFETCH(QString, where);
-        const QString out = fresh("bad");
-        const Ran rip = runWithDrive(
+        const QString out = m_dir.fresh("bad");
+        const Run rip = runWithDrive(
             kCli, {"rip", "--to", "wav", "--out", out, "--tracks", QString::number(track), "1"},
             pressed(bad));
         QCOMPARE(rip.exitCode, 1);
@@ -141,8 +133,8 @@ private Q_SLOTS:
 
     // The tracks after the one that was being read would only fail the same way.
     void aDiscTakenOutIsOneFailure() {
-        const QString out = fresh("removed");
-        const Ran rip = runWithDrive(kCli, {"rip", "--to", "wav", "--out", out, "1"},
+        const QString out = m_dir.fresh("removed");
+        const Run rip = runWithDrive(kCli, {"rip", "--to", "wav", "--out", out, "1"},
                                      pressed("remove=120,cache=0"));
         QCOMPARE(rip.exitCode, 1);
         QVERIFY2(rip.err.count("failed") == 1, qPrintable(rip.err));
@@ -174,7 +166,7 @@ private Q_SLOTS:
         QFETCH(QString, disc);
         QFETCH(QStringList, arguments);
         QFETCH(QString, message);
-        const Ran ran = runWithDrive(kCli, arguments, "/dev/sr7:" + disc);
+        const Run ran = runWithDrive(kCli, arguments, "/dev/sr7:" + disc);
         QCOMPARE(ran.exitCode, 1);
         QVERIFY2(ran.err.startsWith(message), qPrintable(ran.err));
     }
