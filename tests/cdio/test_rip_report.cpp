@@ -9,7 +9,7 @@
 #include "backends/cdio/RipRecord.h"
 #include "backends/cdio/TrackNameLookup.h"
 #include "tests/cdio/MetadataDisc.h"
-#include "tests/lookup/TestWebServer.h"
+#include "tests/support/TestWebServer.h"
 
 #include <QSignalSpy>
 #include <QTest>

@@ -7,8 +7,8 @@
 #include "backends/cdio/DiscMetadata.h"
 #include "backends/cdio/DriveTable.h"
 #include "tests/cdio/MetadataDisc.h"
-#include "tests/lookup/TestWebServer.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/TestWebServer.h"
 
 #include <QTest>
 

@@ -3,8 +3,8 @@
 // WMA files with libburn and ripping the disc back.
 #include "VirtualDriveTests.h"
 #include "tests/cdio/MetadataDisc.h"
-#include "tests/lookup/TestWebServer.h"
 #include "tests/media/MediaTestSupport.h"
+#include "tests/support/TestWebServer.h"
 
 #include <QRegularExpression>
 #include <QTest>
