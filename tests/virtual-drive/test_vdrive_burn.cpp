@@ -134,7 +134,8 @@ private Q_SLOTS:
     }
 
     // The disc holds the album as ffmpeg decodes it, sample for sample, the files one after
-    // another without a gap, then silence to the end of the last sector.
+    // another without a gap, then silence to the end of the last sector; the titles are its
+    // CD-Text. The burn shows its phases.
     void anMp3AlbumWithoutGaps_data() {
         QTest::addColumn<QString>("recorder");
         QTest::newRow("virtual writer") << "1";
@@ -145,7 +146,10 @@ private Q_SLOTS:
         const QString folder = m_dir.fresh("album");
         const Run burn = cli(QStringList{"burn", "--recorder", recorder} + m_album, kBlank, folder);
         QVERIFY2(burn.exitCode == 0, qPrintable(burn.out + burn.err));
+        for (const char* phase : {"Fill Buffer", "Burn Track", "Finalise Disc", "Burn complete."})
+            QVERIFY2(burn.out.contains(phase), phase);
         const QString cue = recorder == "image" ? only(folder, "*.cue") : folder + "/sr7.cue";
+        QVERIFY2(discFacts(cue).contains("TITLE: Part 2"), qPrintable(discFacts(cue).join('\n')));
         const QByteArray disc = paranoia(cue);
         QVERIFY(disc.startsWith(m_gapless));
         QVERIFY2(disc.size() - m_gapless.size() < 2352,
