@@ -23,43 +23,54 @@ struct TestDisc {
     }
 };
 
-inline TestDisc writeTestDisc(const QString& folder) {
-    TestDisc disc;
-    disc.cue = QDir(folder).filePath("pressed.cue");
-    quint32 state = 7;
-    for (int frame = 0; frame < disc.leadOut * 588; ++frame) {
+// Sectors of tones with a little noise from seed (music enough for paranoia to tell the byte
+// order); the tones rest over the sectors [quietFrom, quietTo), the noise goes on.
+inline QByteArray toneAudio(int sectors, quint32 seed, int quietFrom = 0, int quietTo = 0) {
+    QByteArray bytes;
+    quint32 state = seed;
+    for (int frame = 0; frame < sectors * 588; ++frame) {
         state ^= state << 13;
         state ^= state >> 17;
         state ^= state << 5;
-        const bool gap = frame >= 151 * 588 && frame < 264 * 588;
-        const double tone = gap ? 0.0 : std::sin(frame * (0.02 + 0.01 * (frame / 100000)));
+        const bool quiet = frame >= quietFrom * 588 && frame < quietTo * 588;
+        const double tone = quiet ? 0.0 : std::sin(frame * (0.02 + 0.01 * (frame / 100000)));
         for (int channel = 0; channel < 2; ++channel) {
             const qint16 sample = qint16(std::lround(tone * (12000 + 4000 * channel)) +
                                          int(state >> (28 + channel)) - 4);
-            disc.bin.append(char(sample & 0xff)).append(char(quint16(sample) >> 8));
+            bytes.append(char(sample & 0xff)).append(char(quint16(sample) >> 8));
         }
     }
-    QFile bin(QDir(folder).filePath("pressed.bin"));
-    bin.open(QIODevice::WriteOnly);
-    bin.write(disc.bin);
-    QFile cue(disc.cue);
-    cue.open(QIODevice::WriteOnly);
-    cue.write("CATALOG 0123456789012\n"
-              "TITLE \"Pressed Album\"\n"
-              "PERFORMER \"The Band\"\n"
-              "FILE \"pressed.bin\" BINARY\n"
-              "  TRACK 01 AUDIO\n"
-              "    TITLE \"First\"\n"
-              "    ISRC USXYZ2400001\n"
-              "    INDEX 01 00:00:00\n"
-              "  TRACK 02 AUDIO\n"
-              "    TITLE \"Second\"\n"
-              "    FLAGS PRE\n"
-              "    INDEX 00 00:02:01\n"
-              "    INDEX 01 00:03:39\n"
-              "  TRACK 03 AUDIO\n"
-              "    TITLE \"Third\"\n"
-              "    INDEX 01 00:04:64\n");
+    return bytes;
+}
+
+// name.bin holding bin, and name.cue holding sheet, in folder; returns the sheet's path.
+inline QString writePressedDisc(const QString& folder, const QString& name, const QByteArray& bin,
+                                const QByteArray& sheet) {
+    writeBytes(QDir(folder).filePath(name + ".bin"), bin);
+    writeBytes(QDir(folder).filePath(name + ".cue"), sheet);
+    return QDir(folder).filePath(name + ".cue");
+}
+
+inline TestDisc writeTestDisc(const QString& folder) {
+    TestDisc disc;
+    disc.bin = toneAudio(disc.leadOut, 7, 151, 264);
+    disc.cue = writePressedDisc(folder, "pressed", disc.bin,
+                                "CATALOG 0123456789012\n"
+                                "TITLE \"Pressed Album\"\n"
+                                "PERFORMER \"The Band\"\n"
+                                "FILE \"pressed.bin\" BINARY\n"
+                                "  TRACK 01 AUDIO\n"
+                                "    TITLE \"First\"\n"
+                                "    ISRC USXYZ2400001\n"
+                                "    INDEX 01 00:00:00\n"
+                                "  TRACK 02 AUDIO\n"
+                                "    TITLE \"Second\"\n"
+                                "    FLAGS PRE\n"
+                                "    INDEX 00 00:02:01\n"
+                                "    INDEX 01 00:03:39\n"
+                                "  TRACK 03 AUDIO\n"
+                                "    TITLE \"Third\"\n"
+                                "    INDEX 01 00:04:64\n");
     return disc;
 }
 

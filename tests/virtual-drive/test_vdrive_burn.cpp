@@ -23,56 +23,35 @@ QByteArray ffmpegDecode(const QString& file) {
     return ffmpeg.readAllStandardOutput();
 }
 
-struct CopyDisc {
-    QString cue;
-    QByteArray bin;
-};
-
 // A disc worth copying, every track 4 seconds or more: track 2 has a 113-sector gap that holds
 // sound (applause between live tracks) and pre-emphasis, tracks 1 and 3 ISRCs, track 3 the
 // copy flag; the disc has an MCN and CD-Text with a songwriter.
-CopyDisc writeCopyDisc(const QString& folder) {
-    CopyDisc disc;
-    disc.cue = QDir(folder).filePath("live.cue");
-    quint32 state = 11;
-    for (int frame = 0; frame < 1200 * 588; ++frame) {
-        state ^= state << 13;
-        state ^= state >> 17;
-        state ^= state << 5;
-        const double tone = std::sin(frame * (0.015 + 0.004 * (frame / 150000)));
-        for (int channel = 0; channel < 2; ++channel) {
-            const qint16 sample = qint16(std::lround(tone * (9000 + 3000 * channel)) +
-                                         int(state >> (26 + channel)) - 16);
-            disc.bin.append(char(sample & 0xff)).append(char(quint16(sample) >> 8));
-        }
-    }
-    QFile bin(QDir(folder).filePath("live.bin"));
-    bin.open(QIODevice::WriteOnly);
-    bin.write(disc.bin);
-    QFile cue(disc.cue);
-    cue.open(QIODevice::WriteOnly);
-    cue.write("CATALOG 4006381234567\n"
-              "TITLE \"Live at the Hall\"\n"
-              "PERFORMER \"The Band\"\n"
-              "SONGWRITER \"A. Writer\"\n"
-              "FILE \"live.bin\" BINARY\n"
-              "  TRACK 01 AUDIO\n"
-              "    TITLE \"Opening\"\n"
-              "    PERFORMER \"The Band\"\n"
-              "    ISRC DEXYZ2400011\n"
-              "    INDEX 01 00:00:00\n"
-              "  TRACK 02 AUDIO\n"
-              "    TITLE \"Ballad\"\n"
-              "    PERFORMER \"The Band\"\n"
-              "    FLAGS PRE\n"
-              "    INDEX 00 00:06:00\n"
-              "    INDEX 01 00:07:38\n"
-              "  TRACK 03 AUDIO\n"
-              "    TITLE \"Encore\"\n"
-              "    PERFORMER \"The Band\"\n"
-              "    FLAGS DCP\n"
-              "    ISRC DEXYZ2400013\n"
-              "    INDEX 01 00:12:00\n");
+TestDisc writeCopyDisc(const QString& folder) {
+    TestDisc disc;
+    disc.bin = toneAudio(1200, 11);
+    disc.cue = writePressedDisc(folder, "live", disc.bin,
+                                "CATALOG 4006381234567\n"
+                                "TITLE \"Live at the Hall\"\n"
+                                "PERFORMER \"The Band\"\n"
+                                "SONGWRITER \"A. Writer\"\n"
+                                "FILE \"live.bin\" BINARY\n"
+                                "  TRACK 01 AUDIO\n"
+                                "    TITLE \"Opening\"\n"
+                                "    PERFORMER \"The Band\"\n"
+                                "    ISRC DEXYZ2400011\n"
+                                "    INDEX 01 00:00:00\n"
+                                "  TRACK 02 AUDIO\n"
+                                "    TITLE \"Ballad\"\n"
+                                "    PERFORMER \"The Band\"\n"
+                                "    FLAGS PRE\n"
+                                "    INDEX 00 00:06:00\n"
+                                "    INDEX 01 00:07:38\n"
+                                "  TRACK 03 AUDIO\n"
+                                "    TITLE \"Encore\"\n"
+                                "    PERFORMER \"The Band\"\n"
+                                "    FLAGS DCP\n"
+                                "    ISRC DEXYZ2400013\n"
+                                "    INDEX 01 00:12:00\n");
     return disc;
 }
 
@@ -83,7 +62,7 @@ class TestVdriveBurn : public QObject {
 
 private:
     TestFolder m_dir;
-    CopyDisc m_disc;      // a pressed disc with a gap, ISRCs, an MCN, flags and CD-Text
+    TestDisc m_disc;      // a pressed disc with a gap, ISRCs, an MCN, flags and CD-Text
     QStringList m_album;  // MP3 files with titles, none on whole sectors
     QByteArray m_gapless; // ffmpeg's decode of the album, the files one after another
 

@@ -8,23 +8,6 @@ namespace {
 
 const QString kCli = QStringLiteral(MELVANE_CLI);
 
-// Sectors of audio: a tone with a little noise, different for every seed.
-QByteArray audio(int sectors, quint32 seed) {
-    QByteArray bytes;
-    bytes.reserve(sectors * 2352);
-    quint32 state = seed;
-    for (int frame = 0; frame < sectors * 588; ++frame) {
-        state = state * 1103515245u + 12345u;
-        const double tone = std::sin(frame * (0.015 + 0.003 * seed));
-        for (int channel = 0; channel < 2; ++channel) {
-            const qint16 sample =
-                qint16(std::lround(tone * (9000 + 3000 * channel)) + int(state >> 29) - 4);
-            bytes.append(char(sample & 0xff)).append(char(quint16(sample) >> 8));
-        }
-    }
-    return bytes;
-}
-
 QString msf(int sectors) {
     return QString("%1:%2:%3")
         .arg(sectors / 4500, 2, 10, QChar('0'))
@@ -75,7 +58,7 @@ private Q_SLOTS:
                 QVERIFY(bin.resize(qint64(at) * 2352) && bin.seek(bin.size()));
                 cue += QString("REM SESSION %1\n").arg(sessionOf[i], 2, 10, QChar('0'));
             }
-            tracks << audio(200, 3 + i);
+            tracks << toneAudio(200, 3 + i);
             QCOMPARE(bin.write(tracks.last()), tracks.last().size());
             cue += QString("  TRACK %1 AUDIO\n    INDEX 01 %2\n")
                        .arg(i + 1, 2, 10, QChar('0'))
