@@ -220,8 +220,9 @@ void TestRip::refusedAtOnce() {
 void TestRip::failsMidRip_data() {
     QTest::addColumn<QString>("what");
     QTest::addColumn<QString>("message");
-    QTest::newRow("image deleted") << QStringLiteral("deleted") << "was deleted or cut short";
-    QTest::newRow("image cut short") << QStringLiteral("cut") << "was deleted or cut short";
+    const QString gone = QStringLiteral("was deleted or cut short while track 1 was being read");
+    QTest::newRow("image deleted") << QStringLiteral("deleted") << gone;
+    QTest::newRow("image cut short") << QStringLiteral("cut") << gone;
     QTest::newRow("disk full") << QStringLiteral("full") << "File too large";
 }
 
