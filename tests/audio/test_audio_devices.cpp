@@ -8,15 +8,15 @@
 #include "backends/audio/SoundPlayer.h"
 #include "backends/cdio/DiscPlayer.h"
 #include "core/VolumeMixer.h"
+#include "tests/audio/AudioServer.h"
 #include "tests/audio/AudioTestMain.h"
 #include "tests/cdio/CdImages.h"
-#include "tests/cli/CliProcess.h"
 #include "tests/media/MediaTestSupport.h"
+#include "tests/support/ChildProcess.h"
 #include "volume/VolumeControl.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
-#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -26,28 +26,6 @@ namespace {
 
 const QString kBase = QStringLiteral("melvane_null");
 const QString kOther = QStringLiteral("melvane_other");
-
-QString pactl(const QStringList& args) {
-    QProcess process;
-    process.start(QStringLiteral("pactl"), args);
-    if (!process.waitForFinished(10000) || process.exitCode() != 0)
-        qFatal("pactl %s failed: %s", qPrintable(args.join(u' ')),
-               process.readAllStandardError().constData());
-    return QString::fromLocal8Bit(process.readAllStandardOutput());
-}
-
-// A sink's volume in percent, from "Volume: front-left: 19650 /  30% / ...".
-int sinkPercent(const QString& sink) {
-    const QString text = pactl({"get-sink-volume", sink});
-    const auto match = QRegularExpression(QStringLiteral("/\\s*(\\d+)%")).match(text);
-    if (!match.hasMatch())
-        qFatal("unexpected pactl answer: %s", qPrintable(text));
-    return match.captured(1).toInt();
-}
-
-bool sinkMuted(const QString& sink) {
-    return pactl({"get-sink-mute", sink}).contains(QLatin1String("yes"));
-}
 
 // A second output; the first one is the default again when it goes.
 class OtherSink {
@@ -115,11 +93,11 @@ private Q_SLOTS:
         other.makeDefault();
         QTRY_COMPARE_WITH_TIMEOUT(control.Volume(), 20, 5000);
         control.setVolume(70);
-        QCOMPARE(sinkPercent(kOther), 70);
+        QCOMPARE(sinkVolume(kOther, true), 70);
         control.setMute(true);
-        QVERIFY(sinkMuted(kOther));
-        QCOMPARE(sinkPercent(kBase), 50);
-        QVERIFY(!sinkMuted(kBase));
+        QVERIFY(isMuted("sink", kOther));
+        QCOMPARE(sinkVolume(kBase, true), 50);
+        QVERIFY(!isMuted("sink", kBase));
 
         // Changes made elsewhere to the new default show too.
         QSignalSpy volume(&control, &VolumeControl::VolumeChanged);
@@ -134,15 +112,13 @@ private Q_SLOTS:
     void melvaneCliMixerSetsTheDefaultOutput() {
         OtherSink other;
         other.makeDefault();
-        QProcess process;
-        process.start(QStringLiteral(MELVANE_CLI), {"mixer", "--volume", "35", "--mute", "on"});
-        const Run r = finish(process);
+        const Run r = runCli({"mixer", "--volume", "35", "--mute", "on"});
         QVERIFY2(r.exitCode == 0, qPrintable(r.err));
         QVERIFY2(r.out.contains("35%"), qPrintable(r.out));
-        QCOMPARE(sinkPercent(kOther), 35);
-        QVERIFY(sinkMuted(kOther));
-        QCOMPARE(sinkPercent(kBase), 50);
-        QVERIFY(!sinkMuted(kBase));
+        QCOMPARE(sinkVolume(kOther, true), 35);
+        QVERIFY(isMuted("sink", kOther));
+        QCOMPARE(sinkVolume(kBase, true), 50);
+        QVERIFY(!isMuted("sink", kBase));
     }
 
     // A suspended output holds its position with sound waiting: every player ends by itself

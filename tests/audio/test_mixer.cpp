@@ -5,38 +5,11 @@
 #include "backends/audio/MixerDevices.h"
 #include "components/Error.h"
 #include "core/VolumeMixer.h"
+#include "tests/audio/AudioServer.h"
 #include "volume/VolumeControl.h"
 
-#include <QProcess>
-#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTest>
-
-namespace {
-
-QString pactl(const QStringList& args) {
-    QProcess process;
-    process.start(QStringLiteral("pactl"), args);
-    if (!process.waitForFinished(10000) || process.exitCode() != 0)
-        qFatal("pactl %s failed: %s", qPrintable(args.join(u' ')),
-               process.readAllStandardError().constData());
-    return QString::fromLocal8Bit(process.readAllStandardOutput());
-}
-
-// The null sink's raw volume, from "Volume: front-left: 19650 /  30% / ...".
-quint32 sinkVolume() {
-    const QString text = pactl({"get-sink-volume", "melvane_null"});
-    const auto match = QRegularExpression(QStringLiteral("front-left: (\\d+)")).match(text);
-    if (!match.hasMatch())
-        qFatal("unexpected pactl answer: %s", qPrintable(text));
-    return match.captured(1).toUInt();
-}
-
-bool isMuted(const QString& what, const QString& name) {
-    return pactl({"get-" + what + "-mute", name}).contains(QLatin1String("yes"));
-}
-
-} // namespace
 
 class TestMixer : public QObject {
     Q_OBJECT
@@ -58,7 +31,7 @@ private Q_SLOTS:
         QCOMPARE(module.control(VolumeMixer::WaveOut).controlId, 0u);
 
         QVERIFY(module.SetVolume(VolumeMixer::Speakers, 30));
-        QCOMPARE(sinkVolume(), 655u * 30);
+        QCOMPARE(sinkVolume("melvane_null"), 655 * 30);
         QCOMPARE(module.GetVolume(VolumeMixer::Speakers), 30);
         QVERIFY(module.SetMute(VolumeMixer::Speakers + 7, true));
         QVERIFY(isMuted("sink", "melvane_null"));
@@ -92,7 +65,7 @@ private Q_SLOTS:
 
         control.setMute(false);
         control.setVolume(80);
-        QCOMPARE(sinkVolume(), 655u * 80);
+        QCOMPARE(sinkVolume("melvane_null"), 655 * 80);
         QVERIFY(!isMuted("sink", "melvane_null"));
     }
 

@@ -150,13 +150,10 @@ void TestBurn::scanListsTheImageRecorderLast() {
     Burner burner(m_opener, m_output);
     const qint16 count = burner.RecorderCount();
     QCOMPARE(count, qint16(drives.size() + 1));
+    // What it is and offers: test_cli_burn::recordersEndWithTheImageRecorder.
     burner.setCurrentRecorder(count);
-    QCOMPARE(burner.RecorderVendor(), QStringLiteral("Melvane"));
     QCOMPARE(burner.RecorderProduct(), QStringLiteral("Image Recorder"));
-    QCOMPARE(burner.RecorderType(), 2);
-    QCOMPARE(burner.MaxWriteSpeed(), qint16(48));
     QVERIFY(burner.RecorderSupported());
-    QVERIFY(burner.BurnProofFlag());
     QVERIFY_THROWS_EXCEPTION(IndexError, burner.setCurrentRecorder(qint16(count + 1)));
     QVERIFY_THROWS_EXCEPTION(IndexError, burner.setCurrentRecorder(0));
 }

@@ -4,8 +4,8 @@
 // fixed seed, so every sample is known; a track that does not fill its last sector is
 // completed with silence, as a burner does.
 
-#include <QDir>
-#include <QFile>
+#include "tests/support/TestFiles.h"
+
 #include <QList>
 #include <QString>
 #include <QtEndian>
@@ -94,6 +94,18 @@ inline TestImage writeImage(const QString& folder, const QString& name,
     QFile cue(image.cue);
     cue.open(QIODevice::WriteOnly);
     cue.write(sheet.toUtf8());
+    return image;
+}
+
+// 450 sectors of audio under a sheet whose track 2 starts at 00:04:00 and runs past the data's
+// end at 00:06:00, and whose track 3 starts at 00:20:00, after it.
+inline TestImage writeShortImage(const QString& folder) {
+    TestImage image =
+        writeImage(folder, QStringLiteral("short"), {{QStringLiteral("AUDIO"), 588 * 450}}, 3);
+    QFile cue(image.cue);
+    cue.open(QIODevice::WriteOnly | QIODevice::Truncate);
+    cue.write("FILE \"short.bin\" BINARY\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"
+              "  TRACK 02 AUDIO\n    INDEX 01 00:04:00\n  TRACK 03 AUDIO\n    INDEX 01 00:20:00\n");
     return image;
 }
 

@@ -5,8 +5,8 @@
 
 #include "backends/cdio/DiscReader.h"
 #include "backends/cdio/DriveTools.h"
-#include "components/Error.h"
 #include "tests/cdio/CdImages.h"
+#include "tests/support/ErrorOf.h"
 
 #include <QTemporaryDir>
 #include <QTest>
@@ -23,20 +23,12 @@ public:
 };
 
 // Everything the source gives, read in pieces of the given frames.
-inline std::vector<qint16> readAll(PcmSource& source, qint64 piece) {
+inline std::vector<qint16> readSamples(PcmSource& source, qint64 piece) {
     std::vector<qint16> out;
     std::vector<qint16> buffer(size_t(piece) * 2);
     while (const qint64 n = source.read(buffer.data(), piece))
         out.insert(out.end(), buffer.begin(), buffer.begin() + n * 2);
     return out;
-}
-
-// The message of the Error that call raises; empty when it raises none.
-template <typename Call> QString errorOf(Call&& call) try {
-    call();
-    return {};
-} catch (const Error& e) {
-    return e.message();
 }
 
 struct CdioDiscs {

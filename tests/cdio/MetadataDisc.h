@@ -11,6 +11,9 @@
 #include "tests/lookup/ServiceAnswers.h"
 
 #include <QFileInfo>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
 #include <QRegularExpression>
 
 struct MetadataDisc {
@@ -82,6 +85,28 @@ inline lookup::AccurateRipDisc referenceAccurateRipDisc(const TestImage& image) 
     disc.cddb = quint32(digits % 255) << 24 |
                 quint32((leadout + 150) / 75 - (image.starts[0] + 150) / 75) << 8 | count;
     return disc;
+}
+
+// "NNN-ID1-ID2-CDDB", the disc ID a rip ends with.
+inline QString referenceAccurateRipId(const TestImage& image) {
+    return referenceAccurateRipDisc(image).path().section(QStringLiteral("dBAR-"), 1).chopped(4);
+}
+
+inline QString hex(quint32 value) {
+    return QStringLiteral("%1").arg(value, 8, 16, QChar(u'0'));
+}
+
+// The tags ffprobe reads from a file's container.
+inline QJsonObject tagsOf(const QString& path) {
+    QProcess probe;
+    probe.start(QStringLiteral("ffprobe"),
+                {"-v", "error", "-show_entries", "format_tags", "-of", "json", path});
+    probe.waitForFinished(30000);
+    const QJsonObject format = QJsonDocument::fromJson(probe.readAllStandardOutput())
+                                   .object()
+                                   .value(QStringLiteral("format"))
+                                   .toObject();
+    return format.value(QStringLiteral("tags")).toObject();
 }
 
 // An entry with a v1 record (confidence 4) and a v2 record (confidence 9) of every track;

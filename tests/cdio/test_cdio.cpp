@@ -23,7 +23,7 @@ private Q_SLOTS:
     void readsTracksBitExact();
     void offsetCorrection_data();
     void offsetCorrection();
-    void discGoesAwayOrIsInterrupted();
+    void discIsInterrupted();
     void checksums();
     void discIds();
 
@@ -63,12 +63,8 @@ void TestCdio::discs_data() {
     QTest::newRow("mixed mode counts as audio") << 1 << 3 << 0 << QString();
     QTest::newRow("mode 1 data") << 2 << 1 << 3 << QString();
     QTest::newRow("mode 2 data") << 3 << 1 << 4 << QString();
+    // The other refusals the sheet reader makes: test_cue_sheets.
     QTest::newRow("two FILE lines") << 4 << 0 << 0 << QStringLiteral("names a second data file");
-    QTest::newRow("cooked sectors")
-        << 5 << 0 << 0 << QStringLiteral("stores track 1 as MODE1/2048");
-    QTest::newRow("PREGAP") << 6 << 0 << 0 << QStringLiteral("asks for a gap with PREGAP");
-    QTest::newRow("missing .bin") << 7 << 0 << 0
-                                  << QStringLiteral("\"nobin.bin\" of the CUE sheet");
 }
 
 // Track count, kind and blank state through the tools; an image libcdio would misread is
@@ -118,8 +114,6 @@ void TestCdio::tableOfContents() {
         }
         QCOMPARE(toc.leadout, qint32(image->disc.size() / 1176));
     }
-    QCOMPARE(m_d.audio.sectors, (QList<qint32>{151 + 113, 100, 8}));
-    QCOMPARE(msfText(m_d.audio.sectors[0]), QStringLiteral("00:03:39"));
     QCOMPARE(msfText(275 * 75), QStringLiteral("04:35:00"));
     QCOMPARE(Disc(imageDrive(m_d.mixed)).toc().tracks[0].kind, TocTrack::Kind::Mode1);
 }
@@ -138,7 +132,7 @@ void TestCdio::readsTracksBitExact() {
             auto reader = DiscReader::track(imageDrive(*image), n);
             QCOMPARE(reader->expectedFrames(), image->sectors[n - 1] * 588LL);
             QCOMPARE(reader->totalSectors(), image->sectors[n - 1]);
-            QVERIFY2(readAll(*reader, 1000) == image->track(n), qPrintable(image->cue));
+            QVERIFY2(readSamples(*reader, 1000) == image->track(n), qPrintable(image->cue));
             QCOMPARE(reader->currentSector(), reader->totalSectors());
         }
     }
@@ -163,25 +157,12 @@ void TestCdio::offsetCorrection() {
     auto reader = DiscReader::track(imageDrive(m_d.audio), track, {true, offset});
     const qint64 first = m_d.audio.starts[track - 1] * 588LL + offset;
     const qint64 end = first + m_d.audio.sectors[track - 1] * 588LL;
-    QVERIFY(readAll(*reader, 4096) == m_d.audio.samples(first, end));
+    QVERIFY(readSamples(*reader, 4096) == m_d.audio.samples(first, end));
 }
 
-// Reads end with an error naming the image when its data file is cut short or deleted, and
-// at once when interrupted from another thread.
-void TestCdio::discGoesAwayOrIsInterrupted() {
-    for (const bool deleted : {false, true}) {
-        const QString name = deleted ? QStringLiteral("deleted") : QStringLiteral("cut");
-        const TestImage image =
-            writeImage(m_d.dir.path(), name, {{QStringLiteral("AUDIO"), 588 * 3000}});
-        auto reader = DiscReader::track(imageDrive(image), 1);
-        std::vector<qint16> buffer(588 * 2 * 50);
-        QCOMPARE(reader->read(buffer.data(), 588 * 50), 588 * 50);
-        const QString bin = binOf(image.cue);
-        QVERIFY(deleted ? QFile::remove(bin) : QFile::resize(bin, 2352 * 100));
-        const QString error = errorOf([&] { readAll(*reader, 588 * 50); });
-        QVERIFY2(error.contains(image.cue) && error.contains(QLatin1String("track 1")),
-                 qPrintable(error));
-    }
+// A read interrupted from another thread ends at once. (An image deleted or cut short while
+// it is read: test_rip::failsMidRip.)
+void TestCdio::discIsInterrupted() {
     // Far more than the disc holds, so only the interruption ends it.
     auto reader = DiscReader::sectors(imageDrive(m_d.audio), 0, 1 << 30, {});
     std::promise<void> started;

@@ -6,8 +6,7 @@
 #include "backends/cdio/CueSheet.h"
 #include "backends/cdio/DiscReader.h"
 #include "tests/cdio/CdioDiscs.h"
-
-#include <QProcess>
+#include "tests/support/ChildProcess.h"
 
 using namespace cdio;
 
@@ -160,14 +159,8 @@ void TestCdioMci::driveRoots() {
 // by path; a refused image fails with its reason.
 void TestCdioMci::commandLine() {
     auto run = [](const QStringList& arguments, const QString& images) {
-        QProcess cli;
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("MELVANE_CD_IMAGES"), images);
-        cli.setProcessEnvironment(environment);
-        cli.start(QStringLiteral(MELVANE_CLI), arguments);
-        cli.waitForFinished(60000);
-        return std::make_pair(cli.exitCode(), QString::fromLocal8Bit(cli.readAllStandardOutput() +
-                                                                     cli.readAllStandardError()));
+        const Run r = runCli(arguments, {"MELVANE_CD_IMAGES=" + images});
+        return std::make_pair(r.exitCode, r.out + r.err);
     };
     const QString images = m_d.audio.cue + u':' + m_d.cue(QStringLiteral("nobin"));
     const auto [listed, list] = run({QStringLiteral("drives")}, images);
@@ -203,7 +196,7 @@ void TestCdioMci::demoDisc() {
     }
     auto reader = DiscReader::track(drive, 2, {false, 0});
     double energy = 0;
-    const std::vector<qint16> pcm = readAll(*reader, 4096);
+    const std::vector<qint16> pcm = readSamples(*reader, 4096);
     for (const qint16 s : pcm)
         energy += double(s) * s;
     QVERIFY(std::sqrt(energy / double(pcm.size())) > 1000);

@@ -18,25 +18,6 @@ using namespace cdio;
 
 namespace {
 
-// Noise from a fixed seed, as whole sectors: what a data file of `sectors` sectors holds.
-std::vector<qint16> noise(qint32 sectors) {
-    std::vector<qint16> samples(size_t(sectors) * 1176);
-    quint32 state = 7;
-    for (qint16& s : samples) {
-        state ^= state << 13;
-        state ^= state >> 17;
-        state ^= state << 5;
-        s = qint16(state >> 16);
-    }
-    return samples;
-}
-
-void writeFile(const QString& path, const QByteArray& bytes) {
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    QCOMPARE(file.write(bytes), bytes.size());
-}
-
 // What call raises, run apart with a bounded wait: a call that blocks (a named pipe opened for
 // reading) reports "blocked". The blocked call is let go by opening the pipe for writing.
 QString errorWithin(const std::function<void()>& call, const QString& pipe) {
@@ -67,24 +48,20 @@ private Q_SLOTS:
     void libcdioGivesItsReasons();
 
 private:
-    // A sheet and a data file of `sectors` sectors in a folder of their own; returns the
-    // sheet's path.
-    QString image(const QByteArray& sheet, const QString& binName = QStringLiteral("disc.bin"),
-                  qint32 sectors = 450) {
-        const QString folder = m_dir.filePath(QString::number(++m_images));
-        QDir().mkpath(folder);
-        const std::vector<qint16> data = noise(sectors);
-        writeFile(
-            QDir(folder).filePath(binName),
-            QByteArray(reinterpret_cast<const char*>(data.data()), qsizetype(data.size()) * 2));
-        const QString cue = QDir(folder).filePath(QStringLiteral("disc.cue"));
-        writeFile(cue, sheet);
-        return cue;
+    // A sheet beside 450 sectors of noise (m_data), in a folder of its own; returns its path.
+    QString image(const QByteArray& sheet, const QString& binName = QStringLiteral("disc.bin")) {
+        const QString folder = m_dir.fresh();
+        m_data =
+            writeImage(folder, QStringLiteral("disc"), {{QStringLiteral("AUDIO"), 588 * 450}}, 7)
+                .disc;
+        QFile::rename(folder + QStringLiteral("/disc.bin"), folder + u'/' + binName);
+        writeBytes(folder + QStringLiteral("/disc.cue"), sheet);
+        return folder + QStringLiteral("/disc.cue");
     }
     static Drive drive(const QString& cue) { return DriveTable::imageDrive(cue, 0); }
 
-    QTemporaryDir m_dir;
-    int m_images = 0;
+    TestFolder m_dir;
+    std::vector<qint16> m_data;
 };
 
 void TestCueSheets::readsSheetsAsCdToolsDo_data() {
@@ -130,7 +107,6 @@ void TestCueSheets::readsSheetsAsCdToolsDo() {
     QFETCH(QList<int>, numbers);
     QFETCH(QList<qint32>, starts);
     const QString cue = image(sheet, binName);
-    const std::vector<qint16> data = noise(450);
     Disc disc(drive(cue));
     const Toc toc = disc.toc();
     QCOMPARE(toc.tracks.size(), numbers.size());
@@ -143,9 +119,9 @@ void TestCueSheets::readsSheetsAsCdToolsDo() {
         auto reader = DiscReader::track(drive(cue), t.number);
         const qint32 end = i + 1 < starts.size() ? starts[i + 1] : 450;
         QCOMPARE(reader->totalSectors(), end - t.start);
-        const std::vector<qint16> expected(data.begin() + t.start * 1176,
-                                           data.begin() + end * 1176);
-        QVERIFY(readAll(*reader, 5000) == expected);
+        const std::vector<qint16> expected(m_data.begin() + t.start * 1176,
+                                           m_data.begin() + end * 1176);
+        QVERIFY(readSamples(*reader, 5000) == expected);
     }
 }
 
@@ -223,8 +199,7 @@ void TestCueSheets::specialFilesRefusedAtOnce_data() {
     QTest::addColumn<QByteArray>("sheet");
     QTest::addColumn<QString>("says");
     const QByteArray track1 = "  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n";
-    QTest::newRow("the sheet itself") << QStringLiteral("disc.cue") << QByteArray()
-                                      << QStringLiteral("The CUE sheet %1 is a named pipe");
+    // The sheet itself a pipe: test_cli_cue::namedPipesRefusedAtOnce.
     QTest::newRow("its CD-Text file")
         << QStringLiteral("text.cdt")
         << "CDTEXTFILE \"TEXT.CDT\"\nFILE \"disc.bin\" BINARY\n" + track1
@@ -240,7 +215,7 @@ void TestCueSheets::specialFilesRefusedAtOnce() {
     QFETCH(QString, pipeName);
     QFETCH(QByteArray, sheet);
     QFETCH(QString, says);
-    QString cue = image(sheet.isEmpty() ? QByteArray("FILE \"disc.bin\" BINARY\n") : sheet);
+    const QString cue = image(sheet);
     const QString pipe = QFileInfo(cue).dir().filePath(pipeName);
     QFile::remove(pipe);
     QCOMPARE(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
@@ -276,8 +251,8 @@ void TestCueSheets::tracksPastTheEndOfTheData() {
     for (const int n : {2, 3})
         QCOMPARE(errorOf([&] { DiscReader::track(drive(cue), n); }), toc.tracks[n - 1].problem);
     auto reader = DiscReader::track(drive(cue), 1);
-    const std::vector<qint16> data = noise(450);
-    QVERIFY(readAll(*reader, 5000) == std::vector<qint16>(data.begin(), data.begin() + 300 * 1176));
+    QVERIFY(readSamples(*reader, 5000) ==
+            std::vector<qint16>(m_data.begin(), m_data.begin() + 300 * 1176));
     // Even when the first track lies outside, the disc's length is never negative.
     const QString outside =
         image("FILE \"disc.bin\" BINARY\n  TRACK 01 AUDIO\n    INDEX 01 00:20:00\n");
@@ -291,7 +266,7 @@ void TestCueSheets::tracksPastTheEndOfTheData() {
 void TestCueSheets::libcdioGivesItsReasons() {
     installLogHandler();
     takeLogMessages();
-    const QString missing = m_dir.filePath(QStringLiteral("nowhere/missing.cue"));
+    const QString missing = m_dir.path(QStringLiteral("nowhere/missing.cue"));
     CdIo_t* cd = cdio_open(QFile::encodeName(missing).constData(), DRIVER_BINCUE);
     QVERIFY(!cd);
     const QString reason = takeLogMessages();

@@ -9,36 +9,14 @@
 #include "backends/cdio/RipRecord.h"
 #include "backends/cdio/TrackNameLookup.h"
 #include "tests/cdio/MetadataDisc.h"
-#include "tests/lookup/TestWebServer.h"
+#include "tests/support/TestWebServer.h"
 
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QProcess>
 #include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QTest>
 
 using namespace cdio;
 
 namespace {
-
-QJsonObject tagsOf(const QString& path) {
-    QProcess probe;
-    probe.start(QStringLiteral("ffprobe"),
-                {"-v", "error", "-show_entries", "format_tags", "-of", "json", path});
-    probe.waitForFinished(30000);
-    return QJsonDocument::fromJson(probe.readAllStandardOutput())
-        .object()
-        .value("format")
-        .toObject()
-        .value("tags")
-        .toObject();
-}
-
-QString readText(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
-}
 
 // The tools' notes and outcomes, gathered.
 struct Notes {
@@ -61,17 +39,10 @@ class TestRipReport : public QObject {
     Q_OBJECT
 
 private:
-    QTemporaryDir m_dir;
+    TestFolder m_dir;
     MetadataDisc m_disc;
     TestWebServer m_server;
     std::shared_ptr<DriveTable> m_table;
-    int m_folders = 0;
-
-    QString freshFolder() {
-        const QString folder = m_dir.filePath(QStringLiteral("out%1").arg(++m_folders));
-        QDir().mkpath(folder);
-        return folder;
-    }
     // Rips the tracks one after another as the rip panel does: title, rip, wait for its 100.
     void ripJob(CdTools& tools, Notes& notes, const QString& folder,
                 const QList<std::pair<int, QString>>& tracks, const QString& format = "wav") {
@@ -204,19 +175,12 @@ private Q_SLOTS:
     // A sheet whose tracks start at 3: libcdio counts them from 1, the metadata keeps the
     // sheet's numbers.
     void metadataOfASheetNotStartingAtOne() {
-        const QString bin = m_dir.filePath(QStringLiteral("late.bin"));
-        QFile data(bin);
-        QVERIFY(data.open(QIODevice::WriteOnly));
-        data.write(QByteArray(2352 * 600, '\0'));
-        data.close();
-        const QString cue = m_dir.filePath(QStringLiteral("late.cue"));
-        QFile sheet(cue);
-        QVERIFY(sheet.open(QIODevice::WriteOnly));
-        sheet.write("TITLE \"Late\"\nFILE \"late.bin\" BINARY\n"
-                    "  TRACK 03 AUDIO\n    TITLE \"Three\"\n    INDEX 01 00:00:00\n"
-                    "  TRACK 04 AUDIO\n    TITLE \"Four\"\n    ISRC GBAYE9900004\n"
-                    "    FLAGS PRE\n    INDEX 01 00:04:00\n");
-        sheet.close();
+        writeBytes(m_dir.path(QStringLiteral("late.bin")), QByteArray(2352 * 600, '\0'));
+        const QString cue = m_dir.path(QStringLiteral("late.cue"));
+        writeBytes(cue, "TITLE \"Late\"\nFILE \"late.bin\" BINARY\n"
+                        "  TRACK 03 AUDIO\n    TITLE \"Three\"\n    INDEX 01 00:00:00\n"
+                        "  TRACK 04 AUDIO\n    TITLE \"Four\"\n    ISRC GBAYE9900004\n"
+                        "    FLAGS PRE\n    INDEX 01 00:04:00\n");
         Disc disc(DriveTable::imageDrive(cue, 0));
         const DiscMetadata metadata = readDiscMetadata(disc);
         QCOMPARE(metadata.album, QStringLiteral("Late"));
@@ -236,7 +200,7 @@ private Q_SLOTS:
                        {200, referenceAccurateRipEntry(m_disc.image, 2), 0});
         CdTools tools(m_table);
         Notes notes(tools);
-        const QString folder = freshFolder();
+        const QString folder = m_dir.fresh();
         ripJob(tools, notes, folder, {{1, "Overture"}, {2, "Track02"}, {3, "Track03"}});
         QTRY_COMPARE(notes.lines.size(), 5);
         const QString name = QDir(folder).filePath(m_disc.artist + " - " + m_disc.album);
@@ -253,8 +217,7 @@ private Q_SLOTS:
         QCOMPARE(tags.value("ISRC").toString(), m_disc.isrcs[0]);
         const QString log = readText(name + ".log");
         QVERIFY(log.contains("Track 01  Overture"));
-        QVERIFY(log.contains(
-            QStringLiteral("%1").arg(referenceCrc32(m_disc.image.track(3)), 8, 16, QChar(u'0'))));
+        QVERIFY(log.contains(hex(referenceCrc32(m_disc.image.track(3)))));
         QVERIFY(log.contains("3 of 3 track(s) ripped, 2 accurately, 1 differing"));
         QVERIFY(readText(name + ".cue").contains("FILE \"Track03.wav\" WAVE"));
         // A second job in the same folder: its own log beside the first.
@@ -291,7 +254,7 @@ private Q_SLOTS:
         QCOMPARE(lookup.ChooseRelease(1), second);
         CdTools tools(m_table, chosen);
         Notes notes(tools);
-        const QString folder = freshFolder();
+        const QString folder = m_dir.fresh();
         tools.setRipLog(false);
         ripJob(tools, notes, folder, {{12, "Second 12"}}, "mp3");
         const QJsonObject tags = tagsOf(QDir(folder).filePath("Track12.mp3"));

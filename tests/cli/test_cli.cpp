@@ -3,13 +3,10 @@
 #include "app/cli/ConvertCommand.h"
 #include "backends/media/Codecs.h"
 #include "backends/media/MediaProbe.h"
-#include "tests/cli/CliProcess.h"
 #include "tests/media/MediaTestSupport.h"
+#include "tests/support/ChildProcess.h"
 
-#include <QDeadlineTimer>
-#include <QProcess>
 #include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QTest>
 #include <QThread>
 #include <csignal>
@@ -19,16 +16,12 @@
 namespace {
 
 Run run(const QStringList& arguments) {
-    QProcess process;
-    process.start(QStringLiteral(MELVANE_CLI), arguments);
-    return finish(process);
+    return runCli(arguments);
 }
 
 // A shell line, with the program as $0 and the arguments as $1 ...
 Run shell(const QString& line, const QStringList& arguments = {}) {
-    QProcess process;
-    process.start("bash", QStringList{"-c", line, QStringLiteral(MELVANE_CLI)} + arguments);
-    return finish(process);
+    return runShell(line, QStringLiteral(MELVANE_CLI), arguments);
 }
 
 // The size column of the list: bytes / 1024 / 1024 with two decimals and " mb".
@@ -44,32 +37,20 @@ class TestCli : public QObject {
     Q_OBJECT
 
 private:
-    QTemporaryDir m_dir;
+    TestFolder m_dir;
     QString m_tone;   // 3 s
     QString m_second; // 1 s
     QString m_long;   // 120 s
     QString m_wma;    // 3 s
 
-    QString path(const QString& name) const { return m_dir.filePath(name); }
+    QString path(const QString& name) const { return m_dir.path(name); }
+    QString freshFolder(const QString& name) { return m_dir.fresh(name); }
 
-    QString freshFolder(const QString& name) const {
-        const QString folder = path(name);
-        QDir(folder).removeRecursively();
-        QDir().mkpath(folder);
-        return folder;
-    }
-
-    // Starts a conversion of the long file and waits until a quarter is done.
+    // Starts program with arguments and waits until a quarter of the conversion is done.
     static bool startLong(QProcess& process, const QStringList& arguments,
                           const QString& program = QStringLiteral(MELVANE_CLI)) {
         process.start(program, arguments);
-        QString seen;
-        const auto reachedQuarter = [&] {
-            seen += QString::fromLocal8Bit(process.readAllStandardOutput());
-            return seen.contains("25%");
-        };
-        [&] { QTRY_VERIFY_WITH_TIMEOUT(reachedQuarter(), 30000); }();
-        return !QTest::currentTestFailed() && !seen.contains("done");
+        return readUntil(process, QStringLiteral("25%"));
     }
 
 private Q_SLOTS:
@@ -230,52 +211,45 @@ private Q_SLOTS:
     void usageErrors_data() {
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<QString>("message");
+        const auto row = [](const char* name, const QStringList& arguments, const QString& says) {
+            QTest::newRow(name) << arguments << says;
+        };
         const QString out = path(QStringLiteral("usage"));
-        const QStringList mp3{"convert", "--to", "mp3"};
-        QTest::newRow("no command") << QStringList{} << "convert";
-        QTest::newRow("unknown command") << QStringList{"frobnicate", "a.wav"} << "frobnicate";
-        QTest::newRow("no target") << QStringList{"convert", "--out", out, "a.wav"} << "--to";
-        QTest::newRow("unknown target")
-            << QStringList{"convert", "--to", "flac", "--out", out, "a.wav"} << "flac";
-        QTest::newRow("upper-case target")
-            << QStringList{"convert", "--to", "MP3", "--out", out, "a.wav"} << "MP3";
-        QTest::newRow("no output folder") << mp3 + QStringList{"a.wav"} << "--out";
-        QTest::newRow("missing output folder")
-            << mp3 + QStringList{"--out", "/nonexistent/folder", "a.wav"}
-            << "the output folder /nonexistent/folder does not exist";
-        QTest::newRow("output folder is a file")
-            << mp3 + QStringList{"--out", path("a-file"), "a.wav"}
-            << "--out names " + path("a-file") + ", which is not a folder";
-        QTest::newRow("empty output folder")
-            << mp3 + QStringList{"--out", "", "a.wav"} << "--out is empty";
-        QTest::newRow("no files") << mp3 + QStringList{"--out", out} << "no files";
-        QTest::newRow("bad bit rate")
-            << mp3 + QStringList{"--bitrate", "fast", "--out", out, "a.wav"} << "fast";
-        QTest::newRow("zero bit rate")
-            << QStringList{"convert", "--to", "wma", "--bitrate", "0", "--out", out, "a.wav"}
-            << "--bitrate";
-        QTest::newRow("unknown encoder")
-            << mp3 + QStringList{"--encoder", "blade", "--out", out, "a.wav"} << "blade";
-        QTest::newRow("unknown option")
-            << mp3 + QStringList{"--speed", "--out", out, "a.wav"} << "Unknown option 'speed'";
-        QTest::newRow("file name like an option")
-            << mp3 + QStringList{"--out", out, "-dash.wav"}
-            << "'-dash.wav' is not an option; a file whose name starts with '-' goes after '--'";
-        QTest::newRow("info without files") << QStringList{"info"} << "no files";
-        QTest::newRow("info unknown option") << QStringList{"info", "--long", "a.wav"} << "long";
-        QTest::newRow("mixer line") << QStringList{"mixer", "--line", "9"} << "--line '9'";
-        QTest::newRow("mixer volume") << QStringList{"mixer", "--volume", "loud"} << "loud";
-        QTest::newRow("mixer mute") << QStringList{"mixer", "--mute", "yes"} << "yes";
-        QTest::newRow("play without file") << QStringList{"play"} << "no file to play";
-        QTest::newRow("play gain") << QStringList{"play", "--eq", "0,0,99", "a.wav"} << "'99'";
         const QString take = path(QStringLiteral("usage/take.mp3"));
-        QTest::newRow("record without a file") << QStringList{"record"} << "no output file";
-        QTest::newRow("record to flac") << QStringList{"record", "--to", "flac", take} << "flac";
-        QTest::newRow("record bit rate")
-            << QStringList{"record", "--bitrate", "400", take} << "--bitrate '400'";
-        QTest::newRow("record length")
-            << QStringList{"record", "--seconds", "-1", take} << "--seconds '-1'";
-        QTest::newRow("devices with arguments") << QStringList{"devices", "x"} << "no arguments";
+        const QStringList mp3{"convert", "--to", "mp3"};
+        row("no command", {}, "convert");
+        row("unknown command", {"frobnicate", "a.wav"}, "frobnicate");
+        row("no target", {"convert", "--out", out, "a.wav"}, "--to");
+        row("unknown target", {"convert", "--to", "flac", "--out", out, "a.wav"}, "flac");
+        row("upper-case target", {"convert", "--to", "MP3", "--out", out, "a.wav"}, "MP3");
+        row("no output folder", mp3 + QStringList{"a.wav"}, "--out");
+        row("missing output folder", mp3 + QStringList{"--out", "/nonexistent/folder", "a.wav"},
+            "the output folder /nonexistent/folder does not exist");
+        row("output folder is a file", mp3 + QStringList{"--out", path("a-file"), "a.wav"},
+            "--out names " + path("a-file") + ", which is not a folder");
+        row("empty output folder", mp3 + QStringList{"--out", "", "a.wav"}, "--out is empty");
+        row("no files", mp3 + QStringList{"--out", out}, "no files");
+        row("bad bit rate", mp3 + QStringList{"--bitrate", "fast", "--out", out, "a.wav"}, "fast");
+        row("zero bit rate", {"convert", "--to", "wma", "--bitrate", "0", "--out", out, "a.wav"},
+            "--bitrate");
+        row("unknown encoder", mp3 + QStringList{"--encoder", "blade", "--out", out, "a.wav"},
+            "blade");
+        row("unknown option", mp3 + QStringList{"--speed", "--out", out, "a.wav"},
+            "Unknown option 'speed'");
+        row("file name like an option", mp3 + QStringList{"--out", out, "-dash.wav"},
+            "'-dash.wav' is not an option; a file whose name starts with '-' goes after '--'");
+        row("info without files", {"info"}, "no files");
+        row("info unknown option", {"info", "--long", "a.wav"}, "long");
+        row("mixer line", {"mixer", "--line", "9"}, "--line '9'");
+        row("mixer volume", {"mixer", "--volume", "loud"}, "loud");
+        row("mixer mute", {"mixer", "--mute", "yes"}, "yes");
+        row("play without file", {"play"}, "no file to play");
+        row("play gain", {"play", "--eq", "0,0,99", "a.wav"}, "'99'");
+        row("record without a file", {"record"}, "no output file");
+        row("record to flac", {"record", "--to", "flac", take}, "flac");
+        row("record bit rate", {"record", "--bitrate", "400", take}, "--bitrate '400'");
+        row("record length", {"record", "--seconds", "-1", take}, "--seconds '-1'");
+        row("devices with arguments", {"devices", "x"}, "no arguments");
     }
 
     // Usage errors exit 2 with the reason on standard error, before any file is touched.
@@ -360,36 +334,6 @@ private Q_SLOTS:
                             {"convert", "--to", "mp3", "--out", out, m_tone, m_second});
         QCOMPARE(r.exitCode, 0);
         QCOMPARE(folderEntries(out), QStringList({"second.mp3", "tone.mp3"}));
-    }
-
-    // On the test audio server: devices lists its sine source as the default; record takes
-    // exactly the length asked for, or what came before an interrupt, and the file is complete.
-    void records() {
-        Run r = run({"devices"});
-        QCOMPARE(r.exitCode, 0);
-        QVERIFY2(r.out.contains("melvane_sine\tSine source at 440 Hz\tdefault\n"),
-                 qPrintable(r.out));
-        const QString mp3 = path(QStringLiteral("recorded/Recordings/take.mp3"));
-        r = run({"record", "--seconds", "3", mp3});
-        QCOMPARE(r.exitCode, 0);
-        QVERIFY2(r.out.contains("Recorded 0:03:0 into " + mp3), qPrintable(r.out + r.err));
-        const MediaFacts facts = probeMediaFile(mp3);
-        QVERIFY2(std::abs(facts.duration - 3.0) < 0.06,
-                 qPrintable(QString::number(facts.duration)));
-        QVERIFY(std::abs(decodeFile(mp3).frequency(0) - 440.0) < 5.0);
-
-        const QString wav = path(QStringLiteral("recorded/stopped.wav"));
-        QProcess process;
-        process.start(QStringLiteral(MELVANE_CLI), {"record", "--device", "melvane_sine", wav});
-        QTest::qWait(5000); // the sine source delivers two seconds at a time
-        ::kill(pid_t(process.processId()), SIGINT);
-        r = finish(process);
-        QCOMPARE(r.exitCode, 0);
-        QVERIFY(probeMediaFile(wav).duration >= 1.9);
-        QCOMPARE(probeMediaFile(wav).codecName, QStringLiteral("pcm_s16le"));
-        r = run({"record", "--device", "nowhere", path(QStringLiteral("recorded/x.mp3"))});
-        QCOMPARE(r.exitCode, 1);
-        QVERIFY2(r.err.contains("\"nowhere\" is not there"), qPrintable(r.err));
     }
 
     void signalsLeaveNothing_data() {

@@ -1,10 +1,8 @@
 // melvane-cli recorders and burn as a user runs them: the built program as a child process,
 // burning files this test writes to the image recorder.
-#include "tests/cli/CliProcess.h"
 #include "tests/media/MediaTestSupport.h"
+#include "tests/support/ChildProcess.h"
 
-#include <QProcess>
-#include <QTemporaryDir>
 #include <QTest>
 #include <csignal>
 #include <unistd.h>
@@ -14,11 +12,8 @@ namespace {
 // The program with arguments, after a shell line (such as "ulimit -f 100;") and through a
 // launcher (such as setpriv) when given.
 Run run(const QStringList& arguments, const QString& prefix = {}, const QString& launcher = {}) {
-    QProcess process;
-    process.start("bash", QStringList{"-c", prefix + " exec " + launcher + R"( "$0" "$@")",
-                                      QStringLiteral(MELVANE_CLI)} +
-                              arguments);
-    return finish(process);
+    return runShell(prefix + " exec " + launcher + R"( "$0" "$@")", QStringLiteral(MELVANE_CLI),
+                    arguments);
 }
 
 } // namespace
@@ -27,28 +22,18 @@ class TestCliBurn : public QObject {
     Q_OBJECT
 
 private:
-    QTemporaryDir m_dir;
-    QString m_wav;  // 2 s
-    QString m_mp3;  // 30 s
-    QString m_text; // not audio
-
-    QString freshFolder(const QString& name) const {
-        const QString folder = m_dir.filePath(name);
-        QDir(folder).removeRecursively();
-        QDir().mkpath(folder);
-        return folder;
-    }
+    TestFolder m_dir;
+    QString m_wav; // 2 s
+    QString m_mp3; // 30 s
 
 private Q_SLOTS:
     void initTestCase() {
         QVERIFY(m_dir.isValid());
-        m_wav = m_dir.filePath("tone.wav");
-        m_mp3 = m_dir.filePath("long.mp3");
-        m_text = m_dir.filePath("notes.mp3");
+        m_wav = m_dir.path("tone.wav");
+        m_mp3 = m_dir.path("long.mp3");
         writeSine(m_wav, OutputCodec::Wav, PcmFormat::cdAudio(), 2.0);
         writeSine(m_mp3, OutputCodec::Mp3Lame, PcmFormat::cdAudio(), 30.0);
-        QFile text(m_text);
-        QVERIFY(text.open(QIODevice::WriteOnly) && text.write("Buy milk.\n") > 0);
+        writeBytes(m_dir.path("notes.mp3"), "Buy milk.\n");
     }
 
     void recordersEndWithTheImageRecorder() {
@@ -66,7 +51,7 @@ private Q_SLOTS:
     // Two 2-second tracks, each padded to 4 seconds as the notices say, verified after the
     // burn; the image, its cue sheet and the burn log are left in the folder.
     void burnsAnImage() {
-        const QString out = freshFolder("images");
+        const QString out = m_dir.fresh("images");
         Run r = run({"burn", "--recorder", "image", "--image-dir", out, "--speed", "20", "--verify",
                      m_wav, m_wav});
         QCOMPARE(r.exitCode, 0);
@@ -85,7 +70,7 @@ private Q_SLOTS:
         QVERIFY(r.out.endsWith("Image: " + out + u'/' + files[1] + u'\n'));
 
         // A test burn goes through it all and writes nothing.
-        const QString simulated = freshFolder("simulated");
+        const QString simulated = m_dir.fresh("simulated");
         r = run({"burn", "--recorder", "image", "--image-dir", simulated, "--simulate", m_wav});
         QCOMPARE(r.exitCode, 0);
         QVERIFY(r.out.contains("The test burn went well."));
@@ -116,7 +101,7 @@ private Q_SLOTS:
             << "the image folder /no/such does not exist";
         QTest::newRow("image folder is a file")
             << QStringList{"burn", "--image-dir", "tone.wav", "tone.wav"} << QString() << false << 2
-            << "the image folder " + m_dir.filePath("tone.wav") + " is not a folder";
+            << "the image folder " + m_dir.path("tone.wav") + " is not a folder";
         QTest::newRow("recorders") << QStringList{"recorders", "--all"} << QString() << false << 2
                                    << "unknown option '--all'";
         QTest::newRow("not audio") << burn + QStringList{"notes.mp3"} << QString() << false << 1
@@ -133,12 +118,12 @@ private Q_SLOTS:
         QFETCH(bool, locked);
         QFETCH(int, exitCode);
         QFETCH(QString, message);
-        const QString out = freshFolder("failing");
+        const QString out = m_dir.fresh("failing");
         for (QString& argument : arguments) {
             if (argument == "OUT")
                 argument = out;
             else if (argument.endsWith(".wav") || argument.endsWith(".mp3"))
-                argument = m_dir.filePath(argument);
+                argument = m_dir.path(argument);
         }
         QString launcher;
         if (locked) {
@@ -156,16 +141,13 @@ private Q_SLOTS:
     }
 
     void anInterruptCancelsTheBurn() {
-        const QString out = freshFolder("interrupted");
+        const QString out = m_dir.fresh("interrupted");
         QStringList arguments{"burn", "--recorder", "image", "--image-dir", out};
         for (int i = 0; i < 40; ++i)
             arguments << m_mp3;
         QProcess process;
         process.start(QStringLiteral(MELVANE_CLI), arguments);
-        QString seen;
-        QTRY_VERIFY_WITH_TIMEOUT((seen += QString::fromLocal8Bit(process.readAllStandardOutput()))
-                                     .contains("track 1/40"),
-                                 30000);
+        QVERIFY(readUntil(process, QStringLiteral("track 1/40")));
         ::kill(pid_t(process.processId()), SIGINT);
         const Run r = finish(process);
         QCOMPARE(r.exitCode, 128 + SIGINT);

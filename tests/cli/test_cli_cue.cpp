@@ -2,9 +2,8 @@
 // at all: every run ends within a bounded time with a message that names what is wrong, and
 // nothing is written for a track that cannot be read.
 #include "tests/cdio/CdImages.h"
-#include "tests/cli/CliProcess.h"
+#include "tests/support/ChildProcess.h"
 
-#include <QTemporaryDir>
 #include <QTest>
 #include <sys/stat.h>
 
@@ -14,14 +13,7 @@ namespace {
 constexpr int kBoundMs = 20000;
 
 Run cli(const QStringList& arguments) {
-    QProcess process;
-    process.start(QStringLiteral(MELVANE_CLI), arguments);
-    return finish(process, kBoundMs);
-}
-
-QStringList filesIn(const QString& folder) {
-    return QDir(folder).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot,
-                                  QDir::Name);
+    return runCli(arguments, {}, kBoundMs);
 }
 
 // The name a rip gives its log and cue sheets: "Audio CD" and the disc's CDDB ID, the last
@@ -37,21 +29,14 @@ class TestCliCue : public QObject {
     Q_OBJECT
 
 private:
-    QTemporaryDir m_dir;
-    int m_folders = 0;
+    TestFolder m_dir;
+    int m_sheets = 0;
 
-    QString freshFolder() {
-        const QString folder = m_dir.filePath(QStringLiteral("out%1").arg(++m_folders));
-        QDir().mkpath(folder);
-        return folder;
-    }
     // A sheet beside a data file of 1200 sectors (16 s) of noise.
     QString sheet(const QString& name, const QByteArray& text) {
         const TestImage image =
             writeImage(m_dir.path(), name, {{QStringLiteral("AUDIO"), 588 * 1200}});
-        QFile cue(image.cue);
-        if (!cue.open(QIODevice::WriteOnly | QIODevice::Truncate) || cue.write(text) != text.size())
-            return {};
+        writeBytes(image.cue, text);
         return image.cue;
     }
 
@@ -78,9 +63,9 @@ private Q_SLOTS:
     void fuzzedSheetsEndPromptly() {
         QFETCH(QByteArray, text);
         QFETCH(QString, says);
-        const QString name = QStringLiteral("fuzzed%1").arg(m_folders);
+        const QString name = QStringLiteral("fuzzed%1").arg(++m_sheets);
         const QString cue = sheet(name, QString::fromLatin1(text).arg(name).toLatin1());
-        const QString out = freshFolder();
+        const QString out = m_dir.fresh();
         for (const QStringList& arguments :
              {QStringList{"toc", cue}, QStringList{"rip", "--to", "wav", "--out", out, cue}}) {
             const Run r = cli(arguments);
@@ -89,7 +74,7 @@ private Q_SLOTS:
             // What these sheets were answered with: paranoia giving up as on a scratched disc.
             QVERIFY2(!r.err.contains("scratched"), qPrintable(r.err));
         }
-        QCOMPARE(filesIn(out), QStringList());
+        QCOMPARE(folderEntries(out), QStringList());
     }
 
     // A data track between audio tracks, read across with an offset: its sectors are silence
@@ -100,30 +85,23 @@ private Q_SLOTS:
                                             {QStringLiteral("MODE1/2352"), 588 * 375},
                                             {QStringLiteral("AUDIO"), 588 * 450}},
                                            9);
-        const QString out = freshFolder();
+        const QString out = m_dir.fresh();
         const Run r = cli({"rip", "--to", "wav", "--offset", "-3000", "--out", out, image.cue});
         QVERIFY2(r.exitCode == 0, qPrintable(r.err));
         // Beside the tracks the rip's log and cue sheet, named after the disc's CDDB ID.
         const QString report = reportName(r.out);
-        QCOMPARE(filesIn(out),
+        QCOMPARE(folderEntries(out),
                  QStringList({report + ".cue", report + ".log", "Track01.wav", "Track03.wav"}));
         std::vector<qint16> expected(3000 * 2, 0);
         const std::vector<qint16> track = image.track(3);
         expected.insert(expected.end(), track.begin(), track.end() - 3000 * 2);
-        QVERIFY(wavSamples(QDir(out).filePath("Track03.wav")) == expected);
+        QVERIFY(wavSamples(out + "/Track03.wav") == expected);
     }
 
     // Tracks that start or end past the end of the data file: refused by name in toc and rip,
     // no negative length anywhere, nothing written for them; the track inside is ripped.
     void tracksPastTheEndOfTheImage() {
-        const TestImage image = writeImage(m_dir.path(), QStringLiteral("short"),
-                                           {{QStringLiteral("AUDIO"), 588 * 450}});
-        QFile cue(image.cue);
-        QVERIFY(cue.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        cue.write("FILE \"short.bin\" BINARY\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"
-                  "  TRACK 02 AUDIO\n    INDEX 01 00:04:00\n  TRACK 03 AUDIO\n"
-                  "    INDEX 01 00:20:00\n");
-        cue.close();
+        const TestImage image = writeShortImage(m_dir.path());
         const QString past = QStringLiteral("Track 3 starts at 00:20:00, after the end of the "
                                             "image %1: its data file %2 ends at 00:06:00")
                                  .arg(image.cue, binOf(image.cue));
@@ -140,20 +118,19 @@ private Q_SLOTS:
         QVERIFY2(toc.err.contains("melvane-cli toc: " + past), qPrintable(toc.err));
         QVERIFY2(toc.err.contains("melvane-cli toc: " + beyond), qPrintable(toc.err));
 
-        const QString out = freshFolder();
+        const QString out = m_dir.fresh();
         const Run rip = cli({"rip", "--to", "wav,mp3", "--out", out, image.cue});
         QCOMPARE(rip.exitCode, 1);
         QVERIFY2(rip.err.contains("track 3 failed: " + past), qPrintable(rip.err));
         QVERIFY2(rip.err.contains("track 2 failed: " + beyond), qPrintable(rip.err));
         QVERIFY2(rip.err.contains("2 of 3 track(s) failed: 2, 3"), qPrintable(rip.err));
         const QString report = reportName(rip.out);
-        QCOMPARE(filesIn(out), QStringList({report + ".log", report + ".mp3.cue",
-                                            report + ".wav.cue", "Track01.mp3", "Track01.wav"}));
-        QVERIFY(wavSamples(QDir(out).filePath("Track01.wav")) == image.samples(0, 300 * 588));
+        QCOMPARE(folderEntries(out),
+                 QStringList({report + ".log", report + ".mp3.cue", report + ".wav.cue",
+                              "Track01.mp3", "Track01.wav"}));
+        QVERIFY(wavSamples(out + "/Track01.wav") == image.samples(0, 300 * 588));
         // The log's table of contents names the tracks that cannot be read, with no length.
-        QFile log(QDir(out).filePath(report + ".log"));
-        QVERIFY(log.open(QIODevice::ReadOnly));
-        const QString logText = QString::fromUtf8(log.readAll());
+        const QString logText = readText(out + u'/' + report + ".log");
         QVERIFY2(logText.contains("      3  00:20:00  cannot be read: " + past + '\n'),
                  qPrintable(logText));
         QVERIFY2(logText.contains("      2  00:04:00  cannot be read: " + beyond),
@@ -163,26 +140,26 @@ private Q_SLOTS:
     // A named pipe as the sheet or as its CD-Text file is refused at once: nothing waits for
     // a writer that never comes.
     void namedPipesRefusedAtOnce() {
-        const QString pipeSheet = m_dir.filePath("pipe.cue");
+        const QString pipeSheet = m_dir.path("pipe.cue");
         QCOMPARE(::mkfifo(QFile::encodeName(pipeSheet).constData(), 0600), 0);
         const QString withText =
             sheet(QStringLiteral("text"), "CDTEXTFILE \"text.cdt\"\nFILE \"text.bin\" BINARY\n"
                                           "  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n");
-        const QString pipeText = m_dir.filePath("text.cdt");
+        const QString pipeText = m_dir.path("text.cdt");
         QCOMPARE(::mkfifo(QFile::encodeName(pipeText).constData(), 0600), 0);
         const QList<std::pair<QString, QString>> cases = {
             {pipeSheet, "The CUE sheet " + pipeSheet + " is a named pipe, not a file"},
             {withText, "The CD-Text file " + pipeText + " of the CUE sheet " + withText +
                            " is a named pipe, not a file"}};
         for (const auto& [cue, says] : cases) {
-            const QString out = freshFolder();
+            const QString out = m_dir.fresh();
             for (const QStringList& arguments :
                  {QStringList{"toc", cue}, QStringList{"rip", "--to", "wav", "--out", out, cue}}) {
                 const Run r = cli(arguments);
                 QCOMPARE(r.exitCode, 1);
                 QVERIFY2(r.err.contains(says), qPrintable(r.err));
             }
-            QCOMPARE(filesIn(out), QStringList());
+            QCOMPARE(folderEntries(out), QStringList());
         }
     }
 };

@@ -2,12 +2,9 @@
 // characters, a hang-up under nohup. The built program as a child process, on WAV files this
 // test writes through the media core.
 #include "backends/media/MediaProbe.h"
-#include "tests/cli/CliProcess.h"
 #include "tests/media/MediaTestSupport.h"
+#include "tests/support/ChildProcess.h"
 
-#include <QCryptographicHash>
-#include <QProcess>
-#include <QTemporaryDir>
 #include <QTest>
 #include <csignal>
 #include <sys/stat.h>
@@ -16,9 +13,7 @@
 namespace {
 
 Run run(const QStringList& arguments) {
-    QProcess process;
-    process.start(QStringLiteral(MELVANE_CLI), arguments);
-    return finish(process);
+    return runCli(arguments);
 }
 
 // What a path is: "pipe", "device", "file" or "none".
@@ -39,31 +34,13 @@ class TestCliFiles : public QObject {
     Q_OBJECT
 
 private:
-    QTemporaryDir m_dir;
+    TestFolder m_dir;
     QString m_tone;   // 3 s
     QString m_second; // 1 s
     QString m_long;   // 120 s
 
-    QString path(const QString& name) const { return m_dir.filePath(name); }
-
-    QString freshFolder(const QString& name) const {
-        const QString folder = path(name);
-        QDir(folder).removeRecursively();
-        QDir().mkpath(folder);
-        return folder;
-    }
-
-    // Starts program with arguments and waits until a quarter of the conversion is done.
-    static bool startLong(QProcess& process, const QString& program, const QStringList& arguments) {
-        process.start(program, arguments);
-        QString seen;
-        const auto reachedQuarter = [&] {
-            seen += QString::fromLocal8Bit(process.readAllStandardOutput());
-            return seen.contains("25%");
-        };
-        [&] { QTRY_VERIFY_WITH_TIMEOUT(reachedQuarter(), 30000); }();
-        return !QTest::currentTestFailed() && !seen.contains("done");
-    }
+    QString path(const QString& name) const { return m_dir.path(name); }
+    QString freshFolder(const QString& name) { return m_dir.fresh(name); }
 
 private Q_SLOTS:
     void initTestCase() {
@@ -135,9 +112,9 @@ private Q_SLOTS:
     void anIgnoredHangUpStaysIgnored() {
         const QString out = freshFolder(QStringLiteral("nohup"));
         QProcess process;
-        QVERIFY(startLong(process, "bash",
-                          {"-c", R"(trap '' HUP; exec "$0" "$@")", QStringLiteral(MELVANE_CLI),
-                           "convert", "--to", "mp3", "--out", out, m_long}));
+        process.start("bash", {"-c", R"(trap '' HUP; exec "$0" "$@")", QStringLiteral(MELVANE_CLI),
+                               "convert", "--to", "mp3", "--out", out, m_long});
+        QVERIFY(readUntil(process, QStringLiteral("25%")));
         QCOMPARE(::kill(pid_t(process.processId()), SIGHUP), 0);
         const Run r = finish(process);
         QCOMPARE(r.exitCode, 0);

@@ -2,12 +2,9 @@
 // refuses, files it does not replace unasked, the name it writes, an interrupt before any audio,
 // a kill and the recovery after it, and a full disk.
 #include "backends/media/MediaProbe.h"
-#include "tests/cli/CliProcess.h"
 #include "tests/media/MediaTestSupport.h"
+#include "tests/support/ChildProcess.h"
 
-#include <QDeadlineTimer>
-#include <QProcess>
-#include <QTemporaryDir>
 #include <QTest>
 #include <QThread>
 #include <csignal>
@@ -16,40 +13,14 @@ class TestCliRecord : public QObject {
     Q_OBJECT
 
 private:
-    QTemporaryDir m_dir;
-
-    QString path(const QString& name) const { return m_dir.filePath(name); }
-
-    QString freshFolder(const QString& name) const {
-        const QString folder = path(name);
-        QDir(folder).removeRecursively();
-        QDir().mkpath(folder);
-        return folder;
-    }
+    TestFolder m_dir;
 
     // The index of running recordings goes into a private data folder.
+    QStringList env() const { return {"XDG_DATA_HOME=" + m_dir.path(QStringLiteral("data"))}; }
     void start(QProcess& process, const QStringList& arguments) const {
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("XDG_DATA_HOME"), path(QStringLiteral("data")));
-        process.setProcessEnvironment(environment);
-        process.start(QStringLiteral(MELVANE_CLI), arguments);
+        startProgram(process, QStringLiteral(MELVANE_CLI), arguments, env());
     }
-
-    Run run(const QStringList& arguments) const {
-        QProcess process;
-        start(process, arguments);
-        return finish(process);
-    }
-
-    // A shell line with the program as $0 and the arguments as $1 ...
-    Run shell(const QString& line, const QStringList& arguments) const {
-        QProcess process;
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("XDG_DATA_HOME"), path(QStringLiteral("data")));
-        process.setProcessEnvironment(environment);
-        process.start("bash", QStringList{"-c", line, QStringLiteral(MELVANE_CLI)} + arguments);
-        return finish(process);
-    }
+    Run run(const QStringList& arguments) const { return runCli(arguments, env()); }
 
     // Polls often: what comes next must follow the file's appearance closely.
     static bool waitFor(const std::function<bool()>& condition, int msecs) {
@@ -72,7 +43,7 @@ private Q_SLOTS:
     void refusesBeforeRecording_data() {
         QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<QString>("message");
-        const QString take = path(QStringLiteral("refused/take.mp3"));
+        const QString take = m_dir.path(QStringLiteral("refused/take.mp3"));
         for (const char* length : {"nan", "inf", "-inf", "1e30", "NaN"})
             QTest::newRow(length) << QStringList{"record", "--seconds", length, take}
                                   << QStringLiteral("--seconds '%1' is not a length").arg(length);
@@ -84,21 +55,26 @@ private Q_SLOTS:
     void refusesBeforeRecording() {
         QFETCH(QStringList, arguments);
         QFETCH(QString, message);
-        freshFolder(QStringLiteral("refused"));
+        m_dir.fresh(QStringLiteral("refused"));
         const Run r = run(arguments);
         QCOMPARE(r.exitCode, 2);
         QVERIFY2(r.err.contains(message), qPrintable(r.err));
-        QCOMPARE(folderEntries(path(QStringLiteral("refused"))), QStringList());
+        QCOMPARE(folderEntries(m_dir.path(QStringLiteral("refused"))), QStringList());
     }
 
-    // The file gets the ending of its format; an existing one is replaced only with
-    // --overwrite, and is left as it was otherwise.
-    void namesAndReplaces() {
-        const QString folder = freshFolder(QStringLiteral("named"));
-        Run r = run({"record", "--seconds", "1", "--to", "wav", folder + "/take"});
+    // devices lists the test server's sine source as the default. A recording is exactly the
+    // length asked for, in a folder made for it, under the ending of its format; an existing
+    // file is replaced only with --overwrite, and is left as it was otherwise.
+    void recordsAsAsked() {
+        Run r = run({"devices"});
+        QCOMPARE(r.exitCode, 0);
+        QVERIFY2(r.out.contains("melvane_sine\tSine source at 440 Hz\tdefault\n"),
+                 qPrintable(r.out));
+        const QString folder = m_dir.fresh(QStringLiteral("named")) + "/Recordings";
+        r = run({"record", "--seconds", "1", "--to", "wav", folder + "/take"});
         QCOMPARE(r.exitCode, 0);
         const QString wav = folder + QStringLiteral("/take.wav");
-        QVERIFY2(r.out.contains("into " + wav), qPrintable(r.out + r.err));
+        QVERIFY2(r.out.contains("Recorded 0:01:0 into " + wav), qPrintable(r.out + r.err));
         QCOMPARE(folderEntries(folder), QStringList{QStringLiteral("take.wav")});
         QCOMPARE(probeMediaFile(wav).codecName, QStringLiteral("pcm_s16le"));
 
@@ -110,28 +86,46 @@ private Q_SLOTS:
         r = run({"record", "--seconds", "2", "--overwrite", wav});
         QCOMPARE(r.exitCode, 0);
         QVERIFY(std::abs(probeMediaFile(wav).duration - 2.0) < 0.06);
+        QVERIFY(std::abs(decodeFile(wav).frequency(0) - 440.0) < 5.0);
         QCOMPARE(folderEntries(folder), QStringList{QStringLiteral("take.wav")});
+
+        r = run({"record", "--device", "nowhere", folder + "/x.mp3"});
+        QCOMPARE(r.exitCode, 1);
+        QVERIFY2(r.err.contains("\"nowhere\" is not there"), qPrintable(r.err));
     }
 
     // Ctrl-C before any audio came: no file (no empty WAVE, no undecodable MP3), and it says
-    // so; the exit status tells that nothing was saved.
-    void interruptedBeforeAnyAudio_data() {
+    // so; the exit status tells that nothing was saved. Once audio came, Ctrl-C keeps it.
+    void interrupted_data() {
         QTest::addColumn<QString>("name");
-        QTest::newRow("wav") << "take.wav";
-        QTest::newRow("mp3") << "take.mp3";
+        QTest::addColumn<qint64>("bytes"); // in the file when the interrupt comes
+        QTest::newRow("before any audio, wav") << "take.wav" << qint64(0);
+        QTest::newRow("before any audio, mp3") << "take.mp3" << qint64(0);
+        QTest::newRow("after 2 s, wav") << "take.wav" << qint64(2 * 176400);
     }
-
-    void interruptedBeforeAnyAudio() {
+    void interrupted() {
         QFETCH(QString, name);
-        const QString folder = freshFolder(QStringLiteral("early"));
+        QFETCH(qint64, bytes);
+        const QString folder = m_dir.fresh(QStringLiteral("interrupted"));
         const QString out = folder + u'/' + name;
         QProcess process;
         start(process, {"record", out});
         // The recording has started when its file is there; the sine source's first audio
         // takes a second or more.
-        QVERIFY(waitFor([&] { return QFile::exists(out + ".recording"); }, 15000));
+        QVERIFY(waitFor(
+            [&] {
+                return QFile::exists(out + ".recording") &&
+                       QFileInfo(out + ".recording").size() >= bytes;
+            },
+            15000));
         ::kill(pid_t(process.processId()), SIGINT);
         const Run r = finish(process);
+        if (bytes > 0) {
+            QCOMPARE(r.exitCode, 0);
+            QCOMPARE(folderEntries(folder), QStringList{name});
+            QVERIFY(probeMediaFile(out).duration >= 1.9);
+            return;
+        }
         QCOMPARE(r.exitCode, 1);
         QVERIFY2(r.err.contains("Nothing was recorded into " + out) &&
                      r.err.contains("no file was made"),
@@ -144,7 +138,7 @@ private Q_SLOTS:
     // second; the next recording there says so, and record --recover makes it a playable file
     // under its own name, found through the index wherever it was.
     void keepsWhatAKillLeaves() {
-        const QString folder = freshFolder(QStringLiteral("killed"));
+        const QString folder = m_dir.fresh(QStringLiteral("killed"));
         const QString out = folder + QStringLiteral("/take.mp3");
         const QString growing = out + QStringLiteral(".recording");
         QProcess process;
@@ -176,9 +170,10 @@ private Q_SLOTS:
     // A disk that fills up (here the file size limit) ends the recording and keeps what was
     // written, all but the last second, as a playable file; nothing else is left.
     void fullDiskKeepsWhatWasRecorded() {
-        const QString folder = freshFolder(QStringLiteral("full"));
+        const QString folder = m_dir.fresh(QStringLiteral("full"));
         const QString out = folder + QStringLiteral("/take.mp3");
-        const Run r = shell(R"(ulimit -f 60; exec "$0" "$@")", {"record", "--seconds", "30", out});
+        const Run r = runShell(R"(ulimit -f 60; exec "$0" "$@")", QStringLiteral(MELVANE_CLI),
+                               {"record", "--seconds", "30", out}, env());
         QCOMPARE(r.exitCode, 1);
         QVERIFY2(r.err.contains("File too large") && r.err.contains("is kept in " + out),
                  qPrintable(r.err));

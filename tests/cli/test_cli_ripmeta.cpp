@@ -7,64 +7,22 @@
 #include "backends/cdio/DiscMetadata.h"
 #include "backends/cdio/DriveTable.h"
 #include "tests/cdio/MetadataDisc.h"
-#include "tests/cli/CliProcess.h"
-#include "tests/lookup/TestWebServer.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/TestWebServer.h"
 
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QProcess>
-#include <QTemporaryDir>
 #include <QTest>
-
-namespace {
-
-// The tags ffprobe reads from a file's container.
-QJsonObject tagsOf(const QString& path) {
-    QProcess probe;
-    probe.start(QStringLiteral("ffprobe"),
-                {"-v", "error", "-show_entries", "format_tags", "-of", "json", path});
-    probe.waitForFinished(30000);
-    return QJsonDocument::fromJson(probe.readAllStandardOutput())
-        .object()
-        .value("format")
-        .toObject()
-        .value("tags")
-        .toObject();
-}
-
-QString readText(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
-}
-
-QString hex(quint32 v) {
-    return QStringLiteral("%1").arg(v, 8, 16, QChar(u'0'));
-}
-
-} // namespace
 
 class TestCliRipMeta : public QObject {
     Q_OBJECT
 
 private:
-    QTemporaryDir m_dir;
+    TestFolder m_dir;
     MetadataDisc m_disc;
     TestWebServer m_server;
-    int m_folders = 0;
 
-    QString freshFolder() {
-        const QString folder = m_dir.filePath(QStringLiteral("out%1").arg(++m_folders));
-        QDir().mkpath(folder);
-        return folder;
-    }
     Run cli(const QStringList& arguments) {
-        QProcess process;
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert("MELVANE_ACCURATERIP_URL", m_server.url("/accuraterip/"));
-        env.insert("MELVANE_MUSICBRAINZ_URL", m_server.url("/ws/2/"));
-        process.setProcessEnvironment(env);
-        process.start(QStringLiteral(MELVANE_CLI), arguments);
-        return finish(process);
+        return runCli(arguments, {"MELVANE_ACCURATERIP_URL=" + m_server.url("/accuraterip/"),
+                                  "MELVANE_MUSICBRAINZ_URL=" + m_server.url("/ws/2/")});
     }
     void serveAccurateRip(const MetadataDisc& disc, int status, const QByteArray& entry) {
         m_server.serve("/accuraterip/" + referenceAccurateRipDisc(disc.image).path(),
@@ -85,7 +43,7 @@ private Q_SLOTS:
     // figures; one cue sheet per format, the WAV one burning back as the same disc.
     void ripsTwelveTaggedVerifiedTracks() {
         serveAccurateRip(m_disc, 200, referenceAccurateRipEntry(m_disc.image));
-        const QString out = freshFolder();
+        const QString out = m_dir.fresh();
         const Run r = cli({"rip", "--to", "wav,mp3,wma", "--out", out, m_disc.image.cue});
         QVERIFY2(r.exitCode == 0, qPrintable(r.out + r.err));
         const QString name = m_disc.artist + " - " + m_disc.album;
@@ -126,7 +84,7 @@ private Q_SLOTS:
         }
         QVERIFY(log.contains("12 of 12 track(s) ripped, 12 accurately"));
         // The cue sheet and the WAV files, as one image, are the disc again.
-        const QString joined = joinRipImage(QDir(out).filePath(reports[2]), freshFolder());
+        const QString joined = joinRipImage(QDir(out).filePath(reports[2]), m_dir.fresh());
         cdio::Disc again(cdio::DriveTable::imageDrive(joined, 0));
         cdio::Disc source(cdio::DriveTable::imageDrive(m_disc.image.cue, 0));
         const cdio::Toc toc = again.toc();
@@ -166,7 +124,7 @@ private Q_SLOTS:
         const MetadataDisc disc =
             writeMetadataDisc(m_dir.path(), "verdicts" + QString::number(status));
         serveAccurateRip(disc, status, referenceAccurateRipEntry(disc.image, altered));
-        const QString out = freshFolder();
+        const QString out = m_dir.fresh();
         const Run r = cli({"rip", "--to", "wav", "--tracks", "2-4", "--out", out, disc.image.cue});
         QCOMPARE(r.exitCode, exitCode);
         QVERIFY2(r.out.section("Track 03  CRC32", 1).section(u'\n', 0, 0).endsWith("  " + verdict),
@@ -206,7 +164,7 @@ private Q_SLOTS:
               QString("1. Found Band - Found Album (2001, DE)"),
               QString("2. Found Band - Found Album (2011, JP)"), QString("12  Reissued 12")})
             QVERIFY2(toc.out.contains(line), qPrintable(line + "\n" + toc.out));
-        const QString out = freshFolder();
+        const QString out = m_dir.fresh();
         const Run r = cli({"rip", "--lookup", "--release", "2", "--named", "--to", "mp3",
                            "--tracks", "1,12", "--out", out, m_disc.image.cue});
         QVERIFY2(r.exitCode == 0, qPrintable(r.out + r.err));
@@ -221,12 +179,12 @@ private Q_SLOTS:
         QVERIFY(QFileInfo::exists(QDir(out).filePath("Found Band - Found Album.log")));
         // Without --release the first is taken, and the others are said.
         const Run plain = cli({"rip", "--lookup", "--no-log", "--to", "wav", "--tracks", "2",
-                               "--out", freshFolder(), m_disc.image.cue});
+                               "--out", m_dir.fresh(), m_disc.image.cue});
         QVERIFY2(plain.exitCode == 0, qPrintable(plain.err));
         QVERIFY2(plain.out.contains("Using release 1; --release N chooses another."),
                  qPrintable(plain.out));
         const Run wrong = cli({"rip", "--lookup", "--release", "3", "--to", "wav", "--out",
-                               freshFolder(), m_disc.image.cue});
+                               m_dir.fresh(), m_disc.image.cue});
         QCOMPARE(wrong.exitCode, 2);
         QVERIFY2(wrong.err.contains("--release 3: MusicBrainz knows 2 release(s)"),
                  qPrintable(wrong.err));
@@ -235,7 +193,7 @@ private Q_SLOTS:
     // The sound before track 1 is track 0: a file of its own, first in the cue sheet.
     void hiddenTrackIsTrackZero() {
         const MetadataDisc disc = writeMetadataDisc(m_dir.path(), "hidden", true);
-        const QString out = freshFolder();
+        const QString out = m_dir.fresh();
         const Run r = cli({"rip", "--to", "wav", "--tracks", "0-1", "--out", out, disc.image.cue});
         QVERIFY2(r.exitCode == 0, qPrintable(r.out + r.err));
         const qint32 start = disc.image.starts[0];
@@ -255,7 +213,7 @@ private Q_SLOTS:
                  qPrintable(toc.out));
         // Without --tracks 0 it is left, and said to be there.
         const Run all = cli({"rip", "--to", "wav", "--no-log", "--tracks", "1", "--out",
-                             freshFolder(), disc.image.cue});
+                             m_dir.fresh(), disc.image.cue});
         QVERIFY2(all.out.contains("00:01:15 of audio is hidden before track 1; --tracks 0 rips it"),
                  qPrintable(all.out));
     }

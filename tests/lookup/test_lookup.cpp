@@ -5,7 +5,7 @@
 #include "backends/lookup/MusicBrainz.h"
 #include "backends/lookup/WebRequest.h"
 #include "tests/lookup/ServiceAnswers.h"
-#include "tests/lookup/TestWebServer.h"
+#include "tests/support/TestWebServer.h"
 
 #include <QSignalSpy>
 #include <QTest>
@@ -132,16 +132,18 @@ private Q_SLOTS:
                  qPrintable(answer.problem));
     }
 
-    // MusicBrainz asks for one request a second at most, whoever makes them.
+    // MusicBrainz asks for one request a second at most, whoever makes them. Measured between
+    // the second and the third: the first pays for setting up the network once, so it may
+    // arrive late, closer to the next one than it was sent.
     void requestsKeepTheirPace() {
         TestWebServer server;
         server.serve("/ws/2/discid/" + kDiscId, {404, {}, 0});
-        lookUp(server);
-        lookUp(server);
+        for (int i = 0; i < 3; ++i)
+            lookUp(server);
         const QList<TestWebServer::Request> requests = server.requests();
-        QCOMPARE(requests.size(), 2);
-        QVERIFY2(requests[1].atMs - requests[0].atMs >= 990,
-                 qPrintable(QString::number(requests[1].atMs - requests[0].atMs)));
+        QCOMPARE(requests.size(), 3);
+        QVERIFY2(requests[2].atMs - requests[1].atMs >= 990,
+                 qPrintable(QString::number(requests[2].atMs - requests[1].atMs)));
     }
 
     // The entry's address: the last three hex digits of ID1 as folders, last first.

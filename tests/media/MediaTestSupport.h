@@ -5,18 +5,12 @@
 #include "backends/media/EncodedSink.h"
 #include "backends/media/FileSource.h"
 #include "backends/media/MediaJob.h"
-#include "components/Error.h"
 #include "tests/media/Mp3Validator.h"
+#include "tests/support/ErrorOf.h"
+#include "tests/support/TestFiles.h"
 
-#include <QCryptographicHash>
-#include <QDateTime>
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
 #include <cmath>
-#include <functional>
 #include <numbers>
-#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -141,35 +135,4 @@ inline DecodedAudio readAll(PcmSource& source, qint64 block = 4096) {
 inline DecodedAudio decodeFile(const QString& path) {
     FileSource source(path);
     return readAll(source);
-}
-
-// Content hash and time stamp: what proves a file untouched.
-inline std::pair<QByteArray, QDateTime> fileState(const QString& path) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return {};
-    return {QCryptographicHash::hash(file.readAll(), QCryptographicHash::Sha1),
-            QFileInfo(path).lastModified()};
-}
-
-// Every entry of a folder, hidden ones (temporary files) included.
-inline QStringList folderEntries(const QString& folder) {
-    return QDir(folder).entryList(
-        QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Name);
-}
-
-inline void writeBytes(const QString& path, const QByteArray& bytes) {
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
-        throw std::runtime_error("cannot write " + path.toStdString());
-}
-
-// The message of the Error that action raises; empty when it raises none.
-inline QString errorOf(const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const Error& e) {
-        return e.message();
-    }
-    return {};
 }

@@ -7,6 +7,7 @@
 
 #include <QTemporaryDir>
 #include <QTest>
+#include <QtEndian>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
@@ -14,24 +15,13 @@ namespace {
 
 constexpr PcmFormat kStereo44{44100, 2};
 
-// A WAV of 8000 bytes of silence at the given rate; with overclaim its RIFF size matches the
-// file but its data chunk claims twice what follows.
+// A stereo WAV of 8000 bytes of silence at the given rate; with overclaim its data chunk claims
+// twice what follows.
 QByteArray overclaimingWav(quint32 rate = 44100, bool overclaim = true) {
-    const QByteArray samples(8000, '\0');
-    QByteArray wav("RIFF");
-    const auto le32 = [&](quint32 v) {
-        for (int i = 0; i < 4; ++i)
-            wav.append(char((v >> (8 * i)) & 0xff));
-    };
-    le32(36 + quint32(samples.size()));
-    wav.append("WAVEfmt ");
-    le32(16);
-    wav.append(QByteArray::fromHex("01000200"));
-    le32(rate);
-    le32(rate * 4);
-    wav.append(QByteArray::fromHex("0400100064617461"));
-    le32((overclaim ? 2 : 1) * quint32(samples.size()));
-    return wav + samples;
+    QByteArray wav = wavHeader(rate, 2, 16, 8000) + QByteArray(8000, '\0');
+    if (overclaim)
+        qToLittleEndian<quint32>(16000, wav.data() + 40);
+    return wav;
 }
 
 } // namespace

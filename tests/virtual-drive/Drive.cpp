@@ -401,6 +401,17 @@ void Drive::sleepModel(double seconds) {
         std::this_thread::sleep_for(std::chrono::duration<double>(real));
 }
 
+void Drive::work(double seconds, bool immed, uint8_t ascq) {
+    if (!immed || m_opt.timescale <= 0) {
+        sleepModel(seconds);
+        return;
+    }
+    m_busyFrom = Clock::now();
+    m_busyUntil = m_busyFrom + std::chrono::duration_cast<Clock::duration>(
+                                   std::chrono::duration<double>(seconds * m_opt.timescale));
+    m_busyAscq = ascq;
+}
+
 double Drive::rateSectors(int kbps) const {
     return kbps * 1000.0 / kSectorBytes;
 }

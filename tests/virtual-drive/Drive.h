@@ -117,6 +117,9 @@ private:
     bool ensureReady(Command& c);
     void spinUp();
     void sleepModel(double seconds);
+    // Work of that many seconds: with IMMED the drive answers at once and reports itself
+    // NOT READY (ascq) until done; without, the command takes that long.
+    void work(double seconds, bool immed, uint8_t ascq);
     double rateSectors(int kbps) const;
     void load();
     void unload(bool lose);

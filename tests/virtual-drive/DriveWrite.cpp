@@ -316,14 +316,7 @@ void Drive::synchronizeCache(Command& c) {
         c.note = "track closed";
     }
     m_bufferFill = 0;
-    if (immed && m_opt.timescale > 0) {
-        m_busyFrom = Clock::now();
-        m_busyUntil = m_busyFrom + std::chrono::duration_cast<Clock::duration>(
-                                       std::chrono::duration<double>(seconds * m_opt.timescale));
-        m_busyAscq = 0x08;
-    } else {
-        sleepModel(seconds);
-    }
+    work(seconds, immed, 0x08);
 }
 
 void Drive::closeTrackSession(Command& c) {
@@ -350,14 +343,7 @@ void Drive::closeTrackSession(Command& c) {
             c.note += " session closed";
         }
     }
-    if (immed && m_opt.timescale > 0 && seconds > 0) {
-        m_busyFrom = Clock::now();
-        m_busyUntil = m_busyFrom + std::chrono::duration_cast<Clock::duration>(
-                                       std::chrono::duration<double>(seconds * m_opt.timescale));
-        m_busyAscq = 0x07;
-    } else {
-        sleepModel(seconds);
-    }
+    work(seconds, immed && seconds > 0, 0x07);
 }
 
 void Drive::closeOpenTrack() {
@@ -463,14 +449,7 @@ void Drive::blank(Command& c) {
     m_disc.leadInStart = old.leadInStart;
     m_cache.clear();
     m_cacheOrder.clear();
-    if (immed && m_opt.timescale > 0) {
-        m_busyFrom = Clock::now();
-        m_busyUntil = m_busyFrom + std::chrono::duration_cast<Clock::duration>(
-                                       std::chrono::duration<double>(seconds * m_opt.timescale));
-        m_busyAscq = 0x07;
-    } else {
-        sleepModel(seconds);
-    }
+    work(seconds, immed, 0x07);
 }
 
 void Drive::drainBuffer() {

@@ -20,6 +20,11 @@ namespace {
 
 constexpr int kSgVersion = 30527;
 
+int fail(int error) {
+    errno = error;
+    return -1;
+}
+
 struct Kernel {
     Drive& drive;
     int error = 0;
@@ -39,11 +44,12 @@ struct Kernel {
         error = c.sense.key == 2 && c.sense.asc == 0x3a ? ENOMEDIUM : EIO;
         return false;
     }
+    // A command without data, as an ioctl's result.
+    int run(std::vector<uint8_t> cdb) { return send(std::move(cdb), nullptr, 0) ? 0 : fail(error); }
 };
 
-int fail(int error) {
-    errno = error;
-    return -1;
+int32_t be32(const uint8_t* b) {
+    return int32_t(uint32_t(b[0]) << 24 | b[1] << 16 | b[2] << 8 | b[3]);
 }
 
 void toMsf(int lba, cdrom_msf0& msf) {
@@ -219,8 +225,7 @@ int driveIoctl(Drive& drive, bool sgNode, unsigned long request, void* arg) {
         e->cdte_ctrl = data[5] & 0x0f;
         e->cdte_adr = data[5] >> 4;
         e->cdte_datamode = (e->cdte_ctrl & 0x04) ? 1 : 0;
-        setAddress(e->cdte_addr, e->cdte_format,
-                   int32_t(uint32_t(data[8]) << 24 | data[9] << 16 | data[10] << 8 | data[11]));
+        setAddress(e->cdte_addr, e->cdte_format, be32(data + 8));
         return 0;
     }
     case CDROMMULTISESSION: {
@@ -228,7 +233,7 @@ int driveIoctl(Drive& drive, bool sgNode, unsigned long request, void* arg) {
         uint8_t data[12] = {};
         int lba = 0;
         if (k.send({0x43, 0, 1, 0, 0, 0, 0, 0, 12}, data, sizeof data) && data[3] > 1)
-            lba = int32_t(uint32_t(data[8]) << 24 | data[9] << 16 | data[10] << 8 | data[11]);
+            lba = be32(data + 8);
         if (k.error == ENOMEDIUM)
             return fail(k.error);
         ms->xa_flag = lba > 0;
@@ -259,20 +264,15 @@ int driveIoctl(Drive& drive, bool sgNode, unsigned long request, void* arg) {
             s->cdsc_absaddr.msf = {data[9], data[10], data[11]};
             s->cdsc_reladdr.msf = {data[13], data[14], data[15]};
         } else {
-            s->cdsc_absaddr.lba =
-                int32_t(uint32_t(data[8]) << 24 | data[9] << 16 | data[10] << 8 | data[11]);
-            s->cdsc_reladdr.lba =
-                int32_t(uint32_t(data[12]) << 24 | data[13] << 16 | data[14] << 8 | data[15]);
+            s->cdsc_absaddr.lba = be32(data + 8);
+            s->cdsc_reladdr.lba = be32(data + 12);
         }
         return 0;
     }
     case CDROMPLAYMSF: {
         auto* m = static_cast<cdrom_msf*>(arg);
-        if (!k.send({0x47, 0, 0, m->cdmsf_min0, m->cdmsf_sec0, m->cdmsf_frame0, m->cdmsf_min1,
-                     m->cdmsf_sec1, m->cdmsf_frame1},
-                    nullptr, 0))
-            return fail(k.error);
-        return 0;
+        return k.run({0x47, 0, 0, m->cdmsf_min0, m->cdmsf_sec0, m->cdmsf_frame0, m->cdmsf_min1,
+                      m->cdmsf_sec1, m->cdmsf_frame1});
     }
     case CDROMPLAYTRKIND: {
         auto* ti = static_cast<cdrom_ti*>(arg);
@@ -283,30 +283,21 @@ int driveIoctl(Drive& drive, bool sgNode, unsigned long request, void* arg) {
         if (!k.send({0x43, 0, 0, 0, 0, 0, uint8_t(ti->cdti_trk1 + 1), 0, 12}, to, sizeof to) &&
             !k.send({0x43, 0, 0, 0, 0, 0, 0xaa, 0, 12}, to, sizeof to))
             return fail(k.error);
-        const int start =
-            int32_t(uint32_t(from[8]) << 24 | from[9] << 16 | from[10] << 8 | from[11]);
-        const int end = int32_t(uint32_t(to[8]) << 24 | to[9] << 16 | to[10] << 8 | to[11]);
+        const int start = be32(from + 8);
+        const int end = be32(to + 8);
         uint8_t a[3], b[3];
         lbaToMsf(start, a[0], a[1], a[2]);
         lbaToMsf(end, b[0], b[1], b[2]);
-        if (!k.send({0x47, 0, 0, a[0], a[1], a[2], b[0], b[1], b[2]}, nullptr, 0))
-            return fail(k.error);
-        return 0;
+        return k.run({0x47, 0, 0, a[0], a[1], a[2], b[0], b[1], b[2]});
     }
     case CDROMPAUSE:
     case CDROMRESUME:
-        if (!k.send({0x4b, 0, 0, 0, 0, 0, 0, 0, uint8_t(request == CDROMRESUME)}, nullptr, 0))
-            return fail(k.error);
-        return 0;
+        return k.run({0x4b, 0, 0, 0, 0, 0, 0, 0, uint8_t(request == CDROMRESUME)});
     case CDROMSTOP:
         k.send({0x4e}, nullptr, 0);
-        if (!k.send({0x1b, 0, 0, 0, 0}, nullptr, 0))
-            return fail(k.error);
-        return 0;
+        return k.run({0x1b, 0, 0, 0, 0});
     case CDROMSTART:
-        if (!k.send({0x1b, 0, 0, 0, 1}, nullptr, 0))
-            return fail(k.error);
-        return 0;
+        return k.run({0x1b, 0, 0, 0, 1});
     case CDROMVOLREAD: {
         auto* v = static_cast<cdrom_volctrl*>(arg);
         v->channel0 = v->channel1 = 0xff;
@@ -320,13 +311,9 @@ int driveIoctl(Drive& drive, bool sgNode, unsigned long request, void* arg) {
         if (drive.opens != 1)
             return fail(EBUSY);
         k.send({0x1e, 0, 0, 0, 0}, nullptr, 0);
-        if (!k.send({0x1b, 0, 0, 0, 2}, nullptr, 0))
-            return fail(k.error);
-        return 0;
+        return k.run({0x1b, 0, 0, 0, 2});
     case CDROMCLOSETRAY:
-        if (!k.send({0x1b, 0, 0, 0, 3}, nullptr, 0))
-            return fail(k.error);
-        return 0;
+        return k.run({0x1b, 0, 0, 0, 3});
     case CDROMEJECT_SW:
     case CDROM_CLEAR_OPTIONS:
         return 0;
@@ -335,15 +322,11 @@ int driveIoctl(Drive& drive, bool sgNode, unsigned long request, void* arg) {
     case CDROM_CHANGER_NSLOTS:
         return 1;
     case CDROM_LOCKDOOR:
-        if (!k.send({0x1e, 0, 0, 0, uint8_t(arg != nullptr)}, nullptr, 0))
-            return fail(k.error);
-        return 0;
+        return k.run({0x1e, 0, 0, 0, uint8_t(arg != nullptr)});
     case CDROM_SELECT_SPEED: {
         const long speed = reinterpret_cast<long>(arg);
         const int kbps = speed == 0 ? 0xffff : int(speed * 177);
-        if (!k.send({0xbb, 0, uint8_t(kbps >> 8), uint8_t(kbps), 0xff, 0xff}, nullptr, 0))
-            return fail(k.error);
-        return 0;
+        return k.run({0xbb, 0, uint8_t(kbps >> 8), uint8_t(kbps), 0xff, 0xff});
     }
     case CDROM_DRIVE_STATUS:
         switch (drive.tray()) {
@@ -481,8 +464,7 @@ long long driveSize(Drive& drive) {
     uint8_t data[8] = {};
     if (!k.send({0x25}, data, sizeof data))
         return 0;
-    const long long last =
-        int32_t(uint32_t(data[0]) << 24 | data[1] << 16 | data[2] << 8 | data[3]);
+    const long long last = be32(data);
     return (last + 1) * 2048;
 }
 

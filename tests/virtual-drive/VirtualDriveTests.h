@@ -3,13 +3,9 @@
 // What the virtual drive's tests share: a pressed test disc as CUE/BIN, and programs run as
 // child processes with the drive loaded.
 
-#include <QByteArray>
-#include <QDir>
-#include <QFile>
-#include <QProcess>
-#include <QProcessEnvironment>
-#include <QString>
-#include <QStringList>
+#include "tests/support/ChildProcess.h"
+#include "tests/support/TestFiles.h"
+
 #include <cmath>
 
 // Three audio tracks of tones with a little noise from a fixed seed (music enough for paranoia
@@ -27,81 +23,68 @@ struct TestDisc {
     }
 };
 
-inline TestDisc writeTestDisc(const QString& folder) {
-    TestDisc disc;
-    disc.cue = QDir(folder).filePath("pressed.cue");
-    quint32 state = 7;
-    for (int frame = 0; frame < disc.leadOut * 588; ++frame) {
+// Sectors of tones with a little noise from seed (music enough for paranoia to tell the byte
+// order); the tones rest over the sectors [quietFrom, quietTo), the noise goes on.
+inline QByteArray toneAudio(int sectors, quint32 seed, int quietFrom = 0, int quietTo = 0) {
+    QByteArray bytes;
+    quint32 state = seed;
+    for (int frame = 0; frame < sectors * 588; ++frame) {
         state ^= state << 13;
         state ^= state >> 17;
         state ^= state << 5;
-        const bool gap = frame >= 151 * 588 && frame < 264 * 588;
-        const double tone = gap ? 0.0 : std::sin(frame * (0.02 + 0.01 * (frame / 100000)));
+        const bool quiet = frame >= quietFrom * 588 && frame < quietTo * 588;
+        const double tone = quiet ? 0.0 : std::sin(frame * (0.02 + 0.01 * (frame / 100000)));
         for (int channel = 0; channel < 2; ++channel) {
             const qint16 sample = qint16(std::lround(tone * (12000 + 4000 * channel)) +
                                          int(state >> (28 + channel)) - 4);
-            disc.bin.append(char(sample & 0xff)).append(char(quint16(sample) >> 8));
+            bytes.append(char(sample & 0xff)).append(char(quint16(sample) >> 8));
         }
     }
-    QFile bin(QDir(folder).filePath("pressed.bin"));
-    bin.open(QIODevice::WriteOnly);
-    bin.write(disc.bin);
-    QFile cue(disc.cue);
-    cue.open(QIODevice::WriteOnly);
-    cue.write("CATALOG 0123456789012\n"
-              "TITLE \"Pressed Album\"\n"
-              "PERFORMER \"The Band\"\n"
-              "FILE \"pressed.bin\" BINARY\n"
-              "  TRACK 01 AUDIO\n"
-              "    TITLE \"First\"\n"
-              "    ISRC USXYZ2400001\n"
-              "    INDEX 01 00:00:00\n"
-              "  TRACK 02 AUDIO\n"
-              "    TITLE \"Second\"\n"
-              "    FLAGS PRE\n"
-              "    INDEX 00 00:02:01\n"
-              "    INDEX 01 00:03:39\n"
-              "  TRACK 03 AUDIO\n"
-              "    TITLE \"Third\"\n"
-              "    INDEX 01 00:04:64\n");
+    return bytes;
+}
+
+// name.bin holding bin, and name.cue holding sheet, in folder; returns the sheet's path.
+inline QString writePressedDisc(const QString& folder, const QString& name, const QByteArray& bin,
+                                const QByteArray& sheet) {
+    writeBytes(QDir(folder).filePath(name + ".bin"), bin);
+    writeBytes(QDir(folder).filePath(name + ".cue"), sheet);
+    return QDir(folder).filePath(name + ".cue");
+}
+
+inline TestDisc writeTestDisc(const QString& folder) {
+    TestDisc disc;
+    disc.bin = toneAudio(disc.leadOut, 7, 151, 264);
+    disc.cue = writePressedDisc(folder, "pressed", disc.bin,
+                                "CATALOG 0123456789012\n"
+                                "TITLE \"Pressed Album\"\n"
+                                "PERFORMER \"The Band\"\n"
+                                "FILE \"pressed.bin\" BINARY\n"
+                                "  TRACK 01 AUDIO\n"
+                                "    TITLE \"First\"\n"
+                                "    ISRC USXYZ2400001\n"
+                                "    INDEX 01 00:00:00\n"
+                                "  TRACK 02 AUDIO\n"
+                                "    TITLE \"Second\"\n"
+                                "    FLAGS PRE\n"
+                                "    INDEX 00 00:02:01\n"
+                                "    INDEX 01 00:03:39\n"
+                                "  TRACK 03 AUDIO\n"
+                                "    TITLE \"Third\"\n"
+                                "    INDEX 01 00:04:64\n");
     return disc;
 }
 
-struct Ran {
-    int exitCode = -1; // -1: crashed or still running after two minutes
-    QString out;
-    QString err;
-};
-
 // Runs program with the virtual drives of spec loaded; extra holds more variables (NAME=VALUE).
-inline Ran runWithDrive(const QString& program, const QStringList& arguments, const QString& spec,
+inline Run runWithDrive(const QString& program, const QStringList& arguments, const QString& spec,
                         const QStringList& extra = {}) {
-    QProcess process;
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert("LD_PRELOAD", VIRTUAL_DRIVE_LIBRARY);
-    env.insert("VIRTUAL_DRIVE", spec);
     // Sanitized programs take a preloaded library that is not the sanitizer's runtime.
-    const QString asan = env.value("ASAN_OPTIONS");
-    env.insert("ASAN_OPTIONS", "verify_asan_link_order=0" + (asan.isEmpty() ? "" : ":" + asan));
-    for (const QString& pair : extra)
-        env.insert(pair.section(u'=', 0, 0), pair.section(u'=', 1));
-    process.setProcessEnvironment(env);
-    process.start(program, arguments);
-    Ran r;
-    if (!process.waitForFinished(120000)) {
-        process.kill();
-        process.waitForFinished();
-        return r;
-    }
-    r.exitCode = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-    r.out = QString::fromLocal8Bit(process.readAllStandardOutput());
-    r.err = QString::fromLocal8Bit(process.readAllStandardError());
-    return r;
-}
-
-inline QByteArray fileBytes(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    const QString asan = qEnvironmentVariable("ASAN_OPTIONS");
+    return runProgram(
+        program, arguments,
+        QStringList{"LD_PRELOAD=" VIRTUAL_DRIVE_LIBRARY, "VIRTUAL_DRIVE=" + spec,
+                    "ASAN_OPTIONS=verify_asan_link_order=0" + (asan.isEmpty() ? "" : ":" + asan)} +
+            extra,
+        120000);
 }
 
 // The samples of a WAV file's data chunk.

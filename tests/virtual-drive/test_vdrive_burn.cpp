@@ -7,7 +7,6 @@
 
 #include <QDirIterator>
 #include <QRegularExpression>
-#include <QTemporaryDir>
 #include <QTest>
 
 namespace {
@@ -24,56 +23,35 @@ QByteArray ffmpegDecode(const QString& file) {
     return ffmpeg.readAllStandardOutput();
 }
 
-struct CopyDisc {
-    QString cue;
-    QByteArray bin;
-};
-
 // A disc worth copying, every track 4 seconds or more: track 2 has a 113-sector gap that holds
 // sound (applause between live tracks) and pre-emphasis, tracks 1 and 3 ISRCs, track 3 the
 // copy flag; the disc has an MCN and CD-Text with a songwriter.
-CopyDisc writeCopyDisc(const QString& folder) {
-    CopyDisc disc;
-    disc.cue = QDir(folder).filePath("live.cue");
-    quint32 state = 11;
-    for (int frame = 0; frame < 1200 * 588; ++frame) {
-        state ^= state << 13;
-        state ^= state >> 17;
-        state ^= state << 5;
-        const double tone = std::sin(frame * (0.015 + 0.004 * (frame / 150000)));
-        for (int channel = 0; channel < 2; ++channel) {
-            const qint16 sample = qint16(std::lround(tone * (9000 + 3000 * channel)) +
-                                         int(state >> (26 + channel)) - 16);
-            disc.bin.append(char(sample & 0xff)).append(char(quint16(sample) >> 8));
-        }
-    }
-    QFile bin(QDir(folder).filePath("live.bin"));
-    bin.open(QIODevice::WriteOnly);
-    bin.write(disc.bin);
-    QFile cue(disc.cue);
-    cue.open(QIODevice::WriteOnly);
-    cue.write("CATALOG 4006381234567\n"
-              "TITLE \"Live at the Hall\"\n"
-              "PERFORMER \"The Band\"\n"
-              "SONGWRITER \"A. Writer\"\n"
-              "FILE \"live.bin\" BINARY\n"
-              "  TRACK 01 AUDIO\n"
-              "    TITLE \"Opening\"\n"
-              "    PERFORMER \"The Band\"\n"
-              "    ISRC DEXYZ2400011\n"
-              "    INDEX 01 00:00:00\n"
-              "  TRACK 02 AUDIO\n"
-              "    TITLE \"Ballad\"\n"
-              "    PERFORMER \"The Band\"\n"
-              "    FLAGS PRE\n"
-              "    INDEX 00 00:06:00\n"
-              "    INDEX 01 00:07:38\n"
-              "  TRACK 03 AUDIO\n"
-              "    TITLE \"Encore\"\n"
-              "    PERFORMER \"The Band\"\n"
-              "    FLAGS DCP\n"
-              "    ISRC DEXYZ2400013\n"
-              "    INDEX 01 00:12:00\n");
+TestDisc writeCopyDisc(const QString& folder) {
+    TestDisc disc;
+    disc.bin = toneAudio(1200, 11);
+    disc.cue = writePressedDisc(folder, "live", disc.bin,
+                                "CATALOG 4006381234567\n"
+                                "TITLE \"Live at the Hall\"\n"
+                                "PERFORMER \"The Band\"\n"
+                                "SONGWRITER \"A. Writer\"\n"
+                                "FILE \"live.bin\" BINARY\n"
+                                "  TRACK 01 AUDIO\n"
+                                "    TITLE \"Opening\"\n"
+                                "    PERFORMER \"The Band\"\n"
+                                "    ISRC DEXYZ2400011\n"
+                                "    INDEX 01 00:00:00\n"
+                                "  TRACK 02 AUDIO\n"
+                                "    TITLE \"Ballad\"\n"
+                                "    PERFORMER \"The Band\"\n"
+                                "    FLAGS PRE\n"
+                                "    INDEX 00 00:06:00\n"
+                                "    INDEX 01 00:07:38\n"
+                                "  TRACK 03 AUDIO\n"
+                                "    TITLE \"Encore\"\n"
+                                "    PERFORMER \"The Band\"\n"
+                                "    FLAGS DCP\n"
+                                "    ISRC DEXYZ2400013\n"
+                                "    INDEX 01 00:12:00\n");
     return disc;
 }
 
@@ -83,26 +61,20 @@ class TestVdriveBurn : public QObject {
     Q_OBJECT
 
 private:
-    QTemporaryDir m_dir;
-    CopyDisc m_disc;      // a pressed disc with a gap, ISRCs, an MCN, flags and CD-Text
+    TestFolder m_dir;
+    TestDisc m_disc;      // a pressed disc with a gap, ISRCs, an MCN, flags and CD-Text
     QStringList m_album;  // MP3 files with titles, none on whole sectors
     QByteArray m_gapless; // ffmpeg's decode of the album, the files one after another
 
-    QString fresh(const QString& name) const {
-        const QString folder = m_dir.filePath(name);
-        QDir(folder).removeRecursively();
-        QDir().mkpath(folder);
-        return folder;
-    }
     // melvane-cli with the drives of spec, images and logs going to folder.
-    Ran cli(const QStringList& arguments, const QString& spec, const QString& folder) const {
+    Run cli(const QStringList& arguments, const QString& spec, const QString& folder) const {
         return runWithDrive(kCli, arguments, spec,
                             {"MELVANE_IMAGE_DIR=" + folder, "VIRTUAL_DRIVE_SAVE=" + folder,
                              "XDG_DATA_HOME=" + folder + "/data"});
     }
     // cd-paranoia's reading of the whole disc of a CUE sheet, in the virtual drive.
     QByteArray paranoia(const QString& cue) const {
-        const QString out = m_dir.filePath("paranoia.raw");
+        const QString out = m_dir.path("paranoia.raw");
         QFile::remove(out);
         runWithDrive("cd-paranoia", {"-q", "-d", "/dev/sr7", "-r", "1-", out},
                      "/dev/sr7:cue=" + cue + ":media=cdr,timescale=0");
@@ -110,7 +82,7 @@ private:
     }
     // What cd-info says of a disc's table of contents (with the flags), MCN, ISRCs and CD-Text.
     static QStringList discFacts(const QString& cue) {
-        const Ran r = runWithDrive("cd-info", {"--no-header", "--no-cddb", "/dev/sr7"},
+        const Run r = runWithDrive("cd-info", {"--no-header", "--no-cddb", "/dev/sr7"},
                                    "/dev/sr7:cue=" + cue + ":media=cdr,timescale=0");
         QStringList kept;
         for (const QString& line : r.out.split(u'\n'))
@@ -130,7 +102,7 @@ private Q_SLOTS:
         m_disc = writeCopyDisc(m_dir.path());
         const double seconds[] = {4.37, 5.81, 6.02};
         for (int i = 0; i < 3; ++i) {
-            const QString path = m_dir.filePath(QStringLiteral("%1.mp3").arg(i + 1));
+            const QString path = m_dir.path(QStringLiteral("%1.mp3").arg(i + 1));
             SineSource tone(PcmFormat::cdAudio(), seconds[i], 300.0 + 110 * i);
             writeSource(tone, path,
                         {OutputCodec::Mp3Lame, 192000, {{"title", QString("Part %1").arg(i + 1)}}});
@@ -141,7 +113,8 @@ private Q_SLOTS:
     }
 
     // The disc holds the album as ffmpeg decodes it, sample for sample, the files one after
-    // another without a gap, then silence to the end of the last sector.
+    // another without a gap, then silence to the end of the last sector; the titles are its
+    // CD-Text. The burn shows its phases.
     void anMp3AlbumWithoutGaps_data() {
         QTest::addColumn<QString>("recorder");
         QTest::newRow("virtual writer") << "1";
@@ -149,10 +122,13 @@ private Q_SLOTS:
     }
     void anMp3AlbumWithoutGaps() {
         QFETCH(QString, recorder);
-        const QString folder = fresh("album");
-        const Ran burn = cli(QStringList{"burn", "--recorder", recorder} + m_album, kBlank, folder);
+        const QString folder = m_dir.fresh("album");
+        const Run burn = cli(QStringList{"burn", "--recorder", recorder} + m_album, kBlank, folder);
         QVERIFY2(burn.exitCode == 0, qPrintable(burn.out + burn.err));
+        for (const char* phase : {"Fill Buffer", "Burn Track", "Finalise Disc", "Burn complete."})
+            QVERIFY2(burn.out.contains(phase), phase);
         const QString cue = recorder == "image" ? only(folder, "*.cue") : folder + "/sr7.cue";
+        QVERIFY2(discFacts(cue).contains("TITLE: Part 2"), qPrintable(discFacts(cue).join('\n')));
         const QByteArray disc = paranoia(cue);
         QVERIFY(disc.startsWith(m_gapless));
         QVERIFY2(disc.size() - m_gapless.size() < 2352,
@@ -184,8 +160,8 @@ private Q_SLOTS:
         QFETCH(int, exitCode);
         QFETCH(QStringList, results);
         QFETCH(QString, log);
-        const QString folder = fresh("verified");
-        const Ran burn = cli(QStringList{"burn", "--recorder", "1", "--verify"} + options + m_album,
+        const QString folder = m_dir.fresh("verified");
+        const Run burn = cli(QStringList{"burn", "--recorder", "1", "--verify"} + options + m_album,
                              drive, folder);
         QVERIFY2(burn.exitCode == exitCode, qPrintable(burn.out + burn.err));
         for (int i = 0; i < 3; ++i)
@@ -204,15 +180,15 @@ private Q_SLOTS:
 
     // A CUE/BIN burnt as a whole disc is a copy: the same table of contents, gap, catalogue
     // number, ISRC, pre-emphasis flag and CD-Text, and the same sound, gap included.
+    // (Onto the image recorder: copyADisc burns its image there.)
     void aDiscImageBurntAsItStands_data() {
         QTest::addColumn<QString>("recorder");
         QTest::newRow("virtual writer") << "1";
-        QTest::newRow("image recorder") << "image";
     }
     void aDiscImageBurntAsItStands() {
         QFETCH(QString, recorder);
-        const QString folder = fresh("copied");
-        const Ran burn =
+        const QString folder = m_dir.fresh("copied");
+        const Run burn =
             cli({"burn", "--recorder", recorder, "--verify", m_disc.cue}, kBlank, folder);
         QVERIFY2(burn.exitCode == 0, qPrintable(burn.out + burn.err));
         QVERIFY2(burn.out.contains("Track 2: identical"), qPrintable(burn.out));
@@ -231,8 +207,8 @@ private Q_SLOTS:
     // Q sub-channel, the catalogue number, ISRCs, flags and CD-Text in the sheet, the sound
     // corrected for the offset (its last samples lie beyond the disc: silence).
     void ripToImage() {
-        const QString folder = fresh("ripped");
-        const Ran rip =
+        const QString folder = m_dir.fresh("ripped");
+        const Run rip =
             cli({"rip", "--to", "image", "--offset", "48", "--out", folder, "/dev/sr3"},
                 "/dev/sr3:cue=" + m_disc.cue + ":kind=rom,timescale=0,offset=48", folder);
         QVERIFY2(rip.exitCode == 0, qPrintable(rip.out + rip.err));
@@ -259,10 +235,10 @@ private Q_SLOTS:
     }
     void copyADisc() {
         QFETCH(QString, recorder);
-        const QString folder = fresh("copy");
+        const QString folder = m_dir.fresh("copy");
         const QString drives = "/dev/sr3:cue=" + m_disc.cue + ":kind=rom,timescale=0,offset=48;" +
                                kBlank + ",offset=-30";
-        const Ran copy =
+        const Run copy =
             cli({"copy", "--offset", "48", "--recorder", recorder, "/dev/sr3"}, drives, folder);
         QVERIFY2(copy.exitCode == 0, qPrintable(copy.out + copy.err));
         for (const char* said : {"Every track read the same twice.", "Track 3: identical",
@@ -277,8 +253,8 @@ private Q_SLOTS:
 
     // A recorder that fails says so in plain words; the SCSI details go to the burn log only.
     void aFailingRecorderInPlainWords() {
-        const QString folder = fresh("failing");
-        const Ran burn =
+        const QString folder = m_dir.fresh("failing");
+        const Run burn =
             cli({"burn", "--recorder", "1", m_album[0]}, kBlank + ",writeerror=100", folder);
         QCOMPARE(burn.exitCode, 1);
         QVERIFY2(burn.err.contains("Burning on VIRTUAL CD-RW WRITER failed: the recorder could not "
@@ -293,8 +269,8 @@ private Q_SLOTS:
 
     // A drive that reads CDs but cannot write them offers no write speed.
     void aReaderOffersNoWriteSpeed() {
-        const QString folder = fresh("reader");
-        const Ran list = cli({"recorders"}, "/dev/sr7:none:kind=rom", folder);
+        const QString folder = m_dir.fresh("reader");
+        const Run list = cli({"recorders"}, "/dev/sr7:none:kind=rom", folder);
         QCOMPARE(list.exitCode, 0);
         QVERIFY2(list.out.contains("CD-ROM reader;") &&
                      list.out.contains("write speeds: none (it cannot write CDs)\n"),

@@ -1,13 +1,12 @@
 // melvane-cli on virtual CD writers: the drive and recorder lists, the table of contents,
-// ripping with paranoia through a drive's cache, offset and faults, and burning WAV, MP3 and
-// WMA files with libburn and ripping the disc back.
+// ripping with paranoia through a drive's cache, offset and faults, the window's rip beside
+// it, and the burn methods and failures of libburn.
 #include "VirtualDriveTests.h"
 #include "tests/cdio/MetadataDisc.h"
-#include "tests/lookup/TestWebServer.h"
 #include "tests/media/MediaTestSupport.h"
+#include "tests/support/TestWebServer.h"
 
 #include <QRegularExpression>
-#include <QTemporaryDir>
 #include <QTest>
 
 namespace {
@@ -15,30 +14,17 @@ namespace {
 const QString kCli = QStringLiteral(MELVANE_CLI);
 const QString kWindowRip = QStringLiteral(WINDOW_RIP);
 
-QByteArray pcmBytes(const std::vector<qint16>& samples) {
-    return QByteArray(reinterpret_cast<const char*>(samples.data()),
-                      qsizetype(samples.size() * sizeof(qint16)));
-}
-
 } // namespace
 
 class TestVdriveCli : public QObject {
     Q_OBJECT
 
 private:
-    QTemporaryDir m_dir;
+    TestFolder m_dir;
     TestDisc m_disc;
     QString m_swappedCue; // a disc whose samples sound smooth only when byte-swapped
     QByteArray m_swappedBin;
-    QStringList m_files;     // WAV, MP3, WMA with titles, 4.5 to 6.5 s
-    QList<QByteArray> m_pcm; // their decoded sound
-
-    QString fresh(const QString& name) const {
-        const QString folder = m_dir.filePath(name);
-        QDir(folder).removeRecursively();
-        QDir().mkpath(folder);
-        return folder;
-    }
+    QStringList m_files; // WAV, MP3, WMA with titles, 4.5 to 6.5 s
 
     QString pressed(const QString& options = "timescale=0") const {
         return "/dev/sr7:cue=" + m_disc.cue + ":" + options;
@@ -53,20 +39,19 @@ private Q_SLOTS:
             const qint16 smooth = qint16(std::lround(9000 * std::sin(i * 0.003)));
             m_swappedBin.append(char(quint16(smooth) >> 8)).append(char(smooth & 0xff));
         }
-        m_swappedCue = m_dir.filePath("swapped.cue");
-        writeBytes(m_dir.filePath("swapped.bin"), m_swappedBin);
+        m_swappedCue = m_dir.path("swapped.cue");
+        writeBytes(m_dir.path("swapped.bin"), m_swappedBin);
         writeBytes(m_swappedCue, "FILE \"swapped.bin\" BINARY\n  TRACK 01 AUDIO\n"
                                  "    INDEX 01 00:00:00\n");
         const QList<std::pair<QString, OutputCodec>> kinds{{"one.wav", OutputCodec::Wav},
                                                            {"two.mp3", OutputCodec::Mp3Lame},
                                                            {"three.wma", OutputCodec::Wma}};
         for (int i = 0; i < kinds.size(); ++i) {
-            const QString path = m_dir.filePath(kinds[i].first);
+            const QString path = m_dir.path(kinds[i].first);
             SineSource source(PcmFormat::cdAudio(), 4.5 + i, 300.0 + 100 * i);
             writeSource(source, path,
                         {kinds[i].second, 128000, {{"title", QString("Song %1").arg(i + 1)}}});
             m_files.append(path);
-            m_pcm.append(pcmBytes(decodeFile(path).samples));
         }
     }
 
@@ -74,11 +59,11 @@ private Q_SLOTS:
         const QString spec = pressed() +
                              ";/dev/sr3:blank-cdrw:vendor=PLEXTOR,product=PX-W4824A,revision=1.07,"
                              "speeds=4/12/24,read=40,buffer=4096,burnproof=0,address=2.0.1.0";
-        const Ran drives = runWithDrive(kCli, {"drives"}, spec);
+        const Run drives = runWithDrive(kCli, {"drives"}, spec);
         QCOMPARE(drives.exitCode, 0);
         QCOMPARE(drives.out, "1  2:1:0 PLEXTOR  PX-W4824A            1.07\n"
                              "2  100:0:0 VIRTUAL  CD-RW WRITER         1.00\n");
-        const Ran recorders = runWithDrive(kCli, {"recorders"}, spec);
+        const Run recorders = runWithDrive(kCli, {"recorders"}, spec);
         QCOMPARE(recorders.exitCode, 0);
         QVERIFY2(recorders.out.startsWith("1  PLEXTOR  PX-W4824A  1.07\n"
                                           "   CD-RW writer; reads 40x; buffer 4.000 MB; burn "
@@ -92,7 +77,7 @@ private Q_SLOTS:
     }
 
     void tableOfContents() {
-        const Ran toc = runWithDrive(kCli, {"toc", "1"}, pressed());
+        const Run toc = runWithDrive(kCli, {"toc", "1"}, pressed());
         QCOMPARE(toc.exitCode, 0);
         for (const char* row :
              {"    1   00:00:00  00:03:39      264", "    2   00:03:39  00:01:25      100",
@@ -117,8 +102,8 @@ private Q_SLOTS:
         TestWebServer server;
         server.serve("/ar/" + referenceAccurateRipDisc(image).path(),
                      {200, referenceAccurateRipEntry(image), 0});
-        const QString out = fresh("offset");
-        const Ran rip = runWithDrive(kCli, {"rip", "--to", "wav", "--out", out, "1"},
+        const QString out = m_dir.fresh("offset");
+        const Run rip = runWithDrive(kCli, {"rip", "--to", "wav", "--out", out, "1"},
                                      pressed("timescale=0,offset=-30"),
                                      {"MELVANE_ACCURATERIP_URL=" + server.url("/ar/")});
         QVERIFY2(rip.exitCode == 0, qPrintable(rip.out + rip.err));
@@ -146,8 +131,8 @@ private Q_SLOTS:
     // Read errors paranoia got over (the drive's own retries could not) are counted with where
     // they were; the track is not suspicious.
     void secureRipReportCountsReadErrors() {
-        const QString out = fresh("errors");
-        const Ran rip =
+        const QString out = m_dir.fresh("errors");
+        const Run rip =
             runWithDrive(kCli, {"rip", "--to", "wav", "--tracks", "1", "--out", out, "1"},
                          pressed("timescale=0,bad=20-21/12"));
         QVERIFY2(rip.exitCode == 0, qPrintable(rip.out + rip.err));
@@ -185,8 +170,8 @@ private Q_SLOTS:
         QFETCH(QString, spec);
         QFETCH(QStringList, options);
         QFETCH(QList<QByteArray>, tracks);
-        const QString out = fresh("rip");
-        const Ran rip = runWithDrive(
+        const QString out = m_dir.fresh("rip");
+        const Run rip = runWithDrive(
             kCli, QStringList{"rip", "--to", "wav", "--out", out} + options + QStringList{"1"},
             spec);
         QVERIFY2(rip.exitCode == 0, qPrintable(rip.out + rip.err));
@@ -217,10 +202,10 @@ private Q_SLOTS:
         QFETCH(QString, setting);
         QFETCH(QString, cliOffset);
         QFETCH(QString, logged);
-        const QString settings = fresh("window-settings");
+        const QString settings = m_dir.fresh("window-settings");
         writeBytes(settings + "/Melvane.conf", ("[General]\n" + setting + "\n").toUtf8());
-        const QString out = fresh("window");
-        const Ran window = runWithDrive(kWindowRip, {settings, out + "/Track02.wav", "2"},
+        const QString out = m_dir.fresh("window");
+        const Run window = runWithDrive(kWindowRip, {settings, out + "/Track02.wav", "2"},
                                         pressed("timescale=0,offset=12"));
         if (cliOffset.isEmpty()) {
             QCOMPARE(window.exitCode, 1);
@@ -242,8 +227,8 @@ private Q_SLOTS:
             QRegularExpression("AccurateRip: +v1 (\\w{8}), v2 (\\w{8})").match(log);
         QVERIFY2(crc.hasMatch() && ar.hasMatch(), qPrintable(log));
 
-        const QString cliOut = fresh("cli");
-        const Ran cli = runWithDrive(
+        const QString cliOut = m_dir.fresh("cli");
+        const Run cli = runWithDrive(
             kCli,
             {"rip", "--to", "wav", "--tracks", "2", "--offset", cliOffset, "--out", cliOut, "1"},
             pressed("timescale=0,offset=12"));
@@ -252,63 +237,6 @@ private Q_SLOTS:
                                       .arg(crc.captured(1), ar.captured(1), ar.captured(2))),
                  qPrintable(cli.out + log));
         QVERIFY(wavData(cliOut + "/Track02.wav") == wavData(out + "/Track02.wav"));
-    }
-
-    // A sector paranoia gives up on is kept, the track marked suspicious in the output and the
-    // log, with where; a disc taken out fails its track and leaves only the log.
-    void rippingFailures_data() {
-        QTest::addColumn<QString>("options");
-        QTest::addColumn<QString>("message");
-        QTest::addColumn<QStringList>("left"); // the files that stay
-        QTest::newRow("unreadable sector")
-            << "bad=300-300"
-            << "track 2 is suspicious: paranoia could not read all of it reliably (skipped at "
-               "sectors 300"
-            << QStringList{"The Band - Pressed Album.cue", "The Band - Pressed Album.log",
-                           "Track01.wav", "Track02.wav", "Track03.wav"};
-        QTest::newRow("disc taken out") << "remove=120,cache=0"
-                                        << "The disc was taken out of drive 100:0:0 (/dev/sr7)"
-                                        << QStringList{"The Band - Pressed Album.log"};
-    }
-    void rippingFailures() {
-        QFETCH(QString, options);
-        QFETCH(QString, message);
-        QFETCH(QStringList, left);
-        const QString out = fresh("failing");
-        const Ran rip = runWithDrive(kCli, {"rip", "--to", "wav", "--out", out, "1"},
-                                     pressed("timescale=0," + options));
-        QCOMPARE(rip.exitCode, 1);
-        QVERIFY2(rip.err.contains(message), qPrintable(rip.err));
-        QCOMPARE(QDir(out).entryList(QDir::Files | QDir::Hidden, QDir::Name), left);
-    }
-
-    void burnsACompilationThatRipsBack() {
-        const QString saved = fresh("burnt");
-        const Ran burn = runWithDrive(kCli, QStringList{"burn", "--recorder", "1"} + m_files,
-                                      "/dev/sr7:blank-cdr:speeds=4/8/16,timescale=0.02",
-                                      {"VIRTUAL_DRIVE_SAVE=" + saved});
-        QVERIFY2(burn.exitCode == 0, qPrintable(burn.out + burn.err));
-        QVERIFY(burn.out.contains("on VIRTUAL CD-RW WRITER at 16x"));
-        for (const char* phase : {"Fill Buffer", "Burn Track", "Finalise Disc", "Burn complete."})
-            QVERIFY2(burn.out.contains(phase), phase);
-        const QString spec = "/dev/sr7:cue=" + saved + "/sr7.cue:media=cdr,timescale=0";
-        const Ran info = runWithDrive("cd-info", {"--no-header", "--no-cddb", "/dev/sr7"}, spec);
-        QVERIFY2(info.out.contains(QRegularExpression("CD-TEXT for Track  2:\\s+TITLE: Song 2")),
-                 qPrintable(info.out));
-        const QString out = fresh("ripped");
-        const Ran rip = runWithDrive(kCli, {"rip", "--to", "wav", "--out", out, "1"}, spec);
-        QCOMPARE(rip.exitCode, 0);
-        const QStringList files = QDir(out).entryList({"*.wav"}, QDir::Files, QDir::Name);
-        QCOMPARE(files.size(), 3);
-        // The tracks hold the files' sound back to back, then silence to the sector's end.
-        QByteArray disc;
-        for (const QString& file : files)
-            disc += wavData(out + "/" + file);
-        const QByteArray sound = m_pcm[0] + m_pcm[1] + m_pcm[2];
-        QVERIFY(disc.startsWith(sound));
-        QVERIFY(disc.size() - sound.size() < 2352);
-        QCOMPARE(disc.mid(sound.size()).count(char(0)), disc.size() - sound.size());
-        QVERIFY(disc == fileBytes(saved + "/sr7.bin"));
     }
 
     void burnMethodsAndOptions_data() {
@@ -328,9 +256,9 @@ private Q_SLOTS:
         QFETCH(QStringList, options);
         QFETCH(QString, model);
         QFETCH(QByteArray, saved);
-        const QString folder = fresh("methods");
+        const QString folder = m_dir.fresh("methods");
         const QString log = folder + "/drive.log";
-        const Ran burn =
+        const Run burn =
             runWithDrive(kCli, QStringList{"burn", "--recorder", "1"} + options + m_files.mid(0, 2),
                          "/dev/sr7:blank-cdr:timescale=0",
                          {"VIRTUAL_DRIVE_SAVE=" + folder, "VIRTUAL_DRIVE_LOG=" + log});
@@ -355,7 +283,7 @@ private Q_SLOTS:
     void burnFailures() {
         QFETCH(QString, disc);
         QFETCH(QString, message);
-        const Ran burn = runWithDrive(
+        const Run burn = runWithDrive(
             kCli, QStringList{"burn", "--recorder", "1"} + m_files.mid(0, 1), "/dev/sr7:" + disc);
         QCOMPARE(burn.exitCode, 1);
         QVERIFY2(burn.err.contains(message), qPrintable(burn.err));

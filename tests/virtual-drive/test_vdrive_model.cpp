@@ -393,38 +393,8 @@ private Q_SLOTS:
         QCOMPARE(be32(next.data, 12), 750 + 11400);
     }
 
-    void writeFaults_data() {
-        QTest::addColumn<QString>("options");
-        QTest::addColumn<bool>("bufe");
-        QTest::addColumn<QString>("sense");
-        QTest::newRow("write error") << "writeerror=40" << true << "3/0C/00";
-        QTest::newRow("underrun, no BUFE") << "underrun=40" << false << "3/0C/09";
-        QTest::newRow("underrun, BUFE") << "underrun=40" << true << "";
-        QTest::newRow("disc removed") << "remove=40" << true << "2/3A/02";
-    }
-    void writeFaults() {
-        QFETCH(QString, options);
-        QFETCH(bool, bufe);
-        QFETCH(QString, sense);
-        auto d = makeDrive("/dev/sr7:blank-cdr:timescale=0," + options);
-        QByteArray page = page05(1);
-        page[10] = char(bufe ? 0x41 : 0x01);
-        QVERIFY(selectPage05(*d, page).good);
-        QVERIFY(send(*d, write10(0, 30), 0, QByteArray(30 * 2352, 1)).good);
-        const Answer second = send(*d, write10(30, 30), 0, QByteArray(30 * 2352, 2));
-        QCOMPARE(second.sense, sense);
-        if (sense.isEmpty())
-            return;
-        const Answer info = send(*d, {0x51, 0, 0, 0, 0, 0, 0, 0, 34, 0}, 34);
-        if (sense == "2/3A/02") {
-            QCOMPARE(info.sense, "2/3A/02");
-        } else {
-            // Damaged: no next writable address any more.
-            const Answer next = send(*d, {0x52, 1, 0, 0, 0, 0xff, 0, 0, 36, 0}, 36);
-            QCOMPARE(int(quint8(next.data[5]) & 0x20), 0x20);
-            QCOMPARE(int(quint8(next.data[7]) & 1), 0);
-        }
-    }
+    // Write errors, underruns with and without BUFE and a disc taken out while writing, and
+    // the disc they leave: test_virtual_drive::faultsWhileBurning, through libburn.
 
     void writeParametersTheDriveRefuses_data() {
         QTest::addColumn<QString>("options");
