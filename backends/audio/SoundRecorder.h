@@ -69,6 +69,9 @@ private:
     QString m_encoderDLL = QStringLiteral("lame_enc.dll");
     QString m_device;
 
+    // The one thread of the program's own that is not a pool task: QAudioSource delivers its
+    // audio and its state through the event loop of the thread it lives on, so the capture needs
+    // a thread with an event loop that lasts as long as the recorder, which a pool task is not.
     QThread m_captureThread;
     // Lives on the capture thread: a call to it comes after every call posted there before.
     std::unique_ptr<QObject> m_captureAnchor;

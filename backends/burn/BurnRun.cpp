@@ -1,5 +1,6 @@
 #include "backends/burn/BurnRun.h"
 
+#include "backends/media/WorkThreads.h"
 #include "components/AudioBurner.h"
 #include "components/Error.h"
 
@@ -31,8 +32,8 @@ struct Measurement {
 
 } // namespace
 
-// The files being decoded to count their frames, on the global thread pool. Shared with the
-// workers, which may outlive the run by one read after a cancel.
+// The files being decoded to count their frames, on the compute pool (a few at a time). Shared
+// with the tasks, which may outlive the run by one read after a cancel.
 struct BurnRun::Measured {
     std::atomic<bool> stop{false};
     std::vector<std::pair<size_t, QFuture<Measurement>>> files;
@@ -82,7 +83,8 @@ void BurnRun::start() {
                 continue;
             auto measure = m_tracks[i].measure;
             m_measured->files.emplace_back(
-                i, QtConcurrent::run([measure, shared = m_measured]() -> Measurement {
+                i,
+                QtConcurrent::run(computePool(), [measure, shared = m_measured]() -> Measurement {
                     try {
                         return {measure(shared->stop), {}};
                     } catch (const Error& e) {
@@ -301,7 +303,8 @@ void BurnRun::writingDone() {
     for (const TrackPlace& p : places())
         written.push_back({p.firstSector, p.sectors, p.index1Sector - p.firstSector});
     m_verifier = std::make_unique<DiscVerifier>(*drive, std::move(written), m_reader->record());
-    m_verifying = QtConcurrent::run([verifier = m_verifier.get()] { return verifier->run(); });
+    m_verifying = QtConcurrent::run(blockingPool(),
+                                    [verifier = m_verifier.get()] { return verifier->run(); });
     addNotice(QStringLiteral("Verifying: reading the disc back with full paranoia."));
     m_stage = Stage::Verifying;
     m_status.state = 4;

@@ -17,7 +17,8 @@
 namespace burning {
 
 // One burn from start to end, on any recorder. The writing itself runs on a writer thread (the
-// subclass's); this base follows it from the user-interface thread by polling: it starts each
+// subclass's: libburn's own, or a task); this base follows it from the user-interface thread by
+// polling, as libburn is followed: it starts each
 // track's feed while the track before it is written, turns the writer's state into the status
 // the engine shows, and ends the burn exactly once with finished().
 //
@@ -122,7 +123,7 @@ protected:
     void cancelFeeds();
     // A line for the status.
     void addNotice(const QString& line, bool warning = false) { m_notices.append({line, warning}); }
-    // From the writer's thread: look at it now rather than at the next poll (it has ended).
+    // From any thread: look at the writer now rather than at the next poll (it has ended).
     void wake();
 
 private:

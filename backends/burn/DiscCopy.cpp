@@ -5,6 +5,7 @@
 #include "backends/cdio/CueSheet.h"
 #include "backends/cdio/DiscReader.h"
 #include "backends/media/MediaJob.h"
+#include "backends/media/WorkThreads.h"
 #include "components/Error.h"
 
 #include <QFile>
@@ -140,21 +141,22 @@ void ImageComparison::start(const cdio::Drive& disc, const QString& cuePath) {
     m_record = std::make_unique<WriteRecord>();
     m_verifier = std::make_unique<DiscVerifier>(disc, std::move(tracks), *m_record);
     // The image is taken in (its sectors' checksums) on the worker too: it is large.
-    m_running = QtConcurrent::run([record = m_record.get(), verifier = m_verifier.get(),
-                                   bin = image.dataFile(), first,
-                                   end = d.leadout]() -> std::vector<TrackCheck> {
-        QFile file(bin);
-        if (!file.open(QIODevice::ReadOnly) || !file.seek(qint64(first) * kAudioSectorBytes))
-            return verifier->run(); // a record that ends early shows as differences
-        for (qint64 left = qint64(end - first) * kAudioSectorBytes; left > 0;) {
-            const QByteArray buffer = file.read(std::min<qint64>(left, 1 << 20));
-            if (buffer.isEmpty())
-                break;
-            record->add(buffer.constData(), buffer.size());
-            left -= buffer.size();
-        }
-        return verifier->run();
-    });
+    m_running = QtConcurrent::run(
+        blockingPool(),
+        [record = m_record.get(), verifier = m_verifier.get(), bin = image.dataFile(), first,
+         end = d.leadout]() -> std::vector<TrackCheck> {
+            QFile file(bin);
+            if (!file.open(QIODevice::ReadOnly) || !file.seek(qint64(first) * kAudioSectorBytes))
+                return verifier->run(); // a record that ends early shows as differences
+            for (qint64 left = qint64(end - first) * kAudioSectorBytes; left > 0;) {
+                const QByteArray buffer = file.read(std::min<qint64>(left, 1 << 20));
+                if (buffer.isEmpty())
+                    break;
+                record->add(buffer.constData(), buffer.size());
+                left -= buffer.size();
+            }
+            return verifier->run();
+        });
     m_poll.start();
 }
 

@@ -1,7 +1,10 @@
 #include "backends/burn/ImageRun.h"
 
 #include "backends/burn/CueSheet.h"
+#include "backends/media/WorkThreads.h"
 #include "components/Error.h"
+
+#include <QtConcurrent/QtConcurrentRun>
 
 #include <exception>
 
@@ -12,13 +15,15 @@ ImageRun::ImageRun(std::unique_ptr<ImageSink> sink, const QString& folder,
                    const BurnSettings& settings,
                    std::function<void(const QString& baseName)> written)
     : BurnRun(std::move(plannedTracks), disc, settings), m_sink(std::move(sink)), m_folder(folder),
-      m_onWritten(std::move(written)) {}
+      m_onWritten(std::move(written)) {
+    connect(&m_watcher, &QFutureWatcher<Outcome>::finished, this, [this] { wake(); });
+}
 
 ImageRun::~ImageRun() {
-    if (m_thread.joinable()) {
+    if (m_began && !m_writing.isFinished()) {
         stopWriting();
         cancelFeeds();
-        m_thread.join();
+        m_writing.waitForFinished();
     }
 }
 
@@ -31,12 +36,14 @@ QString ImageRun::cuePath() const {
 }
 
 void ImageRun::beginWriting() {
-    m_thread = std::thread([this] { write(); });
+    m_writing = QtConcurrent::run(blockingPool(), [this] { return write(); });
+    m_began = true;
+    m_watcher.setFuture(m_writing);
 }
 
 BurnRun::Sample ImageRun::sample() {
     Sample s;
-    s.ended = m_done.load();
+    s.ended = m_began && m_writing.isFinished();
     s.track = reader().currentTrack();
     s.written = m_written.load();
     const int phase = m_phase.load();
@@ -50,12 +57,16 @@ void ImageRun::stopWriting() {
 }
 
 QString ImageRun::finishWriting() {
-    if (m_thread.joinable())
-        m_thread.join();
+    if (!m_began) {
+        m_sink.reset();
+        return {};
+    }
+    const Outcome outcome = m_writing.result();
     m_sink.reset();
-    if (m_done.load() && m_error.isEmpty() && m_onWritten)
+    m_baseName = outcome.baseName;
+    if (outcome.error.isEmpty() && m_onWritten)
         m_onWritten(m_baseName);
-    return m_error;
+    return outcome.error;
 }
 
 std::optional<cdio::Drive> ImageRun::readBackDrive() const {
@@ -64,7 +75,8 @@ std::optional<cdio::Drive> ImageRun::readBackDrive() const {
     return cdio::DriveTable::recorderDrive(cuePath());
 }
 
-void ImageRun::write() noexcept {
+ImageRun::Outcome ImageRun::write() noexcept {
+    Outcome outcome;
     try {
         QByteArray buffer(kBufferSectors * kAudioSectorBytes, Qt::Uninitialized);
         while (!m_stop.load()) {
@@ -77,7 +89,7 @@ void ImageRun::write() noexcept {
             m_written.fetch_add(got / kAudioSectorBytes);
         }
         if (m_stop.load()) {
-            m_error = QStringLiteral("The burn was stopped.");
+            outcome.error = QStringLiteral("The burn was stopped.");
         } else {
             m_phase.store(Finishing);
             if (m_sink) {
@@ -85,20 +97,19 @@ void ImageRun::write() noexcept {
                 std::vector<TrackInfo> infos;
                 for (const PlannedTrack& t : tracks())
                     infos.push_back(t.info);
-                m_baseName = m_sink->commit([&](const QString& binName) {
+                outcome.baseName = m_sink->commit([&](const QString& binName) {
                     return cueSheet(binName, infos, where, disc());
                 });
             }
         }
     } catch (const Error& e) {
-        m_error = e.message();
+        outcome.error = e.message();
     } catch (const std::exception& e) {
-        m_error = QString::fromLocal8Bit(e.what());
+        outcome.error = QString::fromLocal8Bit(e.what());
     } catch (...) {
-        m_error = QStringLiteral("The image could not be written.");
+        outcome.error = QStringLiteral("The image could not be written.");
     }
-    m_done.store(true);
-    wake();
+    return outcome;
 }
 
 } // namespace burning

@@ -4,16 +4,18 @@
 #include "backends/burn/ImageSink.h"
 
 #include <QByteArray>
+#include <QFuture>
+#include <QFutureWatcher>
 
 #include <atomic>
 #include <functional>
 #include <memory>
-#include <thread>
 
 namespace burning {
 
-// A burn on the image recorder: a writer thread of its own reads the program (the tracks run on
-// without a gap, each file exactly as long as it decodes) and appends it to the .bin;
+// A burn on the image recorder: a writer, a task of the blocking pool, reads the program (the
+// tracks run on without a gap, each file exactly as long as it decodes) and appends it to the
+// .bin;
 // finalising writes the cue sheet, with the tracks placed as the program turned out, and puts
 // both files in place. A test burn has no sink and writes nothing. A cancelled or failed burn
 // drops the sink, which leaves no file.
@@ -46,19 +48,25 @@ protected:
 
 private:
     enum Phase : int { Preparing, Writing, Finishing };
+    // What the writer hands back through its future.
+    struct Outcome {
+        QString error;    // empty when the image is in place (or the test burn went through)
+        QString baseName; // the name the sink put it under
+    };
 
-    void write() noexcept;
+    Outcome write() noexcept;
 
     std::unique_ptr<ImageSink> m_sink;
     QString m_folder;
     std::function<void(const QString&)> m_onWritten;
-    QString m_baseName; // set by the writer before m_done, read after the join
-    std::thread m_thread;
+    QString m_baseName;
+    bool m_began = false;
+    QFuture<Outcome> m_writing;
+    // Looks at the writer the moment it ends, rather than at the next poll.
+    QFutureWatcher<Outcome> m_watcher;
     std::atomic<bool> m_stop{false};
-    std::atomic<bool> m_done{false};
     std::atomic<int> m_phase{Preparing};
     std::atomic<qint64> m_written{0};
-    QString m_error; // set by the writer before m_done, read after the join
 };
 
 } // namespace burning

@@ -9,6 +9,8 @@
 #include "backends/media/SampleConverter.h"
 #include "components/Error.h"
 
+#include <QThread>
+
 extern "C" {
 #include <libavutil/intreadwrite.h>
 }
@@ -17,7 +19,6 @@ extern "C" {
 #include <cerrno>
 #include <cstring>
 #include <sys/stat.h>
-#include <thread>
 #include <unistd.h>
 
 using media::writeError;
@@ -156,7 +157,7 @@ struct EncodedSink::Impl {
         settings.channels = encoded.channels;
         settings.bitRateKbps = int(bitRate / 1000);
         settings.vbrQuality = options.vbrQuality;
-        settings.workers = options.parallel ? int(std::thread::hardware_concurrency()) : 1;
+        settings.workers = options.parallel ? QThread::idealThreadCount() : 1;
         try {
             lame = std::make_unique<LameEncoder>(settings);
         } catch (const Error& e) {

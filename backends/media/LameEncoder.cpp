@@ -1,19 +1,18 @@
 #include "backends/media/LameEncoder.h"
 
-#include "backends/media/BoundedQueue.h"
 #include "backends/media/Mp3Frame.h"
 #include "backends/media/Mp3Repacker.h"
+#include "backends/media/WorkThreads.h"
 #include "components/Error.h"
+
+#include <QFuture>
+#include <QtConcurrent/QtConcurrentRun>
 
 #include <lame.h>
 
 #include <algorithm>
-#include <condition_variable>
 #include <cstdarg>
 #include <cstdio>
-#include <map>
-#include <mutex>
-#include <thread>
 
 namespace {
 
@@ -187,54 +186,67 @@ QString encodeBlock(Lame& lame, Block& block, int samplesPerFrame) {
 
 } // namespace
 
+// Block n goes to encoder n modulo their number, after block n - workers: the same input, the
+// same bytes. Each block is a task of the compute pool; one whose encoder still has a block to
+// do follows that block as its continuation, so no task ever waits for another.
 struct LameEncoder::Pool {
-    // Block n goes to encoder n modulo their number: the same input, the same bytes.
-    std::vector<std::unique_ptr<BoundedQueue<Block>>> queues;
-    std::vector<std::thread> threads;
-    std::mutex mutex;
-    std::condition_variable changed;
-    std::map<int, Block> done; // encoded, by index
+    struct Given {
+        std::unique_ptr<Block> block; // written by the task, read once it is done
+        QFuture<void> done;
+    };
+    std::vector<std::unique_ptr<Lame>> encoders;
+    std::vector<QFuture<void>> latest; // per encoder, its last block's task
+    std::deque<Given> given;           // not yet taken, in order
+    int taken = 0;
 
     // The joining, on the caller's thread.
     Mp3Repacker repacker;
     std::vector<Mp3Repacker::Piece> tail; // the last block's frames that the next one has too
     std::unique_ptr<Lame> spare;          // encodes a block again
 
-    Pool(const Settings& settings, int samplesPerFrame) : repacker(settings.vbrQuality >= 0) {
-        std::vector<std::unique_ptr<Lame>> encoders;
-        for (int i = 0; i < settings.workers; ++i) {
+    explicit Pool(const Settings& settings) : repacker(settings.vbrQuality >= 0) {
+        for (int i = 0; i < settings.workers; ++i)
             encoders.push_back(std::make_unique<Lame>(settings));
-            queues.push_back(std::make_unique<BoundedQueue<Block>>(1));
-        }
-        for (size_t i = 0; i < encoders.size(); ++i)
-            threads.emplace_back([this, queue = queues[i].get(), e = std::move(encoders[i]),
-                                  samplesPerFrame] { run(*queue, *e, samplesPerFrame); });
+        latest.resize(encoders.size());
     }
+    // Blocks not begun are dropped; those being encoded are waited for: they use the encoders.
     ~Pool() {
-        for (auto& queue : queues)
-            queue->interrupt();
-        for (std::thread& thread : threads)
-            thread.join();
+        for (Given& g : given)
+            g.done.cancel();
+        for (Given& g : given)
+            g.done.waitForFinished();
     }
 
-    void run(BoundedQueue<Block>& queue, Lame& lame, int samplesPerFrame) {
-        Block block;
-        while (queue.pop(block) == BoundedQueue<Block>::Status::Item) {
+    void give(Block block, int samplesPerFrame) {
+        const int workers = int(encoders.size());
+        const size_t encoder = size_t(block.index % workers);
+        // The encoder's previous block may still be running or waiting; once taken, it is done.
+        const bool follows = block.index - workers >= taken;
+        auto owned = std::make_unique<Block>(std::move(block));
+        auto encode = [lame = encoders[encoder].get(), b = owned.get(), samplesPerFrame] {
             try {
-                block.failure = encodeBlock(lame, block, samplesPerFrame);
+                b->failure = encodeBlock(*lame, *b, samplesPerFrame);
             } catch (const Error& e) {
-                block.failure = e.message();
+                b->failure = e.message();
             } catch (const std::bad_alloc&) {
-                block.failure = QStringLiteral("out of memory");
+                b->failure = QStringLiteral("out of memory");
             }
-            {
-                std::lock_guard lock(mutex);
-                const int index = block.index;
-                done.emplace(index, std::move(block));
-            }
-            changed.notify_all();
-            block = Block();
-        }
+        };
+        QFuture<void>& previous = latest[encoder];
+        previous = follows ? previous.then(computePool(), encode)
+                           : QtConcurrent::run(computePool(), encode);
+        given.push_back({std::move(owned), previous});
+    }
+
+    // The next block in order, once it is encoded; false when none is ready (without wait).
+    bool take(Block& block, bool wait) {
+        if (given.empty() || (!wait && !given.front().done.isFinished()))
+            return false;
+        given.front().done.waitForFinished();
+        block = std::move(*given.front().block);
+        given.pop_front();
+        ++taken;
+        return true;
     }
 };
 
@@ -251,7 +263,7 @@ LameEncoder::LameEncoder(const Settings& settings) : m_settings(settings) {
     if (m_settings.workers == 1)
         m_lame = std::move(first);
     else
-        m_pool = std::make_unique<Pool>(m_settings, m_samplesPerFrame);
+        m_pool = std::make_unique<Pool>(m_settings);
 }
 
 LameEncoder::~LameEncoder() = default;
@@ -344,36 +356,23 @@ void LameEncoder::submitBlocks(bool last) {
         // only hold audio in memory.
         while (m_blocksOut - m_blocksIn > m_settings.workers)
             collect(true);
-        auto& queue = *m_pool->queues[size_t(m_blocksOut) % m_pool->queues.size()];
         ++m_blocksOut;
-        if (!queue.push(std::move(block)))
-            throw Error(QStringLiteral("the MP3 encoders stopped"));
+        m_pool->give(std::move(block), m_samplesPerFrame);
         if (final)
             return;
     }
 }
 
 void LameEncoder::collect(bool wait) {
-    std::unique_lock lock(m_pool->mutex);
-    for (;;) {
-        auto it = m_pool->done.find(m_blocksIn);
-        if (it == m_pool->done.end()) {
-            if (!wait || m_blocksIn == m_blocksOut)
-                return;
-            m_pool->changed.wait(lock);
-            continue;
-        }
-        Block block = std::move(it->second);
-        m_pool->done.erase(it);
+    Block block;
+    while (m_pool->take(block, wait)) {
         ++m_blocksIn;
-        lock.unlock();
         if (!block.failure.isEmpty())
             throw Error(block.failure);
         join(block);
         m_spareBuffers.push_back(std::move(block.pcm));
         if (wait)
             return;
-        lock.lock();
     }
 }
 

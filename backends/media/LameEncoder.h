@@ -44,7 +44,8 @@ public:
         int channels = 2;       // 1 or 2
         int bitRateKbps = 128;  // constant bit rate
         int vbrQuality = -1;    // 0 (best) to 9: LAME's variable bit rate instead
-        int workers = 1; // encoders on threads of their own; 1: LAME's stream on the caller's
+        int workers = 1; // encoders, their blocks tasks of the compute pool; 1: LAME's stream
+                         // on the caller's thread
         // The cut (see below); the tests make them small to have many seams in little audio.
         int blockFrames = kBlockFrames;
         int warmUpFrames = kWarmUpFrames;

@@ -1,17 +1,18 @@
 #include "backends/media/MediaJob.h"
 
 #include "backends/media/BoundedQueue.h"
+#include "backends/media/WorkThreads.h"
 #include "components/Error.h"
 
+#include <QFuture>
 #include <QMetaObject>
+#include <QThreadPool>
+#include <QtConcurrent/QtConcurrentRun>
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <exception>
-#include <list>
 #include <mutex>
-#include <thread>
 #include <vector>
 
 namespace {
@@ -72,69 +73,6 @@ QString currentExceptionText() {
     } catch (...) {
         return QStringLiteral("Cannot process the audio: unexpected internal error");
     }
-}
-
-// Every worker thread of the process, so that shutdown can wait for them.
-class Workers {
-public:
-    template <class Work> void start(Work work) {
-        std::lock_guard lock(m_mutex);
-        reap();
-        auto entry = m_entries.emplace(m_entries.end());
-        entry->thread = std::thread([this, entry, work = std::move(work)]() mutable {
-            work();
-            std::lock_guard lock(m_mutex);
-            entry->done = true;
-            m_changed.notify_all();
-        });
-    }
-
-    bool waitForAll(int msecs) {
-        std::unique_lock lock(m_mutex);
-        const bool all = m_changed.wait_for(lock, std::chrono::milliseconds(msecs), [&] {
-            for (const Entry& entry : m_entries) {
-                if (!entry.done)
-                    return false;
-            }
-            return true;
-        });
-        reap();
-        // Left to the end of the process; each still marks itself done when it returns.
-        for (Entry& entry : m_entries) {
-            if (entry.thread.joinable())
-                entry.thread.detach();
-        }
-        return all;
-    }
-
-private:
-    struct Entry {
-        std::thread thread;
-        bool done = false;
-    };
-
-    // With the lock held: joins the threads that are done (they only return after that).
-    void reap() {
-        for (auto it = m_entries.begin(); it != m_entries.end();) {
-            if (it->done) {
-                if (it->thread.joinable())
-                    it->thread.join();
-                it = m_entries.erase(it);
-            } else {
-                ++it;
-            }
-        }
-    }
-
-    std::mutex m_mutex;
-    std::condition_variable m_changed;
-    std::list<Entry> m_entries;
-};
-
-// Never destroyed: a worker left running at the end of the process must find it intact.
-Workers& workers() {
-    static auto* instance = new Workers;
-    return *instance;
 }
 
 } // namespace
@@ -300,9 +238,10 @@ void MediaJob::Run::readPieces(ReadAhead& ahead) {
 void MediaJob::Run::work(std::unique_ptr<PcmSource> source, std::unique_ptr<PcmSink> sink) {
     auto ahead = std::make_shared<ReadAhead>(piecesAhead(source->format(), options.pieceFrames));
     ahead->source = std::move(source);
-    std::thread reader;
+    QFuture<void> reader;
     if (options.readAhead)
-        reader = std::thread([self = shared_from_this(), ahead] { self->readPieces(*ahead); });
+        reader = QtConcurrent::run(
+            blockingPool(), [self = shared_from_this(), ahead] { self->readPieces(*ahead); });
     setParts(ahead->source.get(), sink.get(), &ahead->queue);
 
     QString failure;
@@ -342,12 +281,9 @@ void MediaJob::Run::work(std::unique_ptr<PcmSource> source, std::unique_ptr<PcmS
             postFailure(failure);
         }
         setParts(nullptr, nullptr, nullptr);
-        if (reader.joinable())
-            reader.detach();
         return;
     }
-    if (reader.joinable())
-        reader.join();
+    reader.waitForFinished();
     setParts(nullptr, nullptr, nullptr);
     ahead->source.reset();
 
@@ -384,9 +320,12 @@ void MediaJob::start(std::unique_ptr<PcmSource> source, std::unique_ptr<PcmSink>
     run->options.pieceFrames = std::max<qint64>(1, options.pieceFrames);
     run->owner = this;
     m_run = run;
-    workers().start([run, source = std::move(source), sink = std::move(sink)]() mutable {
-        run->work(std::move(source), std::move(sink));
-    });
+    // Nobody waits for the task itself: its outcome comes as a queued signal, and shutdown
+    // waits for the whole pool.
+    static_cast<void>(QtConcurrent::run(
+        jobPool(), [run, source = std::move(source), sink = std::move(sink)]() mutable {
+            run->work(std::move(source), std::move(sink));
+        }));
 }
 
 bool MediaJob::cancel() {
@@ -413,7 +352,7 @@ void MediaJob::stop() {
 }
 
 bool MediaJob::waitForAll(int msecs) {
-    return workers().waitForAll(msecs);
+    return jobPool()->waitForDone(msecs);
 }
 
 void copyPcm(PcmSource& source, PcmSink& sink) {

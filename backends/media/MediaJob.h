@@ -15,11 +15,11 @@
 //
 // Threads. start(), cancel() and stop() are called on the job's own thread (the thread of the
 // QObject, normally the user-interface thread) and return at once: they never wait for the
-// worker. The source is read, and the sink written, on the worker; with Options::readAhead the
-// source is read on a second thread up to several seconds of audio ahead, so that decoding (or
-// a drive's reading) and encoding overlap. Signals are delivered queued, on the job's thread, in
-// this order: progress() any number of times, then exactly one of finished() or failed(). A job
-// may be started again from the handler of either.
+// worker. The source is read, and the sink written, on the worker, a task of jobPool(); with
+// Options::readAhead the source is read by a task of blockingPool() up to several seconds of
+// audio ahead, so that decoding (or a drive's reading) and encoding overlap. Signals are delivered
+// queued, on the job's thread, in this order: progress() any number of times, then exactly one of
+// finished() or failed(). A job may be started again from the handler of either.
 //
 // Outcome. finished() comes after the sink's commit(): the file is complete and in place.
 // failed(message) comes after the sink was destroyed uncommitted: its temporary file is gone.
@@ -27,8 +27,8 @@
 // sink (nothing is left behind) and ends on its own; nothing more is reported. A job destroyed
 // while its worker runs is cancelled the same way; the worker never touches it again.
 //
-// Shutdown. Only waitForAll() waits for workers, which finish their cleaning up after a
-// cancel; main() and melvane-cli call it after their event loop.
+// Shutdown. Only waitForAll() waits for workers (the whole of jobPool()), which finish their
+// cleaning up after a cancel; main() and melvane-cli call it after their event loop.
 class MediaJob final : public QObject {
     Q_OBJECT
 public:
@@ -81,7 +81,8 @@ public:
     bool stalled() const { return m_stalled; }
 
     // Waits, up to msecs, until every worker of every job has ended. False on time-out: the
-    // workers still running are left to the end of the process.
+    // workers still running are left to the end of the process. A reader left behind in a read
+    // that never returns (Options::stallSeconds) is not waited for.
     static bool waitForAll(int msecs);
 
 Q_SIGNALS:

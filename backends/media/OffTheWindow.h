@@ -1,16 +1,19 @@
 #pragma once
 
+#include "backends/media/WorkThreads.h"
+
 #include <QCoreApplication>
 #include <QEventLoop>
+#include <QFutureWatcher>
 #include <QThread>
+#include <QtConcurrent/QtConcurrentRun>
 #include <exception>
-#include <memory>
 #include <optional>
 #include <type_traits>
 #include <utility>
 
-// Runs work that may block for seconds (a drive spinning up, a writer being grabbed) on a
-// thread of its own when called on a window's thread, and waits for it there in a local event
+// Runs work that may block for seconds (a drive spinning up, a writer being grabbed) as a task of
+// the blocking pool when called on a window's thread, and waits for it there in a local event
 // loop that repaints but holds back the user's input: the window never freezes, and no handler
 // can start while the one that called is halfway through. Called from any other thread, or in a
 // program without windows, the work runs in place. Exceptions reach the caller as they were.
@@ -21,7 +24,13 @@ template <class Work> auto offTheWindow(Work&& work) -> std::invoke_result_t<Wor
         return work();
     std::exception_ptr failure;
     std::optional<std::conditional_t<std::is_void_v<Result>, bool, Result>> result;
-    std::unique_ptr<QThread> thread(QThread::create([&] {
+    QFutureWatcher<void> watcher;
+    QEventLoop loop;
+    // Queued: the quit arrives inside exec() even when the work ends before it starts.
+    QObject::connect(&watcher, &QFutureWatcher<void>::finished, &loop, &QEventLoop::quit,
+                     Qt::QueuedConnection);
+    // Kept out of the future: QtConcurrent would wrap it, and the caller wants it as it was.
+    watcher.setFuture(QtConcurrent::run(blockingPool(), [&] {
         try {
             if constexpr (std::is_void_v<Result>) {
                 work();
@@ -33,13 +42,8 @@ template <class Work> auto offTheWindow(Work&& work) -> std::invoke_result_t<Wor
             failure = std::current_exception();
         }
     }));
-    QEventLoop loop;
-    // Queued: the quit arrives inside exec() even when the work ends before it starts.
-    QObject::connect(thread.get(), &QThread::finished, &loop, &QEventLoop::quit,
-                     Qt::QueuedConnection);
-    thread->start();
     loop.exec(QEventLoop::ExcludeUserInputEvents);
-    thread->wait();
+    watcher.waitForFinished();
     if (failure)
         std::rethrow_exception(failure);
     if constexpr (!std::is_void_v<Result>)

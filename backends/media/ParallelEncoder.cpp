@@ -1,6 +1,9 @@
 #include "backends/media/ParallelEncoder.h"
 
+#include "backends/media/WorkThreads.h"
 #include "components/Error.h"
+
+#include <QtConcurrent/QtConcurrentRun>
 
 namespace {
 // 32 frames: for wmav2 65536 samples, so priming costs one frame in 32.
@@ -9,18 +12,18 @@ constexpr size_t kSegmentFrames = 32;
 
 ParallelEncoder::ParallelEncoder(const std::function<ffmpeg::CodecContext()>& openEncoder,
                                  int workers)
-    : m_queue(size_t(workers)) {
-    std::vector<ffmpeg::CodecContext> encoders;
-    for (int i = 0; i < workers; ++i)
-        encoders.push_back(openEncoder());
-    for (ffmpeg::CodecContext& encoder : encoders)
-        m_workers.emplace_back([this, e = std::move(encoder)]() mutable { run(std::move(e)); });
+    : m_mostGiven(size_t(std::max(1, workers)) * 2) {
+    // As many waiting as being encoded keeps every encoder busy while the caller fills the next.
+    for (size_t i = 0; i < m_mostGiven; ++i)
+        m_idle.push_back(openEncoder());
 }
 
+// Segments not begun are dropped; those being encoded are waited for: they use the encoders.
 ParallelEncoder::~ParallelEncoder() {
-    m_queue.interrupt();
-    for (std::thread& worker : m_workers)
-        worker.join();
+    for (Given& given : m_given)
+        given.done.cancel();
+    for (Given& given : m_given)
+        given.done.waitForFinished();
 }
 
 bool ParallelEncoder::suits(const AVCodec* codec) {
@@ -45,39 +48,60 @@ void ParallelEncoder::finish() {
         submit();
 }
 
-void ParallelEncoder::checkFailure() {
+ffmpeg::CodecContext ParallelEncoder::borrowEncoder() {
     std::lock_guard lock(m_mutex);
-    if (!m_failure.isEmpty())
-        throw Error(m_failure);
+    ffmpeg::CodecContext encoder = std::move(m_idle.back());
+    m_idle.pop_back();
+    return encoder;
+}
+
+void ParallelEncoder::returnEncoder(ffmpeg::CodecContext encoder) {
+    std::lock_guard lock(m_mutex);
+    m_idle.push_back(std::move(encoder));
 }
 
 void ParallelEncoder::submit() {
-    checkFailure();
-    m_filling.index = m_submitted++;
-    m_queue.push(std::move(m_filling));
+    // The oldest segment must be done before another goes out; its packets wait for the caller.
+    size_t unfinished = 0;
+    for (const Given& given : m_given)
+        unfinished += given.done.isFinished() ? 0 : 1;
+    for (size_t i = 0; unfinished >= m_mostGiven && i < m_given.size(); ++i) {
+        if (!m_given[i].done.isFinished()) {
+            m_given[i].done.waitForFinished();
+            --unfinished;
+        }
+    }
+    auto segment = std::make_unique<Segment>(std::move(m_filling));
     m_filling = Segment();
+    QFuture<void> done = QtConcurrent::run(computePool(), [this, s = segment.get()] {
+        ffmpeg::CodecContext encoder = borrowEncoder();
+        try {
+            s->failure = encode(encoder.get(), *s);
+        } catch (const Error& e) {
+            s->failure = e.message();
+        }
+        s->frames.clear();
+        s->primer.reset();
+        returnEncoder(std::move(encoder));
+    });
+    m_given.push_back({std::move(segment), std::move(done)});
 }
 
 bool ParallelEncoder::takePacket(AVPacket* packet, bool wait) {
-    std::unique_lock lock(m_mutex);
     for (;;) {
-        if (!m_failure.isEmpty())
-            throw Error(m_failure);
-        auto it = m_done.find(m_nextToTake);
-        if (it != m_done.end()) {
-            Segment& segment = it->second;
-            if (m_packetInSegment < segment.packets.size()) {
-                av_packet_move_ref(packet, segment.packets[m_packetInSegment++].get());
-                return true;
-            }
-            m_done.erase(it);
-            ++m_nextToTake;
-            m_packetInSegment = 0;
-            continue;
+        if (m_taking && m_packetInSegment < m_taking->packets.size()) {
+            av_packet_move_ref(packet, m_taking->packets[m_packetInSegment++].get());
+            return true;
         }
-        if (!wait || m_nextToTake == m_submitted)
+        m_taking.reset();
+        if (m_given.empty() || (!wait && !m_given.front().done.isFinished()))
             return false;
-        m_changed.wait(lock);
+        m_given.front().done.waitForFinished();
+        m_taking = std::move(m_given.front().segment);
+        m_given.pop_front();
+        m_packetInSegment = 0;
+        if (!m_taking->failure.isEmpty())
+            throw Error(m_taking->failure);
     }
 }
 
@@ -108,27 +132,4 @@ QString ParallelEncoder::encode(AVCodecContext* encoder, Segment& segment) {
         return {};
     return QStringLiteral("the %1 encoder failed (%2)")
         .arg(QString::fromUtf8(encoder->codec->name), ffmpeg::errorText(ret));
-}
-
-void ParallelEncoder::run(ffmpeg::CodecContext encoder) {
-    Segment segment;
-    while (m_queue.pop(segment) == BoundedQueue<Segment>::Status::Item) {
-        QString failure;
-        try {
-            failure = encode(encoder.get(), segment);
-        } catch (const Error& e) {
-            failure = e.message();
-        }
-        segment.frames.clear();
-        segment.primer.reset();
-        {
-            std::lock_guard lock(m_mutex);
-            if (!failure.isEmpty() && m_failure.isEmpty())
-                m_failure = failure;
-            const int index = segment.index;
-            m_done.emplace(index, std::move(segment));
-        }
-        m_changed.notify_all();
-        segment = Segment();
-    }
 }
