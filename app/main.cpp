@@ -2,7 +2,6 @@
 #include "backends/audio/AlsaSoundCard.h"
 #include "backends/audio/FilterGraph.h"
 #include "backends/audio/MixerDevices.h"
-#include "backends/audio/ProcessEnd.h"
 #include "backends/audio/SoundPlayer.h"
 #include "backends/audio/SoundRecorder.h"
 #include "backends/burn/Burner.h"
@@ -19,6 +18,7 @@
 #include "backends/media/MediaJob.h"
 #include "backends/qt/QtBackends.h"
 #include "components/Error.h"
+#include "core/ProcessEnd.h"
 #include "panelkit/ErrorBoundary.h"
 #include "shell/Form1.h"
 

@@ -93,14 +93,6 @@ int runUntilDone(const std::function<void()>& start, const std::function<void(in
 
 } // namespace
 
-bool asksForImage(const QStringList& arguments) {
-    for (qsizetype i = 0; i < arguments.size(); ++i)
-        if ((arguments[i] == QLatin1String("--to") && arguments.value(i + 1) == "image") ||
-            arguments[i] == QLatin1String("--to=image"))
-            return true;
-    return false;
-}
-
 int runRipImageCommand(const QStringList& arguments) {
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(

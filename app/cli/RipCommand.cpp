@@ -1,6 +1,6 @@
 #include "app/cli/RipCommand.h"
 
-#include "app/cli/CopyCommands.h"
+#include "app/cli/CommandModule.h"
 #include "app/cli/DrivesCommand.h"
 #include "app/cli/Interrupts.h"
 #include "app/cli/RipBatch.h"
@@ -16,6 +16,15 @@
 #include <cstdio>
 
 namespace {
+
+// True when `rip` was asked for an image (--to image), which the burning engine's module writes.
+bool asksForImage(const QStringList& arguments) {
+    for (qsizetype i = 0; i < arguments.size(); ++i)
+        if ((arguments[i] == QLatin1String("--to") && arguments.value(i + 1) == "image") ||
+            arguments[i] == QLatin1String("--to=image"))
+            return true;
+    return false;
+}
 
 constexpr int kUsage = 2;
 // Far beyond any drive's read offset; a number past it is a typing error.
@@ -98,7 +107,7 @@ std::optional<QList<int>> parseTrackList(const QString& text, QString* why) {
 int runRipCommand(const QStringList& arguments) {
     // A whole disc into one image takes options of its own.
     if (asksForImage(arguments))
-        return runRipImageCommand(arguments);
+        return runModuleCommand(kBurnModule, "rip-image", arguments);
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Rips the tracks of an audio CD to WAV, MP3 or WMA files, bit-exact and "

@@ -1,22 +1,18 @@
 // melvane-cli: Melvane's work without a window, for scripts and batches: converting and
 // describing files, CD drives and rips, the mixer, playing, recording and burning, over the
 // same components as the windows.
-#include "app/cli/BurnCommand.h"
+#include "app/cli/CommandModule.h"
 #include "app/cli/ConvertCommand.h"
-#include "app/cli/CopyCommands.h"
 #include "app/cli/DrivesCommand.h"
 #include "app/cli/InfoCommand.h"
 #include "app/cli/Interrupts.h"
-#include "app/cli/MixerCommand.h"
-#include "app/cli/PlayCommand.h"
 #include "app/cli/ProgressPrinter.h"
-#include "app/cli/RecordCommands.h"
 #include "app/cli/RipCommand.h"
 #include "app/cli/TerminalText.h"
 #include "app/cli/TocCommand.h"
-#include "backends/audio/ProcessEnd.h"
 #include "backends/media/Codecs.h"
 #include "backends/media/MediaJob.h"
+#include "core/ProcessEnd.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -274,22 +270,24 @@ int run(int argc, char** argv) {
     if (arguments.value(1) == QLatin1String("help") && arguments.size() > 2)
         arguments = {arguments[0], arguments[2], QStringLiteral("--help")};
     const QString first = arguments.value(1);
-    // Each command: its name and what runs it with the arguments from its name on.
+    // Each command: its name and what runs it with the arguments from its name on, or the
+    // module that has it.
     const struct {
         const char* name;
         int (*run)(const QStringList&);
+        const char* module = nullptr;
     } commands[] = {
         {"convert", runConvert},
         {"info", runInfoCommand},
         {"drives", runDrivesCommand},
         {"toc", runTocCommand},
-        {"mixer", runMixerCommand},
-        {"play", runPlayCommand},
-        {"devices", runDevicesCommand},
-        {"record", runRecordCommand},
-        {"recorders", runRecordersCommand},
-        {"burn", runBurnCommand},
-        {"copy", runCopyCommand},
+        {"mixer", nullptr, kAudioModule},
+        {"play", nullptr, kAudioModule},
+        {"devices", nullptr, kAudioModule},
+        {"record", nullptr, kAudioModule},
+        {"recorders", nullptr, kBurnModule},
+        {"burn", nullptr, kBurnModule},
+        {"copy", nullptr, kBurnModule},
         {"rip", runRipCommand},
     };
     for (const auto& command : commands) {
@@ -297,7 +295,8 @@ int run(int argc, char** argv) {
             continue;
         int code = 1;
         try {
-            code = command.run(arguments.mid(1));
+            code = command.run ? command.run(arguments.mid(1))
+                               : runModuleCommand(command.module, command.name, arguments.mid(1));
         } catch (const std::exception& e) {
             print(
                 stderr,
