@@ -22,7 +22,8 @@ int runModuleCommand(const char* module, const char* name, const QStringList& ar
     // Never unloaded: the process ends without the libraries' clean-up (see endProcess).
     void* handle = ::dlopen(QFile::encodeName(path).constData(), RTLD_NOW | RTLD_LOCAL);
     if (!handle)
-        throw Error(what + QStringLiteral("cannot be loaded: ") + QString::fromLocal8Bit(dlerror()));
+        throw Error(what + QStringLiteral("cannot be loaded: ") +
+                    QString::fromLocal8Bit(dlerror()));
     const auto entry = reinterpret_cast<ModuleEntry>(::dlsym(handle, kModuleEntry));
     const int code = entry ? entry(name, arguments) : kNoSuchCommand;
     if (code == kNoSuchCommand)
