@@ -52,7 +52,10 @@ Form1Components realComponents() {
     auto table = std::make_shared<cdio::DriveTable>();
     // The release a lookup chose gives the rips of its disc their album facts.
     auto chosen = std::make_shared<cdio::ChosenReleases>();
-    c.test = std::make_unique<cdio::CdTools>(table, chosen);
+    auto tools = std::make_unique<cdio::CdTools>(table, chosen);
+    // The drive's read offset is a setting, read again at each rip.
+    tools->setSettings(std::make_shared<QtSettingsStore>());
+    c.test = std::move(tools);
     c.lookup = std::make_unique<cdio::TrackNameLookup>(table, chosen);
     c.mci = std::make_unique<cdio::CdAudioMci>(table, std::make_unique<cdio::DiscPlayer>());
     c.drives = std::make_unique<cdio::CdDrives>(table);

@@ -4,9 +4,8 @@
 #include "app/cli/TerminalText.h"
 #include "backends/cdio/AccurateRipCheck.h"
 #include "backends/cdio/Checksums.h"
-#include "backends/cdio/DiscReader.h"
+#include "backends/cdio/TrackRip.h"
 #include "backends/media/EncodedSink.h"
-#include "backends/media/FanOutSink.h"
 #include "backends/media/MediaJob.h"
 #include "components/Error.h"
 
@@ -14,8 +13,6 @@
 #include <QElapsedTimer>
 #include <algorithm>
 #include <exception>
-#include <malloc.h>
-#include <mutex>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -23,66 +20,13 @@ namespace {
 
 constexpr int kBarCells = 20;
 
-// Feeds the checksums that the batch reads once the job has finished; the job owns its sinks
-// and destroys them, so it gets this handle instead of the checksums themselves.
-class ChecksumTap final : public PcmSink {
-public:
-    explicit ChecksumTap(std::shared_ptr<cdio::TrackChecksums> sums) : m_sums(std::move(sums)) {}
-
-    PcmFormat format() const override { return m_sums->format(); }
-    void write(const qint16* buffer, qint64 frames) override { m_sums->write(buffer, frames); }
-    void finish() override {}
-    void commit() override {}
-
-private:
-    std::shared_ptr<cdio::TrackChecksums> m_sums;
-};
-
-// Lets go of the disc reader the moment the track is read: paranoia holds megabytes of cache per
-// reader, and the encoders of the track still have a few seconds of work while the next track
-// starts.
-class ReleasingSource final : public PcmSource {
-public:
-    explicit ReleasingSource(std::unique_ptr<cdio::DiscReader> reader)
-        : m_format(reader->format()), m_frames(reader->expectedFrames()),
-          m_reader(std::move(reader)) {}
-
-    PcmFormat format() const override { return m_format; }
-    qint64 expectedFrames() const override { return m_frames; }
-    qint64 read(qint16* buffer, qint64 maxFrames) override {
-        if (!m_reader)
-            return 0;
-        const qint64 n = m_reader->read(buffer, maxFrames);
-        if (n == 0) {
-            std::lock_guard lock(m_mutex);
-            m_reader.reset();
-            malloc_trim(0);
-        }
-        return n;
-    }
-    void interrupt() override {
-        std::lock_guard lock(m_mutex);
-        if (m_reader)
-            m_reader->interrupt();
-    }
-    quint64 activity() const override {
-        std::lock_guard lock(m_mutex);
-        return m_reader ? m_reader->activity() : 0;
-    }
-
-private:
-    PcmFormat m_format;
-    qint64 m_frames;
-    mutable std::mutex m_mutex; // between the reading thread letting go and the others
-    std::unique_ptr<cdio::DiscReader> m_reader;
-};
-
 EncodedSink::Options encoding(const QString& format, int bitrateKbps, bool overwrite,
-                              QMap<QString, QString> tags) {
+                              const QStringList& sources, QMap<QString, QString> tags) {
     EncodedSink::Options options;
     options.tags = std::move(tags);
     options.bitRate = qint64(bitrateKbps) * 1000;
     options.overwrite.replace = overwrite;
+    options.overwrite.sources = sources;
     if (format == QLatin1String("mp3"))
         options.codec = OutputCodec::Mp3Lame;
     else if (format == QLatin1String("wma"))
@@ -119,8 +63,7 @@ struct RipBatch::Rip {
     QString failure;
     QStringList files;
     std::unique_ptr<MediaJob> job;
-    std::shared_ptr<cdio::TrackChecksums> sums;
-    std::shared_ptr<cdio::ParanoiaStats> paranoia = std::make_shared<cdio::ParanoiaStats>();
+    std::unique_ptr<cdio::TrackRip> ripping; // once its job has started
 };
 
 RipBatch::RipBatch(std::shared_ptr<cdio::RipRecord> record, const cdio::AccurateRipCheck* check,
@@ -161,36 +104,20 @@ void RipBatch::startMore() {
 }
 
 void RipBatch::startTrack(Rip& rip) {
-    int firstAudio = 0;
-    int lastAudio = 0;
-    for (const cdio::TocTrack& t : m_toc.tracks) {
-        if (t.audio()) {
-            firstAudio = firstAudio ? firstAudio : t.number;
-            lastAudio = t.number;
-        }
-    }
     try {
-        cdio::DiscReader::Options reading;
-        reading.paranoia = true;
-        reading.offsetFrames = m_request.offsetSamples;
-        reading.keepSkipped = true;
-        reading.statistics = rip.paranoia;
-        auto source = cdio::DiscReader::track(m_drive, rip.track, reading);
-        rip.sums = std::make_shared<cdio::TrackChecksums>(
-            source->expectedFrames(), rip.track == firstAudio, rip.track == lastAudio);
-        std::vector<std::unique_ptr<PcmSink>> sinks;
+        // Kept only once started: a track that cannot start lets go of the drive at once.
+        auto ripping =
+            std::make_unique<cdio::TrackRip>(m_drive, rip.track, m_request.offsetSamples);
         const QString stem = m_request.stems.value(rip.track, fileName(rip.track, {}).chopped(1));
         const QString title = m_request.titles.value(rip.track, stem);
         for (const QString& format : m_request.formats) {
             rip.files << QDir(m_request.outputFolder).filePath(stem + u'.' + format);
-            sinks.push_back(std::make_unique<EncodedSink>(
-                rip.files.last(),
-                encoding(format, m_request.bitrateKbps, m_request.overwrite,
-                         cdio::trackTags(m_record->metadata, rip.track, m_toc.audioTrackCount(),
-                                         title, format)),
-                source->format()));
+            ripping->addFile(rip.files.last(),
+                             encoding(format, m_request.bitrateKbps, m_request.overwrite,
+                                      cdio::ripSources(m_drive),
+                                      cdio::trackTags(m_record->metadata, rip.track,
+                                                      m_toc.audioTrackCount(), title, format)));
         }
-        sinks.push_back(std::make_unique<ChecksumTap>(rip.sums));
         rip.job = std::make_unique<MediaJob>();
         connect(rip.job.get(), &MediaJob::progress, this,
                 [this, &rip](int step, qint64, qint64) { onProgress(rip, step); });
@@ -198,12 +125,10 @@ void RipBatch::startTrack(Rip& rip) {
         connect(rip.job.get(), &MediaJob::failed, this,
                 [this, &rip](const QString& message) { onEnded(rip, message); });
         MediaJob::Options options;
-        options.stallSeconds = m_drive.image ? kFileStallSeconds : kDriveStallSeconds;
-        options.sourceName =
-            rip.track == 0 ? QStringLiteral("the hidden track of %1").arg(m_drive.name())
-                           : QStringLiteral("track %1 of %2").arg(rip.track).arg(m_drive.name());
-        rip.job->start(std::make_unique<ReleasingSource>(std::move(source)),
-                       std::make_unique<FanOutSink>(std::move(sinks)), options);
+        options.stallSeconds = ripping->stallSeconds();
+        options.sourceName = ripping->sourceName();
+        rip.job->start(ripping->takeSource(), ripping->takeSink(m_toc), options);
+        rip.ripping = std::move(ripping);
         rip.state = Rip::State::Running;
         ++m_running;
         drawProgress();
@@ -306,7 +231,8 @@ void RipBatch::record(const Rip& rip) {
     cdio::RippedTrack track;
     track.number = rip.track;
     track.title = m_request.titles.value(rip.track, fileName(rip.track, {}).chopped(1));
-    track.paranoia = *rip.paranoia;
+    if (rip.ripping)
+        track.paranoia = rip.ripping->paranoia();
     if (rip.state == Rip::State::Failed) {
         track.outcome = cdio::RippedTrack::Outcome::Failed;
         track.failure = rip.failure;
@@ -314,10 +240,7 @@ void RipBatch::record(const Rip& rip) {
         return;
     }
     track.files = rip.files;
-    track.crc32 = rip.sums->crc32();
-    track.accurateRipV1 = rip.sums->accurateRipV1();
-    track.accurateRipV2 = rip.sums->accurateRipV2();
-    track.peak = rip.sums->peak();
+    rip.ripping->fillIn(track);
     if (m_check)
         track.verdict = m_check->verdict(m_record->accurateRipIndex(rip.track), track.accurateRipV1,
                                          track.accurateRipV2);
@@ -330,7 +253,9 @@ bool RipBatch::writeReports() {
         return true;
     const QStringList paths = ripReportPaths(*m_record, m_request);
     try {
-        cdio::writeFile(paths.first(), cdio::ripLogText(*m_record).toUtf8(), m_request.overwrite);
+        const QStringList sources = cdio::ripSources(m_drive);
+        cdio::writeFile(paths.first(), cdio::ripLogText(*m_record).toUtf8(), m_request.overwrite,
+                        sources);
         say(stdout, QStringLiteral("Log %1").arg(paths.first()));
         const bool anyRipped = std::any_of(m_record->tracks.begin(), m_record->tracks.end(),
                                            [](const cdio::RippedTrack& t) { return t.ripped(); });
@@ -338,7 +263,7 @@ bool RipBatch::writeReports() {
             cdio::writeFile(paths[i + 1],
                             cdio::cueSheetBytes(cdio::ripCueSheet(*m_record, m_request.formats[i],
                                                                   m_request.outputFolder)),
-                            m_request.overwrite);
+                            m_request.overwrite, sources);
             say(stdout, QStringLiteral("Cue sheet %1").arg(paths[i + 1]));
         }
     } catch (const Error& e) {

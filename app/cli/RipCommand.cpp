@@ -6,6 +6,7 @@
 #include "app/cli/RipBatch.h"
 #include "app/cli/RipPreparation.h"
 #include "app/cli/TerminalText.h"
+#include "backends/cdio/TrackRip.h"
 #include "components/Error.h"
 
 #include <QCommandLineParser>
@@ -27,8 +28,6 @@ bool asksForImage(const QStringList& arguments) {
 }
 
 constexpr int kUsage = 2;
-// Far beyond any drive's read offset; a number past it is a typing error.
-constexpr qint32 kLargestOffset = 100000;
 // Tracks in work at once on an image, one per core: each has a reader and an encoder thread,
 // and paranoia holds some 25 MB per reader, so more would cost memory for little.
 constexpr int kMostTracksAtOnce = 2;
@@ -196,11 +195,11 @@ int runRipCommand(const QStringList& arguments) {
                             .arg(parser.value(bitrate)));
     request.offsetGiven = parser.isSet(offset);
     request.offsetSamples = parser.value(offset).toInt(&number);
-    if (!number || std::abs(request.offsetSamples) > kLargestOffset)
+    if (!number || std::abs(request.offsetSamples) > cdio::kLargestReadOffset)
         return ripUsage(QStringLiteral("--offset '%1' is not a read offset: give samples as a "
                                        "whole number from -%2 to %2, such as 6 or -1164")
                             .arg(parser.value(offset))
-                            .arg(kLargestOffset));
+                            .arg(cdio::kLargestReadOffset));
     std::optional<QList<int>> asked;
     if (parser.isSet(tracks)) {
         QString why;

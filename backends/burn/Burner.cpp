@@ -7,6 +7,7 @@
 #include "backends/burn/ImageRun.h"
 #include "backends/burn/Libburn.h"
 #include "backends/burn/LibburnRecorder.h"
+#include "backends/media/OffTheWindow.h"
 #include "components/Error.h"
 
 #include <QFileInfo>
@@ -78,7 +79,8 @@ void Burner::scan() {
     if (!m_library)
         return;
     try {
-        for (const ScannedDrive& d : scanDrives())
+        // libburn's scan asks every drive: seconds when one spins up.
+        for (const ScannedDrive& d : offTheWindow([] { return scanDrives(); }))
             m_drives.push_back(std::make_unique<LibburnRecorder>(d));
     } catch (const Error&) {
         // A scan that fails leaves the image recorder alone in the list.

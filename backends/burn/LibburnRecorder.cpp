@@ -1,6 +1,7 @@
 #include "backends/burn/LibburnRecorder.h"
 
 #include "backends/burn/LibburnRun.h"
+#include "backends/media/OffTheWindow.h"
 #include "components/Error.h"
 
 namespace burning {
@@ -20,10 +21,12 @@ void LibburnRecorder::learn(const LibburnDrive& drive) {
         m_facts->bufferBytes = m_scanned.bufferBytes;
 }
 
+// A drive is grabbed, asked and let go in seconds when its disc spins up: off the window's
+// thread, so that the window keeps painting meanwhile.
 const RecorderFacts& LibburnRecorder::facts() {
     if (!m_facts) {
         try {
-            learn(LibburnDrive(m_scanned.address));
+            offTheWindow([&] { learn(LibburnDrive(m_scanned.address)); });
         } catch (const Error&) {
             // Busy elsewhere: show what the scan saw; the next disc refresh tries again.
             m_facts = m_listing;
@@ -33,23 +36,29 @@ const RecorderFacts& LibburnRecorder::facts() {
 }
 
 DiscFacts LibburnRecorder::refreshDisc() {
-    LibburnDrive drive(m_scanned.address);
-    learn(drive); // the speeds depend on the disc
-    return drive.disc();
+    return offTheWindow([&] {
+        LibburnDrive drive(m_scanned.address);
+        learn(drive); // the speeds depend on the disc
+        return drive.disc();
+    });
 }
 
 void LibburnRecorder::eject() {
-    LibburnDrive drive(m_scanned.address);
-    drive.ejectOnRelease();
+    offTheWindow([&] {
+        LibburnDrive drive(m_scanned.address);
+        drive.ejectOnRelease();
+    });
 }
 
 std::unique_ptr<BurnRun> LibburnRecorder::prepareBurn(std::vector<PlannedTrack> tracks,
                                                       const DiscInfo& discInfo,
                                                       const BurnSettings& settings) {
-    auto drive = std::make_unique<LibburnDrive>(m_scanned.address);
-    learn(*drive);
+    auto drive = offTheWindow([&] { return std::make_unique<LibburnDrive>(m_scanned.address); });
+    const DiscFacts disc = offTheWindow([&] {
+        learn(*drive);
+        return drive->disc();
+    });
     const QString recorder = name();
-    const DiscFacts disc = drive->disc();
     if (!disc.present())
         throw Error(QStringLiteral("There is no disc in %1.").arg(recorder));
     if (disc.mediaStatus != 0 && disc.mediaStatus != 1)

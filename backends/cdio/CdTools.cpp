@@ -1,45 +1,34 @@
 #include "backends/cdio/CdTools.h"
 
 #include "backends/cdio/AccurateRipCheck.h"
-#include "backends/cdio/Checksums.h"
 #include "backends/cdio/Disc.h"
-#include "backends/cdio/DiscReader.h"
 #include "backends/cdio/RipRecord.h"
-#include "backends/media/FanOutSink.h"
+#include "backends/cdio/TrackRip.h"
 #include "backends/media/OffTheWindow.h"
 #include "components/Error.h"
+#include "components/SettingsStore.h"
 
 #include <QDir>
 #include <QFileInfo>
 #include <algorithm>
+#include <cstdlib>
 
 namespace cdio {
 namespace {
-
-// Feeds checksums the tools keep while the job owns (and destroys) its sinks.
-class ChecksumTap final : public PcmSink {
-public:
-    explicit ChecksumTap(std::shared_ptr<TrackChecksums> sums) : m_sums(std::move(sums)) {}
-
-    PcmFormat format() const override { return m_sums->format(); }
-    void write(const qint16* buffer, qint64 frames) override { m_sums->write(buffer, frames); }
-    void finish() override {}
-    void commit() override {}
-
-private:
-    std::shared_ptr<TrackChecksums> m_sums;
-};
 
 QString trackName(int track) {
     return QStringLiteral("Track%1").arg(track, 2, 10, QChar(u'0'));
 }
 
+// The window's read offset: ReadOffset=6 in the "Melvane" settings.
+const QString kOffsetKey = QStringLiteral("Melvane");
+const QString kOffsetName = QStringLiteral("ReadOffset");
+
 } // namespace
 
 struct CdTools::Running {
     RippedTrack track;
-    std::shared_ptr<TrackChecksums> sums;
-    std::shared_ptr<ParanoiaStats> paranoia = std::make_shared<ParanoiaStats>();
+    std::unique_ptr<TrackRip> rip;
 };
 
 CdTools::CdTools(std::shared_ptr<DriveTable> drives, std::shared_ptr<ChosenReleases> chosen,
@@ -95,13 +84,29 @@ void CdTools::CancelRip() {
         m_running.pop_back();
 }
 
+std::optional<qint32> CdTools::readOffset(const Drive& drive) const {
+    if (drive.image || !m_settings)
+        return std::nullopt;
+    const QString text = m_settings->RegistryValue(kOffsetKey, kOffsetName).trimmed();
+    if (text.isEmpty())
+        return std::nullopt;
+    bool number = false;
+    const qint32 offset = text.toInt(&number);
+    if (!number || std::abs(offset) > kLargestReadOffset)
+        throw Error(QStringLiteral("Cannot rip from %1: the read offset setting %2 is \"%3\", "
+                                   "not a number of samples from -%4 to %4, such as 6 or -1164")
+                        .arg(drive.name(), kOffsetName, text)
+                        .arg(kLargestReadOffset));
+    return offset;
+}
+
 // What is read from the drive here runs off the window's thread: a disc may need seconds.
-RipRecord& CdTools::jobFor(const Drive& drive) {
+RipRecord& CdTools::jobFor(const Drive& drive, std::optional<qint32> offset) {
     Disc disc(drive);
     const Toc toc = offTheWindow([&] { return disc.toc(); });
-    const bool sameDisc = m_job && m_job->drive.device == drive.device &&
-                          m_job->toc.leadout == toc.leadout &&
-                          m_job->toc.tracks.size() == toc.tracks.size();
+    const bool sameDisc =
+        m_job && m_job->drive.device == drive.device && m_job->toc.leadout == toc.leadout &&
+        m_job->toc.tracks.size() == toc.tracks.size() && m_job->offset == offset.value_or(0);
     if (m_job && !sameDisc)
         EndRipJob();
     if (!m_job || m_endPending) {
@@ -112,8 +117,10 @@ RipRecord& CdTools::jobFor(const Drive& drive) {
         m_job->drive = drive;
         m_job->toc = toc;
         m_job->started = QDateTime::currentDateTime();
-        m_job->offsetSource =
-            drive.image ? QStringLiteral("an image has none") : QStringLiteral("not corrected");
+        m_job->offset = offset.value_or(0);
+        m_job->offsetSource = drive.image ? QStringLiteral("an image has none")
+                              : offset    ? QStringLiteral("from the setting ") + kOffsetName
+                                          : QStringLiteral("not corrected");
         // ISRCs are read track by track as they are ripped: a drive needs a while for each.
         m_job->metadata = offTheWindow([&] { return readDiscMetadata(disc, false); });
         m_job->ids = discIdsOf(toc);
@@ -138,35 +145,26 @@ void CdTools::rip(qint32 address, const QString& path, qint32 track, OutputCodec
     EncodedSink::Options options;
     options.codec = codec;
     options.overwrite = Overwrite();
+    options.overwrite.sources += ripSources(drive);
     if (codec != OutputCodec::Wav)
         options.bitRate = checkedBitRate(Mp3Bitrate(), path);
+    const std::optional<qint32> offset = readOffset(drive);
     auto running = std::make_unique<Running>();
-    DiscReader::Options reading;
-    reading.keepSkipped = true;
-    reading.statistics = running->paranoia;
-    std::unique_ptr<DiscReader> reader =
-        offTheWindow([&] { return DiscReader::track(drive, track, reading); });
-    RipRecord& job = jobFor(drive);
+    running->rip =
+        offTheWindow([&] { return std::make_unique<TrackRip>(drive, track, offset.value_or(0)); });
+    RipRecord& job = jobFor(drive, offset);
     if (track > 0 && !job.metadata.tracks.value(track).isrc.size()) {
         Disc disc(drive);
         job.metadata.tracks[track].isrc = offTheWindow([&] { return readTrackIsrc(disc, track); });
     }
     const QString title = trackTitle().isEmpty() ? trackName(track) : trackTitle();
     options.tags = trackTags(job.metadata, track, job.audioTrackCount(), title, format);
-    int first = 0;
-    int last = 0;
-    for (const TocTrack& t : job.toc.tracks) {
-        if (!t.audio())
-            continue;
-        first = first ? first : t.number;
-        last = t.number;
-    }
-    running->sums =
-        std::make_shared<TrackChecksums>(reader->expectedFrames(), track == first, track == last);
-    std::vector<std::unique_ptr<PcmSink>> sinks;
-    sinks.push_back(std::make_unique<EncodedSink>(path, options, reader->format()));
-    sinks.push_back(std::make_unique<ChecksumTap>(running->sums));
-    const qint32 sectors = reader->totalSectors();
+    running->rip->addFile(path, options);
+    std::unique_ptr<PcmSink> sink = running->rip->takeSink(job.toc);
+    std::unique_ptr<PcmSource> source = running->rip->takeSource();
+    const QString what = running->rip->sourceName();
+    const int stallSeconds = running->rip->stallSeconds();
+    const qint32 sectors = running->rip->totalSectors();
     if (m_runner.cancel() && !m_running.empty())
         m_running.pop_back();
     running->track.number = track;
@@ -177,10 +175,7 @@ void CdTools::rip(qint32 address, const QString& path, qint32 track, OutputCodec
         job.formats << format;
     if (codec != OutputCodec::Wav)
         job.bitrateKbps = int(options.bitRate / 1000);
-    m_runner.start(std::move(reader), std::make_unique<FanOutSink>(std::move(sinks)),
-                   track == 0 ? QStringLiteral("the hidden track of %1").arg(drive.name())
-                              : QStringLiteral("track %1 of %2").arg(track).arg(drive.name()),
-                   drive.image ? kFileStallSeconds : kDriveStallSeconds);
+    m_runner.start(std::move(source), std::move(sink), what, stallSeconds);
     setSectors(0, sectors);
 }
 
@@ -192,11 +187,7 @@ void CdTools::trackDone() {
     if (!m_job)
         return;
     RippedTrack track = done->track;
-    track.crc32 = done->sums->crc32();
-    track.accurateRipV1 = done->sums->accurateRipV1();
-    track.accurateRipV2 = done->sums->accurateRipV2();
-    track.peak = done->sums->peak();
-    track.paranoia = *done->paranoia;
+    done->rip->fillIn(track);
     m_job->tracks.append(track);
     if (track.suspicious())
         Q_EMIT RipNote(QStringLiteral("%1 suspicious: %2")
@@ -215,7 +206,7 @@ void CdTools::trackFailed(const QString& message) {
     track.outcome = RippedTrack::Outcome::Failed;
     track.failure = message;
     track.files.clear();
-    track.paranoia = *failed->paranoia;
+    track.paranoia = failed->rip->paranoia();
     m_job->tracks.append(track);
 }
 

@@ -6,6 +6,9 @@
 
 #include <deque>
 #include <memory>
+#include <optional>
+
+class SettingsStore;
 
 namespace cdio {
 
@@ -20,6 +23,9 @@ class TrackChecksums;
 // thread. One rip at a time: starting another cancels the running one (its temporary file goes
 // and it reports nothing more, unless its file was already complete), as the rip panel expects
 // when the user presses Rip again.
+//
+// A drive's read offset, in samples, is the setting ReadOffset under the key "Melvane" (see
+// setSettings); an image has none. A rip job keeps one offset: a changed setting starts a new job.
 //
 // The tracks of a job are kept for its log and cue sheet: the disc's CD-Text and IDs are read
 // at its first rip, its AccurateRip entry fetched then, in the background, and each track's
@@ -42,11 +48,17 @@ public:
 
     void EndRipJob() override;
 
+    // Where the read offset is kept; without settings, rips are not corrected.
+    void setSettings(std::shared_ptr<SettingsStore> settings) { m_settings = std::move(settings); }
+    // The offset the rips of drive correct, none when not set; raises Error for a setting
+    // that is not a number of samples.
+    std::optional<qint32> readOffset(const Drive& drive) const;
+
 private:
     struct Running;
     void rip(qint32 address, const QString& path, qint32 track, OutputCodec codec,
              const QString& format);
-    RipRecord& jobFor(const Drive& drive);
+    RipRecord& jobFor(const Drive& drive, std::optional<qint32> offset);
     void trackDone();
     void trackFailed(const QString& message);
     void noteVerdicts();
@@ -54,6 +66,7 @@ private:
 
     CodecRunner m_runner;
     std::shared_ptr<ChosenReleases> m_chosen;
+    std::shared_ptr<SettingsStore> m_settings;
     std::unique_ptr<RipRecord> m_job; // the job in progress, from its first rip
     // The rips whose outcome is still to come, oldest first: a rip cancelled when its file was
     // already complete still reports its 100 while the next one runs.

@@ -1,7 +1,9 @@
 // The rip log and the name of a job's log and cue sheet.
 #include "backends/cdio/RipRecord.h"
 
+#include "backends/cdio/CueSheet.h"
 #include "backends/media/OutputFile.h"
+#include "components/Error.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -183,8 +185,19 @@ QString ripReportName(const RipRecord& record) {
     return name.trimmed().left(200);
 }
 
-void writeFile(const QString& path, const QByteArray& bytes, bool overwrite) {
-    OutputFile file(path, {overwrite, {}});
+QStringList ripSources(const Drive& drive) {
+    if (!drive.image)
+        return {};
+    try {
+        return {drive.device, CueSheet(drive.device).dataFile()};
+    } catch (const Error&) {
+        return {drive.device}; // a sheet that cannot be read is ripped from by no one
+    }
+}
+
+void writeFile(const QString& path, const QByteArray& bytes, bool overwrite,
+               const QStringList& sources) {
+    OutputFile file(path, {overwrite, sources});
     file.write(bytes.constData(), bytes.size());
     file.commit();
 }

@@ -70,8 +70,14 @@ QByteArray cueSheetBytes(const QString& sheet);
 // with what a file name cannot hold replaced.
 QString ripReportName(const RipRecord& record);
 
+// The files a rip reads, never to be written over whatever the user allows: an image's sheet and
+// its data file; none for a drive.
+QStringList ripSources(const Drive& drive);
+
 // Writes bytes as a file, whole or not at all (OutputFile); an existing file is replaced
-// only with overwrite. Raises Error (OutputExistsError when the name is taken).
-void writeFile(const QString& path, const QByteArray& bytes, bool overwrite);
+// only with overwrite, and never one of sources. Raises Error (OutputExistsError when the name
+// is taken).
+void writeFile(const QString& path, const QByteArray& bytes, bool overwrite,
+               const QStringList& sources = {});
 
 } // namespace cdio

@@ -4,6 +4,7 @@
 #include "components/Error.h"
 
 #include <QMetaObject>
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -15,8 +16,13 @@
 
 namespace {
 
-// Pieces in flight between the reading and the writing thread: enough to even out their pace.
-constexpr size_t kPiecesAhead = 6;
+// How far the reading thread may run ahead of the writing one, in seconds of audio. An MP3
+// encoder takes its audio in blocks of several seconds and may then be busy for a while; the
+// reader (a drive, above all) keeps going meanwhile, so that its next block is there when an
+// encoder is free. Many channels at a high rate get less, so as not to hold much memory.
+constexpr qint64 kSecondsAhead = 8;
+constexpr qint64 kMostSamplesAhead = 2 << 20; // 4 MB
+constexpr qint64 kFewestPiecesAhead = 6;
 
 // How often the writing side looks whether a silent source still shows signs of life.
 constexpr std::chrono::milliseconds kStallCheck{250};
@@ -30,10 +36,18 @@ struct Piece {
 // The reading thread's side: shared, so that a thread stuck in a read that never returns can
 // be left behind and still finds all it uses when it comes back.
 struct ReadAhead {
-    BoundedQueue<Piece> queue{kPiecesAhead};
-    BoundedQueue<Piece> spare{kPiecesAhead + 2};
+    explicit ReadAhead(size_t pieces) : queue(pieces), spare(pieces + 2) {}
+    BoundedQueue<Piece> queue;
+    BoundedQueue<Piece> spare;
     std::unique_ptr<PcmSource> source;
 };
+
+size_t piecesAhead(const PcmFormat& format, qint64 pieceFrames) {
+    const qint64 channels = std::max(1, format.channels);
+    const qint64 frames = std::min<qint64>(kSecondsAhead * std::max(1, format.sampleRate),
+                                           kMostSamplesAhead / channels);
+    return size_t(std::max((frames + pieceFrames - 1) / pieceFrames, kFewestPiecesAhead));
+}
 
 // The source delivered nothing for longer than it may.
 class StalledError final : public Error {
@@ -284,7 +298,7 @@ void MediaJob::Run::readPieces(ReadAhead& ahead) {
 }
 
 void MediaJob::Run::work(std::unique_ptr<PcmSource> source, std::unique_ptr<PcmSink> sink) {
-    auto ahead = std::make_shared<ReadAhead>();
+    auto ahead = std::make_shared<ReadAhead>(piecesAhead(source->format(), options.pieceFrames));
     ahead->source = std::move(source);
     std::thread reader;
     if (options.readAhead)

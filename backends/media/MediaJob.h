@@ -16,10 +16,10 @@
 // Threads. start(), cancel() and stop() are called on the job's own thread (the thread of the
 // QObject, normally the user-interface thread) and return at once: they never wait for the
 // worker. The source is read, and the sink written, on the worker; with Options::readAhead the
-// source is read on a second thread a few pieces ahead, so that decoding and encoding use two
-// cores. Signals are delivered queued, on the job's thread, in this order: progress() any number
-// of times, then exactly one of finished() or failed(). A job may be started again from the
-// handler of either.
+// source is read on a second thread up to several seconds of audio ahead, so that decoding (or
+// a drive's reading) and encoding overlap. Signals are delivered queued, on the job's thread, in
+// this order: progress() any number of times, then exactly one of finished() or failed(). A job
+// may be started again from the handler of either.
 //
 // Outcome. finished() comes after the sink's commit(): the file is complete and in place.
 // failed(message) comes after the sink was destroyed uncommitted: its temporary file is gone.
@@ -41,8 +41,9 @@ public:
         // Frames per read of the source: larger is cheaper, smaller answers sooner.
         qint64 pieceFrames = 16384;
         // Read the source on a thread of its own, ahead of the sink. It pays when both sides
-        // work (decoding and encoding, reading a CD and encoding); a sink that only hands PCM
-        // on (a player's pipe) does not need it.
+        // work (decoding and encoding, reading a CD and encoding): the reader goes on while an
+        // encoder is busy with a block, up to about 8 s of audio ahead. A sink that only hands
+        // PCM on (a player's pipe) does not need it.
         bool readAhead = true;
         // With readAhead: how long the source may go without delivering a frame or showing
         // activity() before the job fails with a message that says so, in seconds; 0 waits

@@ -14,6 +14,11 @@
 
 namespace {
 
+QByteArray readAll(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
 Run rip(const QStringList& arguments) {
     QProcess process;
     process.start(QStringLiteral(MELVANE_CLI), QStringList{QStringLiteral("rip")} + arguments);
@@ -291,6 +296,29 @@ private Q_SLOTS:
             {"--to", "wav", "--no-log", "--overwrite", "--tracks", "2", "--out", out, m_disc.cue});
         QVERIFY2(r.exitCode == 0, qPrintable(r.err));
         QVERIFY(wavSamples(older) == m_disc.track(2));
+    }
+
+    // The rip's own image is never written over, --overwrite or not: here its data file bears
+    // the name track 1's file would take.
+    void theImageItselfIsNeverWrittenOver() {
+        const QString out = freshFolder();
+        const QString data = QDir(out).filePath("Track01.wav");
+        QVERIFY(QFile::copy(binOf(m_disc.cue), data));
+        QFile original(m_disc.cue);
+        QVERIFY(original.open(QIODevice::ReadOnly));
+        QString sheet = QString::fromUtf8(original.readAll());
+        sheet.replace(QFileInfo(binOf(m_disc.cue)).fileName(), QStringLiteral("Track01.wav"));
+        const QString cue = QDir(out).filePath("own.cue");
+        QFile copy(cue);
+        QVERIFY(copy.open(QIODevice::WriteOnly));
+        copy.write(sheet.toUtf8());
+        copy.close();
+        const QByteArray before = QFile(data).size() > 0 ? readAll(data) : QByteArray();
+        const Run r = rip({"--to", "wav", "--overwrite", "--no-log", "--out", out, cue});
+        QCOMPARE(r.exitCode, 1);
+        QVERIFY2(r.err.contains("track 1 failed"), qPrintable(r.err));
+        QCOMPARE(readAll(data), before);
+        QVERIFY(wavSamples(QDir(out).filePath("Track02.wav")) == m_disc.track(2));
     }
 
     // A sheet's name reaches the terminal with its control characters escaped, in the drive's

@@ -101,6 +101,7 @@ private Q_SLOTS:
     void outputFile();
     void jobReportsInOrder();
     void cancelNeverWaits();
+    void readerRunsAheadOfABusySink();
     void stopCommitsWhatWasRead();
     void cancelTooLateStillFinishes();
     void stalledSourceEndsTheJob();
@@ -229,6 +230,70 @@ void TestMediaJobs::cancelNeverWaits() {
         QCoreApplication::processEvents();
         QVERIFY(spies.silent());
     }
+}
+
+// While the sink is busy (an MP3 encoder with a block of several seconds), the source goes on
+// being read up to about 8 s of audio ahead (more than one MP3 block), and every frame still
+// arrives, in order.
+void TestMediaJobs::readerRunsAheadOfABusySink() {
+    struct Shared {
+        std::mutex mutex;
+        std::condition_variable changed;
+        qint64 delivered = 0;
+    };
+    constexpr qint64 kTotal = 30 * 44100;
+    constexpr qint64 kAhead = 7 * 44100;
+    // Frame i holds i in both channels (modulo 2^16), so order and completeness show.
+    struct CountingSource final : PcmSource {
+        explicit CountingSource(std::shared_ptr<Shared> s) : shared(std::move(s)) {}
+        PcmFormat format() const override { return kStereo44; }
+        qint64 expectedFrames() const override { return kTotal; }
+        qint64 read(qint16* buffer, qint64 maxFrames) override {
+            std::lock_guard lock(shared->mutex);
+            const qint64 n = std::min(maxFrames, kTotal - shared->delivered);
+            for (qint64 i = 0; i < n; ++i)
+                buffer[2 * i] = buffer[2 * i + 1] = qint16(shared->delivered + i);
+            shared->delivered += n;
+            shared->changed.notify_all();
+            return n;
+        }
+        std::shared_ptr<Shared> shared;
+    };
+    // Its first write holds on until the source is far enough ahead, or 5 s have gone.
+    struct BusySink final : PcmSink {
+        explicit BusySink(std::shared_ptr<Shared> s, std::shared_ptr<qint64> a,
+                          std::shared_ptr<qint64> f)
+            : shared(std::move(s)), ahead(std::move(a)), frames(std::move(f)) {}
+        PcmFormat format() const override { return kStereo44; }
+        void write(const qint16* buffer, qint64 n) override {
+            if (*frames == 0) {
+                std::unique_lock lock(shared->mutex);
+                shared->changed.wait_for(lock, std::chrono::seconds(5),
+                                         [&] { return shared->delivered >= kAhead; });
+                *ahead = shared->delivered;
+            }
+            for (qint64 i = 0; i < n; ++i) {
+                if (buffer[2 * i] != qint16(*frames + i) || buffer[2 * i + 1] != buffer[2 * i])
+                    throw Error(QStringLiteral("frame %1 is out of place").arg(*frames + i));
+            }
+            *frames += n;
+        }
+        void finish() override {}
+        void commit() override {}
+        std::shared_ptr<Shared> shared;
+        std::shared_ptr<qint64> ahead, frames;
+    };
+    const auto shared = std::make_shared<Shared>();
+    const auto ahead = std::make_shared<qint64>(0);
+    const auto frames = std::make_shared<qint64>(0);
+    MediaJob job;
+    JobSpies spies(job);
+    job.start(std::make_unique<CountingSource>(shared),
+              std::make_unique<BusySink>(shared, ahead, frames));
+    QVERIFY(spies.finished.wait(15000));
+    QVERIFY(spies.failed.isEmpty());
+    QCOMPARE_GE(*ahead, kAhead);
+    QCOMPARE(*frames, kTotal);
 }
 
 // The recorder's Stop: the source ends early and what it delivered is committed, complete.

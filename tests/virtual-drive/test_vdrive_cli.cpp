@@ -13,6 +13,7 @@
 namespace {
 
 const QString kCli = QStringLiteral(MELVANE_CLI);
+const QString kWindowRip = QStringLiteral(WINDOW_RIP);
 
 QByteArray pcmBytes(const std::vector<qint16>& samples) {
     return QByteArray(reinterpret_cast<const char*>(samples.data()),
@@ -193,6 +194,64 @@ private Q_SLOTS:
         QCOMPARE(files.size(), tracks.size());
         for (int i = 0; i < tracks.size(); ++i)
             QVERIFY2(wavData(out + "/" + files[i]) == tracks[i], qPrintable(files[i]));
+    }
+
+    // The window rips through the same pipeline: with the setting ReadOffset it corrects the
+    // drive's offset bit-exactly and has melvane-cli's checksums for the same offset; without
+    // it the track is as the drive reads it, and a setting that is no offset refuses the rip.
+    void windowRipHonoursTheReadOffset_data() {
+        QTest::addColumn<QString>("setting");
+        QTest::addColumn<QString>("cliOffset"); // empty: the window refuses the rip
+        QTest::addColumn<QString>("logged");
+        QTest::newRow("offset set") << "ReadOffset=12"
+                                    << "12"
+                                    << "+12 samples (from the setting ReadOffset)";
+        QTest::newRow("offset not set") << ""
+                                        << "0"
+                                        << "0 samples (not corrected)";
+        QTest::newRow("no offset") << "ReadOffset=twelve"
+                                   << ""
+                                   << "";
+    }
+    void windowRipHonoursTheReadOffset() {
+        QFETCH(QString, setting);
+        QFETCH(QString, cliOffset);
+        QFETCH(QString, logged);
+        const QString settings = fresh("window-settings");
+        writeBytes(settings + "/Melvane.conf", ("[General]\n" + setting + "\n").toUtf8());
+        const QString out = fresh("window");
+        const Ran window = runWithDrive(kWindowRip, {settings, out + "/Track02.wav", "2"},
+                                        pressed("timescale=0,offset=12"));
+        if (cliOffset.isEmpty()) {
+            QCOMPARE(window.exitCode, 1);
+            QVERIFY2(window.err.contains("Cannot rip from drive 100:0:0 (/dev/sr7): the read "
+                                         "offset setting ReadOffset is \"twelve\", not a number "
+                                         "of samples from -100000 to 100000"),
+                     qPrintable(window.err));
+            QVERIFY(QDir(out).isEmpty());
+            return;
+        }
+        QVERIFY2(window.exitCode == 0, qPrintable(window.out + window.err));
+        QCOMPARE(wavData(out + "/Track02.wav") == m_disc.track(2), cliOffset == "12");
+        const QString log = QString::fromUtf8(fileBytes(out + "/The Band - Pressed Album.log"));
+        QVERIFY2(log.contains(QRegularExpression("Read offset: +" +
+                                                 QRegularExpression::escape(logged) + "\n")),
+                 qPrintable(log));
+        const QRegularExpressionMatch crc = QRegularExpression("CRC32: +(\\w{8})\n").match(log);
+        const QRegularExpressionMatch ar =
+            QRegularExpression("AccurateRip: +v1 (\\w{8}), v2 (\\w{8})").match(log);
+        QVERIFY2(crc.hasMatch() && ar.hasMatch(), qPrintable(log));
+
+        const QString cliOut = fresh("cli");
+        const Ran cli = runWithDrive(
+            kCli,
+            {"rip", "--to", "wav", "--tracks", "2", "--offset", cliOffset, "--out", cliOut, "1"},
+            pressed("timescale=0,offset=12"));
+        QVERIFY2(cli.exitCode == 0, qPrintable(cli.out + cli.err));
+        QVERIFY2(cli.out.contains(QStringLiteral("Track 02  CRC32 %1  ARv1 %2  ARv2 %3")
+                                      .arg(crc.captured(1), ar.captured(1), ar.captured(2))),
+                 qPrintable(cli.out + log));
+        QVERIFY(wavData(cliOut + "/Track02.wav") == wavData(out + "/Track02.wav"));
     }
 
     // A sector paranoia gives up on is kept, the track marked suspicious in the output and the
