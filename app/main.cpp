@@ -1,4 +1,5 @@
 // The one place that creates the real backends and hands them to the main window.
+#include "app/StartupProbe.h"
 #include "backends/audio/AlsaSoundCard.h"
 #include "backends/audio/FilterGraph.h"
 #include "backends/audio/MixerDevices.h"
@@ -96,6 +97,7 @@ int run(int argc, char** argv) {
     std::unique_ptr<Form1> form;
     try {
         form = std::make_unique<Form1>(realComponents());
+        installStartupProbe(form.get());
         form->Form_Load();
     } catch (const Error& e) {
         return startupFailed(e.message());
