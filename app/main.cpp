@@ -6,9 +6,7 @@
 #include "backends/audio/SoundPlayer.h"
 #include "backends/audio/SoundRecorder.h"
 #include "backends/burn/Burner.h"
-#include "backends/burn/ImageFiles.h"
 #include "backends/burn/ImageRecorder.h"
-#include "backends/burn/MediaTracks.h"
 #include "backends/cdio/CdAudioMci.h"
 #include "backends/cdio/CdDrives.h"
 #include "backends/cdio/CdTools.h"
@@ -60,8 +58,7 @@ Form1Components realComponents() {
     c.lookup = std::make_unique<cdio::TrackNameLookup>(table, chosen);
     c.mci = std::make_unique<cdio::CdAudioMci>(table, std::make_unique<cdio::DiscPlayer>());
     c.drives = std::make_unique<cdio::CdDrives>(table);
-    auto burner = std::make_unique<burning::Burner>(std::make_unique<burning::MediaTrackOpener>(),
-                                                    std::make_unique<burning::ImageFiles>());
+    auto burner = burning::makeBurner();
     burner->imageRecorder().setImageWritten(
         [table](const QString& cuePath) { table->setRecorderDisc(cuePath); });
     c.audioBurner1 = std::move(burner);
