@@ -1,14 +1,12 @@
 // The one place that creates the real backends and hands them to the main window.
+#include "app/StartupProbe.h"
 #include "backends/audio/AlsaSoundCard.h"
 #include "backends/audio/FilterGraph.h"
 #include "backends/audio/MixerDevices.h"
-#include "backends/audio/ProcessEnd.h"
 #include "backends/audio/SoundPlayer.h"
 #include "backends/audio/SoundRecorder.h"
 #include "backends/burn/Burner.h"
-#include "backends/burn/ImageFiles.h"
 #include "backends/burn/ImageRecorder.h"
-#include "backends/burn/MediaTracks.h"
 #include "backends/cdio/CdAudioMci.h"
 #include "backends/cdio/CdDrives.h"
 #include "backends/cdio/CdTools.h"
@@ -19,6 +17,7 @@
 #include "backends/media/MediaJob.h"
 #include "backends/qt/QtBackends.h"
 #include "components/Error.h"
+#include "core/ProcessEnd.h"
 #include "core/ProcessMemory.h"
 #include "panelkit/ErrorBoundary.h"
 #include "shell/Form1.h"
@@ -60,8 +59,7 @@ Form1Components realComponents() {
     c.lookup = std::make_unique<cdio::TrackNameLookup>(table, chosen);
     c.mci = std::make_unique<cdio::CdAudioMci>(table, std::make_unique<cdio::DiscPlayer>());
     c.drives = std::make_unique<cdio::CdDrives>(table);
-    auto burner = std::make_unique<burning::Burner>(std::make_unique<burning::MediaTrackOpener>(),
-                                                    std::make_unique<burning::ImageFiles>());
+    auto burner = burning::makeBurner();
     burner->imageRecorder().setImageWritten(
         [table](const QString& cuePath) { table->setRecorderDisc(cuePath); });
     c.audioBurner1 = std::move(burner);
@@ -97,6 +95,7 @@ int run(int argc, char** argv) {
     std::unique_ptr<Form1> form;
     try {
         form = std::make_unique<Form1>(realComponents());
+        installStartupProbe(form.get());
         form->Form_Load();
     } catch (const Error& e) {
         return startupFailed(e.message());

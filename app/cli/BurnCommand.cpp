@@ -1,13 +1,12 @@
 #include "app/cli/BurnCommand.h"
 
+#include "app/cli/CommandKit.h"
 #include "app/cli/DrivesCommand.h"
 #include "app/cli/Interrupts.h"
 #include "app/cli/TerminalText.h"
 #include "backends/burn/Burner.h"
 #include "backends/burn/DiscImageSource.h"
-#include "backends/burn/ImageFiles.h"
 #include "backends/burn/ImageRecorder.h"
-#include "backends/burn/MediaTracks.h"
 #include "components/Error.h"
 
 #include <QCommandLineParser>
@@ -15,29 +14,14 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <cstdio>
 #include <unistd.h>
 
 namespace {
 
-constexpr int kUsage = 2;
 constexpr int kBarCells = 24;
 
-void print(std::FILE* stream, const QString& text) {
-    std::fputs(text.toLocal8Bit().constData(), stream);
-    std::fflush(stream);
-}
-
 int burnUsage(const QString& message) {
-    print(stderr, QStringLiteral("melvane-cli burn: %1\nTry 'melvane-cli burn --help' for more "
-                                 "information.\n")
-                      .arg(terminalText(message)));
-    return kUsage;
-}
-
-std::unique_ptr<burning::Burner> makeBurner() {
-    return std::make_unique<burning::Burner>(std::make_unique<burning::MediaTrackOpener>(),
-                                             std::make_unique<burning::ImageFiles>());
+    return usageError(QStringLiteral("burn"), message);
 }
 
 QString megabytes(qint64 bytes) {
@@ -88,7 +72,7 @@ QString BurnCommand::speedsText(AudioBurner& burner) {
 }
 
 int runRecordersCommand(const QStringList& arguments) {
-    if (const auto code = cdCommandHelp(
+    if (const auto code = plainCommandHelp(
             arguments,
             QStringLiteral("Usage: melvane-cli recorders\n\n"
                            "Lists the recorders the burn panel offers, numbered from 1: the CD "
@@ -97,10 +81,10 @@ int runRecordersCommand(const QStringList& arguments) {
                            "folder).\n")))
         return *code;
     if (arguments.size() > 1) {
-        print(stderr, QStringLiteral("melvane-cli recorders: it takes no arguments\n"));
-        return kUsage;
+        printError(QStringLiteral("recorders"), QStringLiteral("it takes no arguments"));
+        return kUsageError;
     }
-    const auto burner = makeBurner();
+    const auto burner = burning::makeBurner();
     const qint16 count = burner->RecorderCount();
     QString text;
     for (qint16 n = 1; n <= count; ++n) {
@@ -146,8 +130,6 @@ int runBurnCommand(const QStringList& arguments) {
         "is burnt as a whole disc, gaps, ISRCs, catalogue number and CD-Text as they stand.\n"
         "The Image Recorder writes a CUE/BIN pair instead of a disc. Every burn leaves a log,\n"
         "beside the image or in ~/.local/share/melvane/burn-logs."));
-    const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")},
-                                  QStringLiteral("Show this help."));
     const QCommandLineOption recorder(
         QStringLiteral("recorder"),
         QStringLiteral("The recorder by its number in 'melvane-cli recorders' (default 1), or "
@@ -173,30 +155,28 @@ int runBurnCommand(const QStringList& arguments) {
         QStringLiteral("verify"),
         QStringLiteral("Read the finished disc back with full paranoia and compare every track "
                        "with what was written; a difference is an error."));
-    parser.addOptions({help, recorder, imageDir, speed, method, simulate, keepOpen, verify});
+    parser.addOptions(
+        {helpOption(), recorder, imageDir, speed, method, simulate, keepOpen, verify});
     parser.addPositionalArgument(QStringLiteral("FILE"), QStringLiteral("Files to burn, in order."),
                                  QStringLiteral("FILE..."));
-    if (!parser.parse(arguments))
-        return burnUsage(parser.errorText());
-    if (parser.isSet(help)) {
-        QString text = parser.helpText();
-        text.replace(0, text.indexOf(u'\n'),
-                     QStringLiteral("Usage: melvane-cli burn [OPTIONS] FILE..."));
-        print(stdout, text + QStringLiteral("\nExit status: 0 when the burn went well (and, with "
-                                            "--verify, every track is identical),\n1 when it "
-                                            "failed, 2 for a usage error, 128 + the signal's "
-                                            "number when a\nsignal cancelled it.\n"));
-        return 0;
-    }
+    if (const auto code = parseCommand(
+            parser, arguments,
+            helpText(parser, QStringLiteral("Usage: melvane-cli burn [OPTIONS] FILE..."),
+                     QStringLiteral("Exit status: 0 when the burn went well (and, with "
+                                    "--verify, every track is identical),\n1 when it failed, 2 "
+                                    "for a usage error, 128 + the signal's number when a\nsignal "
+                                    "cancelled it.\n"))))
+        return *code;
 
     BurnRequest request;
-    bool number = true;
+    QString why;
     if (parser.isSet(speed)) {
-        request.speed = parser.value(speed).toShort(&number);
-        if (!number || request.speed < 1 || request.speed > 50)
-            return burnUsage(QStringLiteral("--speed '%1' is not a speed from 1 to 50")
-                                 .arg(parser.value(speed)));
+        const std::optional<qint16> chosen = speedOption(parser.value(speed), &why);
+        if (!chosen)
+            return burnUsage(why);
+        request.speed = *chosen;
     }
+    bool number = false;
     request.method = parser.value(method).toInt(&number);
     if (!number || request.method < 0 || request.method > 11)
         return burnUsage(QStringLiteral("--method '%1' is not a burn method from 0 to 11")
@@ -217,9 +197,8 @@ int runBurnCommand(const QStringList& arguments) {
         qputenv("MELVANE_IMAGE_DIR", QFile::encodeName(QDir(dir).absolutePath()));
     }
 
-    const auto burner = makeBurner();
+    const auto burner = burning::makeBurner();
     const qint16 count = burner->RecorderCount();
-    QString why;
     const std::optional<qint16> chosen = recorderNumber(parser.value(recorder), count, &why);
     if (!chosen)
         return burnUsage(why);
@@ -300,8 +279,7 @@ void BurnCommand::start() {
                           .arg(m_burner.WriteSpeed()));
         m_burner.StartBurn();
     } catch (const Error& e) {
-        print(stderr, QStringLiteral("melvane-cli %1: %2\n")
-                          .arg(m_request.command, terminalText(e.message())));
+        printError(m_request.command, e.message());
         Q_EMIT finished(1);
     }
 }
@@ -342,8 +320,7 @@ void BurnCommand::onProgress(qint16 percent) {
 void BurnCommand::onNotice(const QString& text, bool warning) {
     clearLine();
     if (warning)
-        print(stderr, QStringLiteral("melvane-cli %1: warning: %2\n")
-                          .arg(m_request.command, terminalText(text)));
+        printError(m_request.command, QStringLiteral("warning: ") + text);
     else
         print(stdout, terminalText(text) + u'\n');
     // A file or a pipe gets the next progress line afresh.
@@ -368,14 +345,11 @@ void BurnCommand::onFinished(qint32 status, const QString& text) {
         print(stdout, QStringLiteral("%1 (%2 s)\n").arg(text).arg(seconds, 0, 'f', 1));
         Q_EMIT finished(0);
     } else if (status == AudioBurner::BurnCancelled && m_signal != 0) {
-        print(stderr, QStringLiteral("melvane-cli %1: interrupted; the burn was cancelled and "
-                                     "nothing was kept\n")
-                          .arg(m_request.command));
+        printError(m_request.command,
+                   QStringLiteral("interrupted; the burn was cancelled and nothing was kept"));
         Q_EMIT finished(128 + m_signal);
     } else {
-        print(stderr,
-              QStringLiteral("melvane-cli %1: %2\n")
-                  .arg(m_request.command, terminalText(m_failure.isEmpty() ? text : m_failure)));
+        printError(m_request.command, m_failure.isEmpty() ? text : m_failure);
         Q_EMIT finished(1);
     }
 }

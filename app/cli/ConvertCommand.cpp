@@ -1,5 +1,6 @@
 #include "app/cli/ConvertCommand.h"
 
+#include "app/cli/CommandKit.h"
 #include "app/cli/TerminalText.h"
 #include "components/Error.h"
 #include "core/ConvertRules.h"
@@ -22,11 +23,6 @@ QString targetName(ConvertRequest::Target target) {
         break;
     }
     return QStringLiteral("WAV");
-}
-
-void printError(const QString& text) {
-    std::fputs((terminalText(text) + u'\n').toLocal8Bit().constData(), stderr);
-    std::fflush(stderr);
 }
 
 } // namespace
@@ -209,9 +205,9 @@ void ConvertCommand::endInterrupted(int signalNumber) {
         return;
     }
     m_ended = true;
-    printError(QStringLiteral("melvane-cli: interrupted; %1 of %2 file(s) not converted")
-                   .arg(left)
-                   .arg(m_request.files.size()));
+    printError(QString(), QStringLiteral("interrupted; %1 of %2 file(s) not converted")
+                              .arg(left)
+                              .arg(m_request.files.size()));
     reportFailures();
     Q_EMIT finished(128 + signalNumber);
 }
@@ -227,9 +223,9 @@ void ConvertCommand::end() {
 void ConvertCommand::reportFailures() const {
     if (m_failures.isEmpty())
         return;
-    printError(QStringLiteral("melvane-cli: %1 of %2 file(s) failed:")
-                   .arg(m_failures.size())
-                   .arg(m_request.files.size()));
+    printError(QString(), QStringLiteral("%1 of %2 file(s) failed:")
+                              .arg(m_failures.size())
+                              .arg(m_request.files.size()));
     for (const QString& failure : m_failures)
-        printError(QStringLiteral("  ") + failure);
+        print(stderr, QStringLiteral("  %1\n").arg(terminalText(failure)));
 }

@@ -1,6 +1,7 @@
 #include "app/cli/CopyCommands.h"
 
 #include "app/cli/BurnCommand.h"
+#include "app/cli/CommandKit.h"
 #include "app/cli/DrivesCommand.h"
 #include "app/cli/Interrupts.h"
 #include "app/cli/TerminalText.h"
@@ -8,7 +9,6 @@
 #include "backends/burn/DiscCopy.h"
 #include "backends/burn/ImageFiles.h"
 #include "backends/burn/ImageRecorder.h"
-#include "backends/burn/MediaTracks.h"
 #include "components/Error.h"
 
 #include <QCommandLineParser>
@@ -17,26 +17,11 @@
 #include <QFileInfo>
 #include <QTemporaryDir>
 
-#include <cstdio>
 #include <unistd.h>
 
 namespace {
 
-constexpr int kUsage = 2;
-constexpr qint32 kLargestOffset = 100000;
 constexpr int kBarCells = 24;
-
-void print(std::FILE* stream, const QString& text) {
-    std::fputs(text.toLocal8Bit().constData(), stream);
-    std::fflush(stream);
-}
-
-int usage(const QString& command, const QString& message) {
-    print(stderr, QStringLiteral("melvane-cli %1: %2\nTry 'melvane-cli %1 --help' for more "
-                                 "information.\n")
-                      .arg(command, terminalText(message)));
-    return kUsage;
-}
 
 // A stage's progress: a bar redrawn on a terminal, a line per quarter otherwise.
 class StageProgress {
@@ -70,19 +55,6 @@ private:
     int m_step = -1;
 };
 
-std::optional<qint32> offsetOf(const QCommandLineParser& parser, const QCommandLineOption& option,
-                               QString* why) {
-    bool number = false;
-    const qint32 offset = parser.value(option).toInt(&number);
-    if (number && std::abs(offset) <= kLargestOffset)
-        return offset;
-    *why = QStringLiteral("--offset '%1' is not a read offset: give samples as a whole number "
-                          "from -%2 to %2, such as 6 or -1164")
-               .arg(parser.value(option))
-               .arg(kLargestOffset);
-    return std::nullopt;
-}
-
 // Runs the event loop until code is set; Ctrl-C and the like call cancel.
 int runUntilDone(const std::function<void()>& start, const std::function<void(int)>& cancel) {
     Interrupts interrupts;
@@ -93,14 +65,6 @@ int runUntilDone(const std::function<void()>& start, const std::function<void(in
 
 } // namespace
 
-bool asksForImage(const QStringList& arguments) {
-    for (qsizetype i = 0; i < arguments.size(); ++i)
-        if ((arguments[i] == QLatin1String("--to") && arguments.value(i + 1) == "image") ||
-            arguments[i] == QLatin1String("--to=image"))
-            return true;
-    return false;
-}
-
 int runRipImageCommand(const QStringList& arguments) {
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
@@ -109,8 +73,6 @@ int runRipImageCommand(const QStringList& arguments) {
         "catalogue number, ISRCs, flags and CD-Text in the cue sheet. The image is named\n"
         "after the disc's title (\"Audio CD\" without one), numbered on when the name is\n"
         "taken, and appears only once complete. 'melvane-cli burn' burns it as a copy."));
-    const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")},
-                                  QStringLiteral("Show this help."));
     const QCommandLineOption to(QStringLiteral("to"), QStringLiteral("image"),
                                 QStringLiteral("image"));
     const QCommandLineOption offset(
@@ -120,33 +82,29 @@ int runRipImageCommand(const QStringList& arguments) {
     const QCommandLineOption out(QStringLiteral("out"),
                                  QStringLiteral("Folder the image goes to; it must exist."),
                                  QStringLiteral("DIR"));
-    parser.addOptions({help, to, offset, out});
+    parser.addOptions({helpOption(), to, offset, out});
     parser.addPositionalArgument(QStringLiteral("DRIVE"), QStringLiteral("The drive to read."));
     const QString command = QStringLiteral("rip");
-    if (!parser.parse(arguments))
-        return usage(command, parser.errorText());
-    if (parser.isSet(help)) {
-        QString text = parser.helpText();
-        text.replace(0, text.indexOf(u'\n'),
-                     QStringLiteral("Usage: melvane-cli rip --to image [--offset SAMPLES] --out "
-                                    "DIR DRIVE"));
-        print(stdout, text);
-        return 0;
-    }
+    if (const auto code = parseCommand(
+            parser, arguments,
+            helpText(parser, QStringLiteral("Usage: melvane-cli rip --to image [--offset SAMPLES] "
+                                            "--out DIR DRIVE"))))
+        return *code;
     QString why;
-    const std::optional<qint32> samples = offsetOf(parser, offset, &why);
+    const std::optional<qint32> samples = offsetOption(parser.value(offset), &why);
     if (!samples)
-        return usage(command, why);
+        return usageError(command, why);
     const QString folder = parser.value(out);
     if (folder.isEmpty())
-        return usage(command, QStringLiteral("missing --out: give the folder the image goes to"));
+        return usageError(command,
+                          QStringLiteral("missing --out: give the folder the image goes to"));
     if (!QFileInfo(folder).isDir())
-        return usage(command, QStringLiteral("the output folder %1 does not exist or is not a "
-                                             "folder")
-                                  .arg(folder));
+        return usageError(command, QStringLiteral("the output folder %1 does not exist or is not "
+                                                  "a folder")
+                                       .arg(folder));
     if (parser.positionalArguments().size() != 1)
-        return usage(command, QStringLiteral("give one drive: a number from 'melvane-cli "
-                                             "drives', a device or a CUE sheet"));
+        return usageError(command, QStringLiteral("give one drive: a number from 'melvane-cli "
+                                                  "drives', a device or a CUE sheet"));
 
     burning::ImageFiles files;
     burning::DiscImageRip rip(files);
@@ -163,7 +121,7 @@ int runRipImageCommand(const QStringList& arguments) {
     });
     QObject::connect(&rip, &burning::DiscImageRip::failed, &rip, [&](const QString& message) {
         progress.clear();
-        print(stderr, QStringLiteral("melvane-cli rip: %1\n").arg(terminalText(message)));
+        printError(command, message);
         QCoreApplication::exit(1);
     });
     const auto start = [&] {
@@ -171,14 +129,14 @@ int runRipImageCommand(const QStringList& arguments) {
             rip.start(driveFromArgument(parser.positionalArguments().first()), folder, {},
                       *samples);
         } catch (const Error& e) {
-            print(stderr, QStringLiteral("melvane-cli rip: %1\n").arg(terminalText(e.message())));
+            printError(command, e.message());
             QCoreApplication::exit(1);
         }
     };
     code = runUntilDone(start, [&](int signalNumber) {
         rip.cancel();
         progress.clear();
-        print(stderr, QStringLiteral("melvane-cli rip: interrupted; no image was kept\n"));
+        printError(command, QStringLiteral("interrupted; no image was kept"));
         QCoreApplication::exit(128 + signalNumber);
     });
     return code;
@@ -191,8 +149,6 @@ int runCopyCommand(const QStringList& arguments) {
         "number, ISRCs, flags and CD-Text kept), reads it again to make sure the image is\n"
         "right, burns the image session at once, and verifies the burnt disc against it.\n"
         "The image is kept only while the copy runs, in the image folder."));
-    const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")},
-                                  QStringLiteral("Show this help."));
     const QCommandLineOption recorder(
         QStringLiteral("recorder"),
         QStringLiteral("The recorder by its number in 'melvane-cli recorders', or 'image' for "
@@ -212,56 +168,52 @@ int runCopyCommand(const QStringList& arguments) {
         QStringLiteral("The folder for the image while the copy runs, and where the Image "
                        "Recorder writes; it must exist."),
         QStringLiteral("DIR"));
-    parser.addOptions({help, recorder, offset, speed, simulate, imageDir});
+    parser.addOptions({helpOption(), recorder, offset, speed, simulate, imageDir});
     parser.addPositionalArgument(QStringLiteral("SOURCE-DRIVE"),
                                  QStringLiteral("The drive with the disc to copy."));
     const QString command = QStringLiteral("copy");
-    if (!parser.parse(arguments))
-        return usage(command, parser.errorText());
-    if (parser.isSet(help)) {
-        QString text = parser.helpText();
-        text.replace(0, text.indexOf(u'\n'),
+    if (const auto code = parseCommand(
+            parser, arguments,
+            helpText(parser,
                      QStringLiteral("Usage: melvane-cli copy --recorder N|image [OPTIONS] "
-                                    "SOURCE-DRIVE"));
-        print(stdout, text + QStringLiteral("\nExit status: 0 when the copy is verified "
-                                            "identical, 1 when it failed, 2 for a usage\nerror, "
-                                            "128 + the signal's number when interrupted.\n"));
-        return 0;
-    }
+                                    "SOURCE-DRIVE"),
+                     QStringLiteral("Exit status: 0 when the copy is verified identical, 1 when "
+                                    "it failed, 2 for a usage\nerror, 128 + the signal's number "
+                                    "when interrupted.\n"))))
+        return *code;
     QString why;
-    const std::optional<qint32> samples = offsetOf(parser, offset, &why);
+    const std::optional<qint32> samples = offsetOption(parser.value(offset), &why);
     if (!samples)
-        return usage(command, why);
+        return usageError(command, why);
     BurnRequest request;
     request.command = command;
     request.verify = true;
     request.simulate = parser.isSet(simulate);
     if (parser.isSet(speed)) {
-        bool number = false;
-        request.speed = parser.value(speed).toShort(&number);
-        if (!number || request.speed < 1 || request.speed > 50)
-            return usage(command, QStringLiteral("--speed '%1' is not a speed from 1 to 50")
-                                      .arg(parser.value(speed)));
+        const std::optional<qint16> chosen = speedOption(parser.value(speed), &why);
+        if (!chosen)
+            return usageError(command, why);
+        request.speed = *chosen;
     }
     if (parser.isSet(imageDir)) {
         const QString dir = parser.value(imageDir);
         if (!QFileInfo(dir).isDir())
-            return usage(command, QStringLiteral("the image folder %1 does not exist or is not "
-                                                 "a folder")
-                                      .arg(dir));
+            return usageError(command, QStringLiteral("the image folder %1 does not exist or is "
+                                                      "not a folder")
+                                           .arg(dir));
         qputenv("MELVANE_IMAGE_DIR", QFile::encodeName(QDir(dir).absolutePath()));
     }
     if (parser.positionalArguments().size() != 1)
-        return usage(command, QStringLiteral("give the source drive: a number from "
-                                             "'melvane-cli drives', a device or a CUE sheet"));
+        return usageError(command, QStringLiteral("give the source drive: a number from "
+                                                  "'melvane-cli drives', a device or a CUE sheet"));
     if (!parser.isSet(recorder))
-        return usage(command, QStringLiteral("missing --recorder: give the recorder to burn on"));
-    burning::Burner burner(std::make_unique<burning::MediaTrackOpener>(),
-                           std::make_unique<burning::ImageFiles>());
-    const qint16 count = burner.RecorderCount();
+        return usageError(command,
+                          QStringLiteral("missing --recorder: give the recorder to burn on"));
+    const auto burner = burning::makeBurner();
+    const qint16 count = burner->RecorderCount();
     const std::optional<qint16> chosen = recorderNumber(parser.value(recorder), count, &why);
     if (!chosen)
-        return usage(command, why);
+        return usageError(command, why);
     request.recorder = *chosen;
     const bool toImage = *chosen == count;
 
@@ -269,9 +221,8 @@ int runCopyCommand(const QStringList& arguments) {
     QDir().mkpath(folder);
     QTemporaryDir work(folder + QStringLiteral("/.melvane-copy-XXXXXX"));
     if (!work.isValid()) {
-        print(stderr, QStringLiteral("melvane-cli copy: cannot make a folder for the image in "
-                                     "%1: %2\n")
-                          .arg(terminalText(folder), work.errorString()));
+        printError(command, QStringLiteral("cannot make a folder for the image in %1: %2")
+                                .arg(folder, work.errorString()));
         return 1;
     }
     burning::ImageFiles files;
@@ -282,7 +233,7 @@ int runCopyCommand(const QStringList& arguments) {
     cdio::Drive source;
     const auto fail = [&](const QString& message) {
         progress.clear();
-        print(stderr, QStringLiteral("melvane-cli copy: %1\n").arg(terminalText(message)));
+        printError(command, message);
         QCoreApplication::exit(1);
     };
     QObject::connect(&rip, &burning::DiscImageRip::progress, &rip,
@@ -314,7 +265,7 @@ int runCopyCommand(const QStringList& arguments) {
                 }
                 print(stdout, QStringLiteral("Every track read the same twice.\n"));
                 request.files = {cue};
-                burn = std::make_unique<BurnCommand>(burner, request);
+                burn = std::make_unique<BurnCommand>(*burner, request);
                 QObject::connect(burn.get(), &BurnCommand::finished, qApp,
                                  [](int code) { QCoreApplication::exit(code); });
                 burn->start();
@@ -338,12 +289,12 @@ int runCopyCommand(const QStringList& arguments) {
         rip.cancel();
         comparison.cancel();
         progress.clear();
-        print(stderr, QStringLiteral("melvane-cli copy: interrupted; nothing was burnt\n"));
+        printError(command, QStringLiteral("interrupted; nothing was burnt"));
         QCoreApplication::exit(128 + signalNumber);
     });
     if (code == 0 && toImage && !request.simulate)
         print(stdout, QStringLiteral("Image: %1\n")
                           .arg(terminalText(QDir(folder).filePath(
-                              burner.imageRecorder().lastImage() + QStringLiteral(".cue")))));
+                              burner->imageRecorder().lastImage() + QStringLiteral(".cue")))));
     return code;
 }

@@ -6,9 +6,6 @@
 // gaps kept, and the catalogue number, ISRCs, flags and CD-Text in the cue sheet.
 int runRipImageCommand(const QStringList& arguments);
 
-// True when `rip` was asked for an image (--to image).
-bool asksForImage(const QStringList& arguments);
-
 // melvane-cli copy: a disc onto a recorder: read into an image, the image compared with the
 // disc read again, burnt, and the burnt disc verified.
 int runCopyCommand(const QStringList& arguments);

@@ -1,18 +1,8 @@
 #include "app/cli/DrivesCommand.h"
 
+#include "app/cli/CommandKit.h"
 #include "app/cli/TerminalText.h"
 #include "components/Error.h"
-
-#include <cstdio>
-
-namespace {
-
-void print(std::FILE* stream, const QString& text) {
-    std::fputs(text.toLocal8Bit().constData(), stream);
-    std::fflush(stream);
-}
-
-} // namespace
 
 QString driveDescription(const cdio::Drive& drive) {
     // An image's product is its sheet's name, which may hold anything.
@@ -34,24 +24,8 @@ cdio::Drive driveFromArgument(const QString& argument) {
     return table.drives()[n - 1];
 }
 
-std::optional<int> cdCommandHelp(const QStringList& arguments, const QString& usage) {
-    for (const QString& argument : arguments.mid(1)) {
-        if (argument == QLatin1String("-h") || argument == QLatin1String("--help")) {
-            print(stdout, usage);
-            return 0;
-        }
-        if (argument.startsWith(u'-') && argument.size() > 1) {
-            print(stderr, QStringLiteral("melvane-cli %1: unknown option '%2'\nTry 'melvane-cli "
-                                         "%1 --help' for more information.\n")
-                              .arg(arguments[0], argument));
-            return 2;
-        }
-    }
-    return std::nullopt;
-}
-
 int runDrivesCommand(const QStringList& arguments) {
-    if (const auto code = cdCommandHelp(
+    if (const auto code = plainCommandHelp(
             arguments,
             QStringLiteral(
                 "Usage: melvane-cli drives\n\n"
@@ -60,8 +34,8 @@ int runDrivesCommand(const QStringList& arguments) {
                 "in MELVANE_CD_IMAGES (paths separated by ':') follow the physical drives.\n")))
         return *code;
     if (arguments.size() > 1) {
-        print(stderr, QStringLiteral("melvane-cli drives: it takes no arguments\n"));
-        return 2;
+        printError(QStringLiteral("drives"), QStringLiteral("it takes no arguments"));
+        return kUsageError;
     }
     const cdio::DriveTable table;
     if (table.count() == 0) {

@@ -1,5 +1,6 @@
 #include "app/cli/InfoCommand.h"
 
+#include "app/cli/CommandKit.h"
 #include "app/cli/TerminalText.h"
 #include "components/Error.h"
 #include "core/CommonHelpers.h"
@@ -40,24 +41,15 @@ int runInfo(HarnMediaUtils& x, const QStringList& files, const QStringList& open
             QString message = QString::fromUtf8(e.what());
             if (!openPath.isEmpty())
                 message.replace(openPath, path);
-            // Keep the two streams in order when both go to the same place.
-            std::fflush(stdout);
-            std::fputs(QStringLiteral("melvane-cli: %1\n")
-                           .arg(terminalText(message))
-                           .toLocal8Bit()
-                           .constData(),
-                       stderr);
+            printError(QString(), message);
             exitCode = 1;
         }
     }
     errno = 0;
     if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
         const int err = errno ? errno : EIO;
-        std::fputs(QStringLiteral("melvane-cli: cannot write the file list: %1\n")
-                       .arg(QString::fromLocal8Bit(std::strerror(err)))
-                       .toLocal8Bit()
-                       .constData(),
-                   stderr);
+        printError(QString(), QStringLiteral("cannot write the file list: %1")
+                                  .arg(QString::fromLocal8Bit(std::strerror(err))));
         exitCode = 1;
     }
     return exitCode;

@@ -1,10 +1,10 @@
 #include "app/cli/MixerCommand.h"
 
+#include "app/cli/CommandKit.h"
 #include "backends/audio/MixerDevices.h"
 #include "core/VolumeMixer.h"
 
 #include <QCommandLineParser>
-#include <cstdio>
 
 namespace {
 
@@ -25,73 +25,72 @@ const char* const kUsage =
     "Exit status: 0 when done, 1 when the mixer or the line is missing or refuses, 2 for a\n"
     "usage error.\n";
 
-int fail(const QString& message, int code) {
-    std::fprintf(stderr, "melvane-cli mixer: %s\n", qPrintable(message));
-    if (code == 2)
-        std::fprintf(stderr, "Try 'melvane-cli mixer --help' for more information.\n");
-    return code;
+const QString kCommand = QStringLiteral("mixer");
+
+int usage(const QString& message) {
+    return usageError(kCommand, message);
+}
+
+// Says what went wrong with the mixer; returns the exit code for it.
+int fail(const QString& message) {
+    printError(kCommand, message);
+    return 1;
 }
 
 } // namespace
 
 int runMixerCommand(const QStringList& arguments) {
     QCommandLineParser parser;
-    const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")}, {});
     const QCommandLineOption lineOption(QStringLiteral("line"), {}, QStringLiteral("N"),
                                         QStringLiteral("0"));
     const QCommandLineOption volumeOption(QStringLiteral("volume"), {}, QStringLiteral("PERCENT"));
     const QCommandLineOption muteOption(QStringLiteral("mute"), {}, QStringLiteral("on|off"));
-    parser.addOptions({help, lineOption, volumeOption, muteOption});
-    if (!parser.parse(arguments))
-        return fail(parser.errorText(), 2);
-    if (parser.isSet(help)) {
-        std::fputs(kUsage, stdout);
-        return 0;
-    }
+    parser.addOptions({helpOption(), lineOption, volumeOption, muteOption});
+    if (const auto code = parseCommand(parser, arguments, QString::fromUtf8(kUsage)))
+        return *code;
     if (!parser.positionalArguments().isEmpty())
-        return fail(QStringLiteral("it takes no file or other argument"), 2);
+        return usage(QStringLiteral("it takes no file or other argument"));
 
     bool ok = false;
     const int line = parser.value(lineOption).toInt(&ok);
     if (!ok || line < 0 || line >= VolumeMixer::MuteOffset)
-        return fail(
-            QStringLiteral("--line '%1' is not a line: give 0 to 6").arg(parser.value(lineOption)),
-            2);
+        return usage(
+            QStringLiteral("--line '%1' is not a line: give 0 to 6").arg(parser.value(lineOption)));
     int volume = -1;
     if (parser.isSet(volumeOption)) {
         volume = parser.value(volumeOption).remove(u'%').toInt(&ok);
         if (!ok || volume < 0 || volume > 100)
-            return fail(QStringLiteral("--volume '%1' is not a volume: give 0 to 100")
-                            .arg(parser.value(volumeOption)),
-                        2);
+            return usage(QStringLiteral("--volume '%1' is not a volume: give 0 to 100")
+                             .arg(parser.value(volumeOption)));
     }
     const QString mute = parser.value(muteOption);
     if (parser.isSet(muteOption) && mute != QLatin1String("on") && mute != QLatin1String("off"))
-        return fail(QStringLiteral("--mute '%1': give on or off").arg(mute), 2);
+        return usage(QStringLiteral("--mute '%1': give on or off").arg(mute));
 
     MixerDevices mixer;
     VolumeMixer module(mixer);
     if (!module.OpenVolumeMixer(0))
         return fail(QStringLiteral("cannot open the audio mixer (is there a sound card or a "
-                                   "sound server?)"),
-                    1);
+                                   "sound server?)"));
     const Mixer::Control& volumeControl = module.control(line);
     const Mixer::Control& muteControl = module.control(line + VolumeMixer::MuteOffset);
     int status = 0;
     if (volumeControl.controlId == 0 && muteControl.controlId == 0)
-        status = fail(QStringLiteral("the mixer has no line %1").arg(line), 1);
+        status = fail(QStringLiteral("the mixer has no line %1").arg(line));
     else if (volume >= 0 && !module.SetVolume(line, volume))
-        status =
-            fail(QStringLiteral("line %1 has no volume, or the mixer refused it").arg(line), 1);
+        status = fail(QStringLiteral("line %1 has no volume, or the mixer refused it").arg(line));
     else if (!mute.isEmpty() && !module.SetMute(line + VolumeMixer::MuteOffset, mute == "on"))
-        status = fail(
-            QStringLiteral("line %1 has no mute switch, or the mixer refused it").arg(line), 1);
+        status =
+            fail(QStringLiteral("line %1 has no mute switch, or the mixer refused it").arg(line));
     if (status == 0) {
         if (volumeControl.controlId != 0)
-            std::printf("%s: %d%%\n", qPrintable(volumeControl.name), module.GetVolume(line));
+            print(stdout,
+                  QStringLiteral("%1: %2%\n").arg(volumeControl.name).arg(module.GetVolume(line)));
         if (muteControl.controlId != 0)
-            std::printf("%s: %s\n", qPrintable(muteControl.name),
-                        module.GetMute(line + VolumeMixer::MuteOffset) ? "on" : "off");
+            print(stdout, QStringLiteral("%1: %2\n")
+                              .arg(muteControl.name, module.GetMute(line + VolumeMixer::MuteOffset)
+                                                         ? QStringLiteral("on")
+                                                         : QStringLiteral("off")));
     }
     module.CloseVolumeMixer();
     return status;

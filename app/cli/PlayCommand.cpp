@@ -1,7 +1,7 @@
 #include "app/cli/PlayCommand.h"
 
+#include "app/cli/CommandKit.h"
 #include "app/cli/Interrupts.h"
-#include "app/cli/TerminalText.h"
 #include "backends/audio/FilterGraph.h"
 #include "components/Error.h"
 #include "core/CommonHelpers.h"
@@ -9,7 +9,6 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QTimer>
-#include <cstdio>
 #include <unistd.h>
 
 namespace {
@@ -30,10 +29,7 @@ const char* const kUsage =
     "a usage error.\n";
 
 int usage(const QString& message) {
-    std::fprintf(stderr,
-                 "melvane-cli play: %s\nTry 'melvane-cli play --help' for more information.\n",
-                 qPrintable(terminalText(message)));
-    return 2;
+    return usageError(QStringLiteral("play"), message);
 }
 
 QString clock(double seconds) {
@@ -44,15 +40,10 @@ QString clock(double seconds) {
 
 int runPlayCommand(const QStringList& arguments) {
     QCommandLineParser parser;
-    const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")}, {});
     const QCommandLineOption eq(QStringLiteral("eq"), {}, QStringLiteral("GAINS"));
-    parser.addOptions({help, eq});
-    if (!parser.parse(arguments))
-        return usage(parser.errorText());
-    if (parser.isSet(help)) {
-        std::fputs(kUsage, stdout);
-        return 0;
-    }
+    parser.addOptions({helpOption(), eq});
+    if (const auto code = parseCommand(parser, arguments, QString::fromUtf8(kUsage)))
+        return *code;
     const QStringList files = parser.positionalArguments();
     if (files.size() != 1)
         return usage(files.isEmpty() ? QStringLiteral("no file to play")
@@ -82,7 +73,7 @@ int runPlayCommand(const QStringList& arguments) {
             graph.setBandGain(band, gains[size_t(band)]);
         graph.Run();
     } catch (const Error& e) {
-        std::fprintf(stderr, "melvane-cli play: %s\n", qPrintable(terminalText(e.message())));
+        printError(QStringLiteral("play"), e.message());
         return 1;
     }
     // The position, redrawn in place on a terminal, a line every second otherwise.
@@ -90,11 +81,10 @@ int runPlayCommand(const QStringList& arguments) {
     auto showPosition = [&](double position, bool last) {
         const QString text = clock(position) + " / " + clock(graph.Duration());
         if (terminal)
-            std::printf("\r%s%s", qPrintable(text), last ? "\n" : "");
+            print(stdout, u'\r' + text + (last ? QStringLiteral("\n") : QString()));
         else if (text != shown || last)
-            std::printf("%s\n", qPrintable(text));
+            print(stdout, text + u'\n');
         shown = text;
-        std::fflush(stdout);
     };
     clockTimer.setInterval(terminal ? 250 : 1000);
     QObject::connect(&clockTimer, &QTimer::timeout,
@@ -106,8 +96,8 @@ int runPlayCommand(const QStringList& arguments) {
     });
     QObject::connect(&graph, &FilgraphManager::Failed, [&](const QString& message) {
         if (terminal)
-            std::printf("\n");
-        std::fprintf(stderr, "melvane-cli play: %s\n", qPrintable(terminalText(message)));
+            print(stdout, QStringLiteral("\n"));
+        printError(QStringLiteral("play"), message);
         status = 1;
         QCoreApplication::exit(1);
     });

@@ -1,5 +1,6 @@
 #include "app/cli/ProgressPrinter.h"
 
+#include "app/cli/CommandKit.h"
 #include "app/cli/TerminalText.h"
 
 #include <algorithm>
@@ -17,11 +18,6 @@ int terminalWidth(int fd) {
     if (ioctl(fd, TIOCGWINSZ, &size) == 0 && size.ws_col >= 20)
         return size.ws_col;
     return 80;
-}
-
-void put(std::FILE* stream, const QString& text) {
-    std::fputs(text.toLocal8Bit().constData(), stream);
-    std::fflush(stream);
 }
 
 // Shortens from the left, where long paths carry the least telling part.
@@ -76,7 +72,7 @@ void ProgressPrinter::update(double percent) {
     if (step < 0)
         return;
     m_shown = step;
-    put(stdout, QStringLiteral("%1: %2%\n").arg(m_label).arg(step));
+    print(stdout, QStringLiteral("%1: %2%\n").arg(m_label).arg(step));
 }
 
 void ProgressPrinter::drawBar() {
@@ -85,23 +81,23 @@ void ProgressPrinter::drawBar() {
     const int labelWidth = std::max(10, m_width - barCells - 9);
     const int filled = m_shown * barCells / 100;
     const QString bar = QString(filled, u'#') + QString(barCells - filled, u'.');
-    put(m_barStream, QStringLiteral("\r%1 [%2] %3%\033[K")
-                         .arg(fitLeft(m_label, labelWidth), -labelWidth)
-                         .arg(bar)
-                         .arg(m_shown, 3));
+    print(m_barStream, QStringLiteral("\r%1 [%2] %3%\033[K")
+                           .arg(fitLeft(m_label, labelWidth), -labelWidth)
+                           .arg(bar)
+                           .arg(m_shown, 3));
     m_barVisible = true;
 }
 
 void ProgressPrinter::clearBar() {
     if (!m_barVisible)
         return;
-    put(m_barStream, QStringLiteral("\r\033[K"));
+    print(m_barStream, QStringLiteral("\r\033[K"));
     m_barVisible = false;
 }
 
 void ProgressPrinter::finish(const QString& outcome) {
     clearBar();
-    put(stdout, QStringLiteral("%1: %2\n").arg(m_label, outcome));
+    print(stdout, QStringLiteral("%1: %2\n").arg(m_label, outcome));
 }
 
 void ProgressPrinter::done() {

@@ -1,5 +1,6 @@
 #include "app/cli/RecordCommands.h"
 
+#include "app/cli/CommandKit.h"
 #include "app/cli/Interrupts.h"
 #include "app/cli/TerminalText.h"
 #include "backends/audio/CaptureDevices.h"
@@ -12,7 +13,6 @@
 #include <QFileInfo>
 #include <QTimer>
 #include <cmath>
-#include <cstdio>
 #include <unistd.h>
 
 namespace {
@@ -59,18 +59,6 @@ const char* const kRecordUsage =
     "Exit status: 0 when the recording was saved (or everything was recovered), 1 when it\n"
     "could not start, failed or recorded nothing, 2 for a usage error.\n";
 
-void print(std::FILE* stream, const QString& text) {
-    std::fputs(text.toLocal8Bit().constData(), stream);
-    std::fflush(stream);
-}
-
-int usageError(const QString& command, const QString& message) {
-    print(stderr, QStringLiteral("melvane-cli %1: %2\nTry 'melvane-cli %1 --help' for more "
-                                 "information.\n")
-                      .arg(command, message));
-    return 2;
-}
-
 // The capture format melvane-cli records in: CD quality, where the device takes it.
 qint32 cdQualityFormat(const QString& deviceId) {
     const std::optional<QAudioDevice> device = findCaptureDevice(deviceId);
@@ -103,7 +91,7 @@ int recoverRecordings(const QStringList& folders) {
                               ? QStringLiteral("%1 held no audio; removed\n").arg(file)
                               : QStringLiteral("Recovered %1 into %2\n").arg(file, kept));
         } catch (const Error& e) {
-            print(stderr, QStringLiteral("melvane-cli record: %1\n").arg(e.message()));
+            printError(QStringLiteral("record"), e.message());
             status = 1;
         }
     }
@@ -114,14 +102,9 @@ int recoverRecordings(const QStringList& folders) {
 
 int runDevicesCommand(const QStringList& arguments) {
     QCommandLineParser parser;
-    const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")}, {});
-    parser.addOption(help);
-    if (!parser.parse(arguments))
-        return usageError(QStringLiteral("devices"), parser.errorText());
-    if (parser.isSet(help)) {
-        print(stdout, QString::fromUtf8(kDevicesUsage));
-        return 0;
-    }
+    parser.addOption(helpOption());
+    if (const auto code = parseCommand(parser, arguments, QString::fromUtf8(kDevicesUsage)))
+        return *code;
     if (!parser.positionalArguments().isEmpty())
         return usageError(QStringLiteral("devices"), QStringLiteral("it takes no arguments"));
     const std::vector<CaptureDevice> devices = captureDevices();
@@ -140,7 +123,6 @@ int runDevicesCommand(const QStringList& arguments) {
 int runRecordCommand(const QStringList& arguments) {
     const QString command = QStringLiteral("record");
     QCommandLineParser parser;
-    const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")}, {});
     const QCommandLineOption device(QStringLiteral("device"), {}, QStringLiteral("ID"));
     const QCommandLineOption seconds(QStringLiteral("seconds"), {}, QStringLiteral("N"));
     const QCommandLineOption to(QStringLiteral("to"), {}, QStringLiteral("mp3|wav"));
@@ -150,13 +132,9 @@ int runRecordCommand(const QStringList& arguments) {
                                      QStringLiteral("lame"));
     const QCommandLineOption overwrite(QStringLiteral("overwrite"));
     const QCommandLineOption recover(QStringLiteral("recover"));
-    parser.addOptions({help, device, seconds, to, bitrate, encoder, overwrite, recover});
-    if (!parser.parse(arguments))
-        return usageError(command, parser.errorText());
-    if (parser.isSet(help)) {
-        print(stdout, QString::fromUtf8(kRecordUsage));
-        return 0;
-    }
+    parser.addOptions({helpOption(), device, seconds, to, bitrate, encoder, overwrite, recover});
+    if (const auto code = parseCommand(parser, arguments, QString::fromUtf8(kRecordUsage)))
+        return *code;
     if (parser.isSet(recover))
         return recoverRecordings(parser.positionalArguments());
     const QStringList outputs = parser.positionalArguments();
@@ -210,22 +188,20 @@ int runRecordCommand(const QStringList& arguments) {
 
     // Folders, devices and pipes are refused by the output file itself, whatever is asked.
     if (QFileInfo(out).isFile() && !parser.isSet(overwrite)) {
-        print(stderr, QStringLiteral("melvane-cli record: %1 exists already; give --overwrite to "
-                                     "replace it.\n")
-                          .arg(out));
+        printError(command,
+                   QStringLiteral("%1 exists already; give --overwrite to replace it.").arg(out));
         return 1;
     }
     for (const QString& file : recorder.InterruptedRecordings(QFileInfo(out).path()))
-        print(stderr, QStringLiteral("melvane-cli record: an interrupted recording is waiting: "
-                                     "%1 ('melvane-cli record --recover' makes it a playable "
-                                     "file)\n")
-                          .arg(file));
+        printError(command, QStringLiteral("an interrupted recording is waiting: %1 ('melvane-cli "
+                                           "record --recover' makes it a playable file)")
+                                .arg(file));
 
     Interrupts interrupts;
     try {
         recorder.StartRecording();
     } catch (const Error& e) {
-        print(stderr, QStringLiteral("melvane-cli record: %1\n").arg(terminalText(e.message())));
+        printError(command, e.message());
         return 1;
     }
     // The time in place on a terminal, a line every ten seconds otherwise.
@@ -254,7 +230,7 @@ int runRecordCommand(const QStringList& arguments) {
     const QString time = FormatRecordTime(recorder.RecordedTime() / 1000.0);
     print(stderr, terminal ? QStringLiteral("\r") : QString());
     if (!failure.isEmpty()) {
-        print(stderr, QStringLiteral("melvane-cli record: %1\n").arg(terminalText(failure)));
+        printError(command, failure);
         return 1;
     }
     print(stdout, QStringLiteral("Recorded %1 into %2\n").arg(time, terminalText(out)));

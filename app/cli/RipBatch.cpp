@@ -1,5 +1,6 @@
 #include "app/cli/RipBatch.h"
 
+#include "app/cli/CommandKit.h"
 #include "app/cli/RipPreparation.h"
 #include "app/cli/TerminalText.h"
 #include "backends/cdio/AccurateRipCheck.h"
@@ -401,23 +402,20 @@ void RipBatch::drawProgress() {
         }
         line = line.trimmed().left(width - 1);
     }
-    std::fputs(QStringLiteral("\r%1\033[K").arg(line).toLocal8Bit().constData(), m_barStream);
-    std::fflush(m_barStream);
+    print(m_barStream, QStringLiteral("\r%1\033[K").arg(line));
     m_barShown = true;
 }
 
 void RipBatch::clearProgress() {
     if (!m_barShown)
         return;
-    std::fputs("\r\033[K", m_barStream);
-    std::fflush(m_barStream);
+    print(m_barStream, QStringLiteral("\r\033[K"));
     m_barShown = false;
 }
 
 // A whole line, with the progress line taken away first and drawn again after.
 void RipBatch::say(std::FILE* stream, const QString& line) {
     clearProgress();
-    std::fputs((terminalText(line) + u'\n').toLocal8Bit().constData(), stream);
-    std::fflush(stream);
+    print(stream, terminalText(line) + u'\n');
     drawProgress();
 }

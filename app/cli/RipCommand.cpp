@@ -1,11 +1,11 @@
 #include "app/cli/RipCommand.h"
 
-#include "app/cli/CopyCommands.h"
+#include "app/cli/CommandKit.h"
+#include "app/cli/CommandModule.h"
 #include "app/cli/DrivesCommand.h"
 #include "app/cli/Interrupts.h"
 #include "app/cli/RipBatch.h"
 #include "app/cli/RipPreparation.h"
-#include "app/cli/TerminalText.h"
 #include "backends/cdio/TrackRip.h"
 #include "components/Error.h"
 
@@ -14,25 +14,24 @@
 #include <QFileInfo>
 #include <QThread>
 #include <algorithm>
-#include <cstdio>
 
 namespace {
 
-constexpr int kUsage = 2;
+// True when `rip` was asked for an image (--to image), which the burning engine's module writes.
+bool asksForImage(const QStringList& arguments) {
+    for (qsizetype i = 0; i < arguments.size(); ++i)
+        if ((arguments[i] == QLatin1String("--to") && arguments.value(i + 1) == "image") ||
+            arguments[i] == QLatin1String("--to=image"))
+            return true;
+    return false;
+}
+
 // Tracks in work at once on an image, one per core: each has a reader and an encoder thread,
 // and paranoia holds some 25 MB per reader, so more would cost memory for little.
 constexpr int kMostTracksAtOnce = 2;
 
-void print(std::FILE* stream, const QString& text) {
-    std::fputs(text.toLocal8Bit().constData(), stream);
-    std::fflush(stream);
-}
-
 int ripUsage(const QString& message) {
-    print(stderr, QStringLiteral("melvane-cli rip: %1\nTry 'melvane-cli rip --help' for more "
-                                 "information.\n")
-                      .arg(terminalText(message)));
-    return kUsage;
+    return usageError(QStringLiteral("rip"), message);
 }
 
 const char* const kEpilogue =
@@ -97,13 +96,11 @@ std::optional<QList<int>> parseTrackList(const QString& text, QString* why) {
 int runRipCommand(const QStringList& arguments) {
     // A whole disc into one image takes options of its own.
     if (asksForImage(arguments))
-        return runRipImageCommand(arguments);
+        return runModuleCommand(kBurnModule, "rip-image", arguments);
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Rips the tracks of an audio CD to WAV, MP3 or WMA files, bit-exact and "
                        "verified."));
-    const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")},
-                                  QStringLiteral("Show this help."));
     const QCommandLineOption to(
         QStringLiteral("to"),
         QStringLiteral("Formats: wav, mp3 or wma, several separated by commas (wav,mp3); or "
@@ -144,26 +141,22 @@ int runRipCommand(const QStringList& arguments) {
     const QCommandLineOption noAccurateRip(
         QStringLiteral("no-accuraterip"),
         QStringLiteral("Do not compare the checksums with the AccurateRip database."));
-    parser.addOptions({help, to, bitrate, tracks, offset, out, overwrite, lookUp, release, named,
-                       noLog, noAccurateRip});
+    parser.addOptions({helpOption(), to, bitrate, tracks, offset, out, overwrite, lookUp, release,
+                       named, noLog, noAccurateRip});
     parser.addPositionalArgument(QStringLiteral("DRIVE"), QStringLiteral("The drive to rip."));
-    if (!parser.parse(arguments))
-        return ripUsage(parser.errorText());
-    if (parser.isSet(help)) {
-        QString text = parser.helpText();
-        text.replace(
-            0, text.indexOf(u'\n'),
-            QStringLiteral("Usage: melvane-cli rip --to wav|mp3|wma[,...] [--bitrate "
-                           "KBPS] [--tracks 1,3-5]\n"
-                           "                       [--offset SAMPLES] [--lookup [--release "
-                           "N]] [--named]\n"
-                           "                       [--no-log] [--no-accuraterip] "
-                           "[--overwrite] --out DIR DRIVE\n"
-                           "       melvane-cli rip --to image [--offset SAMPLES] --out "
-                           "DIR DRIVE"));
-        print(stdout, text + u'\n' + QString::fromUtf8(kEpilogue));
-        return 0;
-    }
+    if (const auto code = parseCommand(
+            parser, arguments,
+            helpText(parser,
+                     QStringLiteral("Usage: melvane-cli rip --to wav|mp3|wma[,...] [--bitrate "
+                                    "KBPS] [--tracks 1,3-5]\n"
+                                    "                       [--offset SAMPLES] [--lookup "
+                                    "[--release N]] [--named]\n"
+                                    "                       [--no-log] [--no-accuraterip] "
+                                    "[--overwrite] --out DIR DRIVE\n"
+                                    "       melvane-cli rip --to image [--offset SAMPLES] --out "
+                                    "DIR DRIVE"),
+                     QString::fromUtf8(kEpilogue))))
+        return *code;
 
     RipRequest request;
     if (!parser.isSet(to))
@@ -178,22 +171,18 @@ int runRipCommand(const QStringList& arguments) {
         if (!request.formats.contains(format))
             request.formats << format;
     }
-    bool number = false;
-    request.bitrateKbps = parser.value(bitrate).toInt(&number);
-    if (!number || request.bitrateKbps < 8 || request.bitrateKbps > 1000)
-        return ripUsage(QStringLiteral("--bitrate '%1' is not a bit rate: give kbit/s as a whole "
-                                       "number from 8 to 1000, such as 128")
-                            .arg(parser.value(bitrate)));
+    QString why;
+    const std::optional<int> kbps = bitrateOption(parser.value(bitrate), &why);
+    if (!kbps)
+        return ripUsage(why);
+    request.bitrateKbps = *kbps;
     request.offsetGiven = parser.isSet(offset);
-    request.offsetSamples = parser.value(offset).toInt(&number);
-    if (!number || std::abs(request.offsetSamples) > cdio::kLargestReadOffset)
-        return ripUsage(QStringLiteral("--offset '%1' is not a read offset: give samples as a "
-                                       "whole number from -%2 to %2, such as 6 or -1164")
-                            .arg(parser.value(offset))
-                            .arg(cdio::kLargestReadOffset));
+    const std::optional<qint32> samples = offsetOption(parser.value(offset), &why);
+    if (!samples)
+        return ripUsage(why);
+    request.offsetSamples = *samples;
     std::optional<QList<int>> asked;
     if (parser.isSet(tracks)) {
-        QString why;
         asked = parseTrackList(parser.value(tracks), &why);
         if (!asked)
             return ripUsage(why);
@@ -207,6 +196,7 @@ int runRipCommand(const QStringList& arguments) {
     request.writeLog = !parser.isSet(noLog);
     request.verify = !parser.isSet(noAccurateRip);
     if (parser.isSet(release)) {
+        bool number = false;
         request.release = parser.value(release).toInt(&number);
         if (!number || request.release < 1 || !request.lookup)
             return ripUsage(request.lookup
@@ -230,12 +220,12 @@ int runRipCommand(const QStringList& arguments) {
         drive = driveFromArgument(drives.first());
         toc = cdio::Disc(drive).toc();
     } catch (const Error& e) {
-        print(stderr, QStringLiteral("melvane-cli rip: %1\n").arg(terminalText(e.message())));
+        printError(QStringLiteral("rip"), e.message());
         return 1;
     }
     if (toc.audioTrackCount() == 0) {
-        print(stderr, QStringLiteral("melvane-cli rip: the disc in %1 holds no audio tracks\n")
-                          .arg(terminalText(drive.name())));
+        printError(QStringLiteral("rip"),
+                   QStringLiteral("the disc in %1 holds no audio tracks").arg(drive.name()));
         return 1;
     }
     if (asked && asked->contains(0))
@@ -245,26 +235,16 @@ int runRipCommand(const QStringList& arguments) {
             request.tracks << t.number;
     }
     for (const int n : asked.value_or(QList<int>())) {
-        if (n == 0)
-            continue;
-        const cdio::TocTrack* t = toc.track(n);
-        if (!t)
-            return ripUsage(QStringLiteral("the disc in %1 has no track %2 (it has %3)")
-                                .arg(drive.name())
-                                .arg(n)
-                                .arg(toc.tracks.size()));
-        if (!t->audio())
-            return ripUsage(QStringLiteral("track %1 of %2 is a data track; only audio tracks "
-                                           "can be ripped")
-                                .arg(n)
-                                .arg(drive.name()));
+        if (const QString why = n == 0 ? QString() : toc.whyNotAudio(n, drive.name());
+            !why.isEmpty())
+            return ripUsage(why);
     }
 
     RipPreparation prepared = prepareRip(drive, toc, request);
     if (prepared.usageError)
         return ripUsage(prepared.failure);
     if (!prepared.failure.isEmpty()) {
-        print(stderr, QStringLiteral("melvane-cli rip: %1\n").arg(terminalText(prepared.failure)));
+        printError(QStringLiteral("rip"), prepared.failure);
         return 1;
     }
     const int atOnce =

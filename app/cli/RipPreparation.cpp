@@ -1,5 +1,6 @@
 #include "app/cli/RipPreparation.h"
 
+#include "app/cli/CommandKit.h"
 #include "app/cli/DiscLookups.h"
 #include "app/cli/TerminalText.h"
 #include "backends/cdio/DiscReader.h"
@@ -7,21 +8,15 @@
 
 #include <QDir>
 #include <QFileInfo>
-#include <cstdio>
 
 namespace {
 
 void note(const QString& text) {
-    std::fputs((terminalText(text) + u'\n').toLocal8Bit().constData(), stdout);
-    std::fflush(stdout);
+    print(stdout, terminalText(text) + u'\n');
 }
 
 void warn(const QString& text) {
-    std::fputs((QStringLiteral("melvane-cli rip: ") + terminalText(text) + u'\n')
-                   .toLocal8Bit()
-                   .constData(),
-               stderr);
-    std::fflush(stderr);
+    printError(QStringLiteral("rip"), text);
 }
 
 // A name as a file name: no folder separators, no control characters, not hidden.

@@ -1,5 +1,6 @@
 #include "app/cli/TocCommand.h"
 
+#include "app/cli/CommandKit.h"
 #include "app/cli/DiscLookups.h"
 #include "app/cli/DrivesCommand.h"
 #include "app/cli/TerminalText.h"
@@ -10,7 +11,6 @@
 #include "components/Error.h"
 
 #include <QStringList>
-#include <cstdio>
 
 namespace {
 
@@ -98,7 +98,7 @@ QString tocText(const cdio::Drive& drive, bool lookUp, QStringList* problems) {
 int runTocCommand(const QStringList& arguments) {
     QStringList rest = arguments;
     const bool lookUp = rest.removeAll(QStringLiteral("--lookup")) > 0;
-    if (const auto code = cdCommandHelp(
+    if (const auto code = plainCommandHelp(
             rest,
             QStringLiteral(
                 "Usage: melvane-cli toc [--lookup] DRIVE\n\n"
@@ -115,28 +115,20 @@ int runTocCommand(const QStringList& arguments) {
                 "it cannot be read (such as one past the end of an image), 2 for a usage "
                 "error.\n")))
         return *code;
+    const QString command = QStringLiteral("toc");
     if (rest.size() != 2) {
-        std::fputs("melvane-cli toc: give one drive: a number from 'melvane-cli drives', a "
-                   "device or a CUE sheet\n",
-                   stderr);
-        return 2;
+        printError(command, QStringLiteral("give one drive: a number from 'melvane-cli drives', a "
+                                           "device or a CUE sheet"));
+        return kUsageError;
     }
     try {
         QStringList problems;
-        std::fputs(tocText(driveFromArgument(rest[1]), lookUp, &problems).toLocal8Bit().constData(),
-                   stdout);
-        std::fflush(stdout);
+        print(stdout, tocText(driveFromArgument(rest[1]), lookUp, &problems));
         for (const QString& problem : problems)
-            std::fputs(
-                QStringLiteral("melvane-cli toc: %1\n").arg(problem).toLocal8Bit().constData(),
-                stderr);
+            printError(command, problem);
         return problems.isEmpty() ? 0 : 1;
     } catch (const Error& e) {
-        std::fputs(QStringLiteral("melvane-cli toc: %1\n")
-                       .arg(terminalText(e.message()))
-                       .toLocal8Bit()
-                       .constData(),
-                   stderr);
+        printError(command, e.message());
         return 1;
     }
 }

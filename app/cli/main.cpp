@@ -1,22 +1,18 @@
 // melvane-cli: Melvane's work without a window, for scripts and batches: converting and
 // describing files, CD drives and rips, the mixer, playing, recording and burning, over the
 // same components as the windows.
-#include "app/cli/BurnCommand.h"
+#include "app/cli/CommandKit.h"
+#include "app/cli/CommandModule.h"
 #include "app/cli/ConvertCommand.h"
-#include "app/cli/CopyCommands.h"
 #include "app/cli/DrivesCommand.h"
 #include "app/cli/InfoCommand.h"
 #include "app/cli/Interrupts.h"
-#include "app/cli/MixerCommand.h"
-#include "app/cli/PlayCommand.h"
 #include "app/cli/ProgressPrinter.h"
-#include "app/cli/RecordCommands.h"
 #include "app/cli/RipCommand.h"
-#include "app/cli/TerminalText.h"
 #include "app/cli/TocCommand.h"
-#include "backends/audio/ProcessEnd.h"
 #include "backends/media/Codecs.h"
 #include "backends/media/MediaJob.h"
+#include "core/ProcessEnd.h"
 #include "core/ProcessMemory.h"
 
 #include <QCommandLineParser>
@@ -30,8 +26,6 @@
 #include <optional>
 
 namespace {
-
-constexpr int kUsageError = 2;
 
 const char* const kToolHelp =
     "Usage: melvane-cli COMMAND [OPTIONS] [ARGUMENTS...]\n"
@@ -60,19 +54,6 @@ const char* const kToolHelp =
     "Run 'melvane-cli COMMAND --help' for the options of a command.\n"
     "Exit status: 0 when every file was handled, 1 when a file failed, 2 for a usage error.\n";
 
-void print(std::FILE* stream, const QString& text) {
-    std::fputs(text.toLocal8Bit().constData(), stream);
-    std::fflush(stream);
-}
-
-int usageError(const QString& command, const QString& message) {
-    const QString name = command.isEmpty() ? QStringLiteral("melvane-cli")
-                                           : QStringLiteral("melvane-cli ") + command;
-    print(stderr, QStringLiteral("%1: %2\nTry '%1 --help' for more information.\n")
-                      .arg(name, terminalText(message)));
-    return kUsageError;
-}
-
 // Names given on the command line that are not valid UTF-8 arrive spoilt (Qt's strings are
 // Unicode), so their files could not be found. Each such file is opened once, by its original
 // bytes, and read through /proc/self/fd instead. Returns the path to open per name; empty for
@@ -93,40 +74,6 @@ QStringList openPaths(const QStringList& names) {
         paths << path;
     }
     return any ? paths : QStringList();
-}
-
-// Adds -h/--help and parses a command's arguments (the first one is the command's name).
-// Returns an exit code when the command should not run: help shown, or a usage error.
-std::optional<int> parseCommand(QCommandLineParser& parser, const QStringList& arguments,
-                                const QString& command, const QString& usageTail,
-                                const QString& epilogue) {
-    const QCommandLineOption helpOption({QStringLiteral("h"), QStringLiteral("help")},
-                                        QStringLiteral("Show this help."));
-    parser.addOption(helpOption);
-    // "-dash.wav" is one unknown option, not the options d, a, s ...
-    parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
-    if (!parser.parse(arguments)) {
-        const QStringList unknown = parser.unknownOptionNames();
-        for (const QString& argument : arguments.mid(1)) {
-            if (argument == QLatin1String("--"))
-                break;
-            if (argument.startsWith(u'-') && !argument.startsWith(QLatin1String("--")) &&
-                unknown.contains(argument.mid(1)) && argument.contains(u'.'))
-                return usageError(command, QStringLiteral("'%1' is not an option; a file whose "
-                                                          "name starts with '-' goes after "
-                                                          "'--', as in: melvane-cli %2 ... -- %1")
-                                               .arg(argument, command));
-        }
-        return usageError(command, parser.errorText());
-    }
-    if (!parser.isSet(helpOption))
-        return std::nullopt;
-    // Qt's help starts with the path the program was started by; show what to type instead.
-    QString text = parser.helpText();
-    text.replace(0, text.indexOf(u'\n'),
-                 QStringLiteral("Usage: melvane-cli %1 %2\n").arg(command, usageTail));
-    print(stdout, text + u'\n' + epilogue);
-    return 0;
 }
 
 int runConvert(const QStringList& arguments) {
@@ -155,15 +102,20 @@ int runConvert(const QStringList& arguments) {
     const QCommandLineOption overwrite(
         QStringLiteral("overwrite"),
         QStringLiteral("Replace outputs that exist already (never a file being converted)."));
-    parser.addOptions({to, bitrate, encoder, out, overwrite});
+    parser.addOptions({to, bitrate, encoder, out, overwrite, helpOption()});
     parser.addPositionalArgument(QStringLiteral("FILE"), QStringLiteral("Files to convert."),
                                  QStringLiteral("FILE..."));
+    // "-dash.wav" is one unknown option, not the options d, a, s ...
+    parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
     if (const auto code = parseCommand(
-            parser, arguments, command,
-            QStringLiteral("--to mp3|wma|wav --out DIR [--overwrite] [OPTIONS] FILE..."),
-            QStringLiteral("Progress is a bar on a terminal and plain lines otherwise.\n"
-                           "Exit status: 0 when every file was converted, 1 when a file failed,\n"
-                           "2 for a usage error, 128 + the signal's number when interrupted.\n")))
+            parser, arguments,
+            helpText(parser,
+                     QStringLiteral("Usage: melvane-cli convert --to mp3|wma|wav --out DIR "
+                                    "[--overwrite] [OPTIONS] FILE...\n"),
+                     QStringLiteral("Progress is a bar on a terminal and plain lines otherwise.\n"
+                                    "Exit status: 0 when every file was converted, 1 when a file "
+                                    "failed,\n2 for a usage error, 128 + the signal's number when "
+                                    "interrupted.\n"))))
         return *code;
 
     ConvertRequest request;
@@ -181,13 +133,11 @@ int runConvert(const QStringList& arguments) {
                                                   "wav")
                                        .arg(target));
 
-    bool number = false;
-    request.bitrateKbps = parser.value(bitrate).toInt(&number);
-    if (!number || request.bitrateKbps < 8 || request.bitrateKbps > 1000)
-        return usageError(command,
-                          QStringLiteral("--bitrate '%1' is not a bit rate: give kbit/s as a whole "
-                                         "number from 8 to 1000, such as 128")
-                              .arg(parser.value(bitrate)));
+    QString why;
+    const std::optional<int> kbps = bitrateOption(parser.value(bitrate), &why);
+    if (!kbps)
+        return usageError(command, why);
+    request.bitrateKbps = *kbps;
 
     const QString encoderName = parser.value(encoder);
     if (encoderName == QLatin1String("lame"))
@@ -244,12 +194,15 @@ int runInfoCommand(const QStringList& arguments) {
         "Prints one line per file, as the conversion list shows it, separated by tabs:\n"
         "path, type (MP3, WMA or WAV from the name's ending in lower case), duration, size in mb.\n"
         "Control characters of a name are shown escaped (\\n, \\t, \\x1b ...)."));
+    parser.addOption(helpOption());
     parser.addPositionalArgument(QStringLiteral("FILE"), QStringLiteral("Files to describe."),
                                  QStringLiteral("FILE..."));
-    if (const auto code =
-            parseCommand(parser, arguments, command, QStringLiteral("FILE..."),
-                         QStringLiteral("Exit status: 0 when every file was described, 1 when a "
-                                        "file could not be,\n2 for a usage error.\n")))
+    parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
+    if (const auto code = parseCommand(
+            parser, arguments,
+            helpText(parser, QStringLiteral("Usage: melvane-cli info FILE...\n"),
+                     QStringLiteral("Exit status: 0 when every file was described, 1 when a "
+                                    "file could not be,\n2 for a usage error.\n"))))
         return *code;
     const QStringList files = parser.positionalArguments();
     if (files.isEmpty())
@@ -275,22 +228,24 @@ int run(int argc, char** argv) {
     if (arguments.value(1) == QLatin1String("help") && arguments.size() > 2)
         arguments = {arguments[0], arguments[2], QStringLiteral("--help")};
     const QString first = arguments.value(1);
-    // Each command: its name and what runs it with the arguments from its name on.
+    // Each command: its name and what runs it with the arguments from its name on, or the
+    // module that has it.
     const struct {
         const char* name;
         int (*run)(const QStringList&);
+        const char* module = nullptr;
     } commands[] = {
         {"convert", runConvert},
         {"info", runInfoCommand},
         {"drives", runDrivesCommand},
         {"toc", runTocCommand},
-        {"mixer", runMixerCommand},
-        {"play", runPlayCommand},
-        {"devices", runDevicesCommand},
-        {"record", runRecordCommand},
-        {"recorders", runRecordersCommand},
-        {"burn", runBurnCommand},
-        {"copy", runCopyCommand},
+        {"mixer", nullptr, kAudioModule},
+        {"play", nullptr, kAudioModule},
+        {"devices", nullptr, kAudioModule},
+        {"record", nullptr, kAudioModule},
+        {"recorders", nullptr, kBurnModule},
+        {"burn", nullptr, kBurnModule},
+        {"copy", nullptr, kBurnModule},
         {"rip", runRipCommand},
     };
     for (const auto& command : commands) {
@@ -298,11 +253,10 @@ int run(int argc, char** argv) {
             continue;
         int code = 1;
         try {
-            code = command.run(arguments.mid(1));
+            code = command.run ? command.run(arguments.mid(1))
+                               : runModuleCommand(command.module, command.name, arguments.mid(1));
         } catch (const std::exception& e) {
-            print(
-                stderr,
-                QStringLiteral("melvane-cli: %1\n").arg(terminalText(QString::fromUtf8(e.what()))));
+            printError(QString(), QString::fromUtf8(e.what()));
         }
         // Cancelled jobs finish removing their temporary files.
         MediaJob::waitForAll(10000);

@@ -1,6 +1,6 @@
 #include "backends/audio/FilterGraph.h"
 
-#include "backends/media/EqualizerSource.h"
+#include "backends/audio/EqualizerSource.h"
 #include "backends/media/FileSource.h"
 #include "backends/media/MediaProbe.h"
 #include "components/Error.h"

@@ -3,10 +3,12 @@
 #include "backends/burn/BurnLog.h"
 #include "backends/burn/BurnMethods.h"
 #include "backends/burn/DiscImageSource.h"
+#include "backends/burn/ImageFiles.h"
 #include "backends/burn/ImageRecorder.h"
 #include "backends/burn/ImageRun.h"
 #include "backends/burn/Libburn.h"
 #include "backends/burn/LibburnRecorder.h"
+#include "backends/burn/MediaTracks.h"
 #include "backends/media/OffTheWindow.h"
 #include "components/Error.h"
 
@@ -47,6 +49,11 @@ Burner::Burner(std::unique_ptr<TrackOpener> opener, std::unique_ptr<ImageOutput>
 
 Burner::~Burner() {
     m_run.reset();
+}
+
+std::unique_ptr<Burner> makeBurner() {
+    return std::make_unique<Burner>(std::make_unique<MediaTrackOpener>(),
+                                    std::make_unique<ImageFiles>());
 }
 
 Recorder* Burner::current() const {

@@ -135,4 +135,8 @@ private:
     std::unique_ptr<BurnRun> m_run; // after the recorders: a run ends before they go
 };
 
+// The engine as both programs run it: files decoded on the fly by the media core, the image
+// recorder's discs written as CUE/BIN files.
+std::unique_ptr<Burner> makeBurner();
+
 } // namespace burning

@@ -144,6 +144,20 @@ int Toc::audioTrackCount() const {
     return n;
 }
 
+QString Toc::whyNotAudio(int number, const QString& driveName) const {
+    const TocTrack* t = track(number);
+    if (!t)
+        return QStringLiteral("the disc in %1 has no track %2 (it has %3)")
+            .arg(driveName)
+            .arg(number)
+            .arg(tracks.size());
+    if (!t->audio())
+        return QStringLiteral("track %1 of %2 is a data track; only audio tracks can be ripped")
+            .arg(number)
+            .arg(driveName);
+    return {};
+}
+
 Disc::Disc(const Drive& drive) : m_drive(drive) {
     installLogHandler();
     takeLogMessages();

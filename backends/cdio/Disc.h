@@ -44,6 +44,9 @@ struct Toc {
     // From the first track's start to the lead-out; none when the first starts past it.
     qint32 lengthSectors() const;
     int audioTrackCount() const;
+    // Why track `number` (from 1) of the disc in the drive so named cannot be ripped, as a
+    // clause: the disc has no such track, or it is a data track. Empty for an audio track.
+    QString whyNotAudio(int number, const QString& driveName) const;
 };
 
 // An open drive or image. Opening checks what it can: an image libcdio cannot read as it is

@@ -393,17 +393,11 @@ std::unique_ptr<DiscReader> DiscReader::track(const Drive& drive, int number, Op
     const Toc toc = disc->toc();
     if (number == 0)
         return hiddenTrack(std::move(disc), toc, options);
+    if (QString why = toc.whyNotAudio(number, drive.name()); !why.isEmpty()) {
+        why[0] = why[0].toUpper();
+        throw Error(why);
+    }
     const TocTrack* t = toc.track(number);
-    if (!t)
-        throw Error(QStringLiteral("The disc in %1 has no track %2 (it has %3)")
-                        .arg(drive.name())
-                        .arg(number)
-                        .arg(toc.tracks.size()));
-    if (!t->audio())
-        throw Error(QStringLiteral("Track %1 of %2 is a data track; only audio tracks can be read "
-                                   "as sound")
-                        .arg(number)
-                        .arg(drive.name()));
     if (!t->problem.isEmpty())
         throw Error(t->problem);
     auto impl = std::make_unique<Impl>();

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "backends/audio/ProcessEnd.h"
+#include "core/ProcessEnd.h"
 
 #include <QTest>
 

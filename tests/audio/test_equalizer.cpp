@@ -1,8 +1,8 @@
 // The file player's "EQ Filter" on real libavfilter: what the player's source produces from a
 // file of three tones, against the curve the equaliser window draws; gains changed while it
 // plays; and the graph's band interface on the test audio server.
+#include "backends/audio/EqualizerSource.h"
 #include "backends/audio/FilterGraph.h"
-#include "backends/media/EqualizerSource.h"
 #include "convert/EqualizerResponse.h"
 #include "tests/audio/AudioTestMain.h"
 #include "tests/media/MediaTestSupport.h"

@@ -250,6 +250,14 @@ private Q_SLOTS:
         row("record bit rate", {"record", "--bitrate", "400", take}, "--bitrate '400'");
         row("record length", {"record", "--seconds", "-1", take}, "--seconds '-1'");
         row("devices with arguments", {"devices", "x"}, "no arguments");
+        // The limits of the options several commands share.
+        row("bit rate above the top", mp3 + QStringList{"--bitrate", "1001", "--out", out, "a.wav"},
+            "--bitrate '1001'");
+        row("rip offset past the largest",
+            {"rip", "--to", "wav", "--offset", "-100001", "--out", out, "x.cue"},
+            "--offset '-100001' is not a read offset");
+        row("burn speed 0", {"burn", "--speed", "0", "a.wav"}, "--speed '0' is not a speed");
+        row("copy speed 51", {"copy", "--speed", "51", "--recorder", "1", "1"}, "--speed '51'");
     }
 
     // Usage errors exit 2 with the reason on standard error, before any file is touched.
@@ -287,6 +295,37 @@ private Q_SLOTS:
         r = finish(playing);
         QCOMPARE(r.exitCode, 0);
         QCOMPARE(r.err, QString());
+    }
+
+    // Every command shows its help under its own name, and refuses an option it does not know
+    // saying where the help is.
+    void everyCommandsHelpAndRefusal_data() {
+        QTest::addColumn<QStringList>("command");
+        QTest::addColumn<QString>("usage");
+        for (const char* name : {"convert", "info", "drives", "toc", "rip", "mixer", "play",
+                                 "devices", "record", "recorders", "burn", "copy"})
+            QTest::newRow(name) << QStringList{name}
+                                << QStringLiteral("Usage: melvane-cli ") + name;
+        QTest::newRow("rip --to image") << QStringList{"rip", "--to", "image"}
+                                        << QStringLiteral("Usage: melvane-cli rip --to image");
+    }
+    void everyCommandsHelpAndRefusal() {
+        QFETCH(QStringList, command);
+        QFETCH(QString, usage);
+        Run r = run(command + QStringList{"--help"});
+        QCOMPARE(r.exitCode, 0);
+        QVERIFY2(r.out.startsWith(usage) && !r.out.contains(QStringLiteral(MELVANE_CLI)),
+                 qPrintable(r.out));
+        QCOMPARE(r.err, QString());
+        r = run(command + QStringList{"--bogus"});
+        QCOMPARE(r.exitCode, 2);
+        QCOMPARE(r.out, QString());
+        const QString name = QStringLiteral("melvane-cli ") + command.first();
+        QVERIFY2(r.err.startsWith(name + QStringLiteral(": ")) && r.err.contains("bogus") &&
+                     r.err.endsWith(
+                         QStringLiteral("\nTry '%1 --help' for more information.\n").arg(name)) &&
+                     r.err.count(u'\n') == 2,
+                 qPrintable(r.err));
     }
 
     void help() {

@@ -19,6 +19,14 @@ endforeach()
 if(missing)
   message(FATAL_ERROR "not installed: ${missing}\n${output}")
 endif()
+# The installed melvane-cli finds its modules in the installed library folder (not in the build).
+foreach(command play recorders)
+  execute_process(COMMAND "${PREFIX}/bin/melvane-cli" ${command} --help
+                  RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)
+  if(NOT result EQUAL 0 OR NOT output MATCHES "Usage: melvane-cli ${command}")
+    message(FATAL_ERROR "the installed melvane-cli ${command} --help: ${result}\n${output}")
+  endif()
+endforeach()
 # The entry starts the installed program and names the installed icon.
 file(STRINGS "${PREFIX}/share/applications/melvane.desktop" entry REGEX "^(Exec|Icon)=")
 if(NOT entry STREQUAL "Exec=melvane;Icon=melvane")

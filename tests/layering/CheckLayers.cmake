@@ -213,6 +213,30 @@ foreach(start melvane-cli core)
   endwhile()
 endforeach()
 
+# melvane-cli itself stays off the sound and burner libraries and Qt Gui, whatever links it
+# there: its modules load them when a command needs them.
+set(device_links "^Qt6::(Gui|Multimedia)$" "^components_skin$" "^backend_(audio|burn|qt)$"
+                 "^PkgConfig::(ALSA|AVFILTER|LIBBURN)$")
+set(queue melvane-cli)
+set(visited melvane-cli)
+while(queue)
+  list(POP_FRONT queue target)
+  get_property(links GLOBAL PROPERTY "links_${target}")
+  get_property(where GLOBAL PROPERTY "file_${target}")
+  foreach(link IN LISTS links)
+    foreach(pattern IN LISTS device_links)
+      if(link MATCHES "${pattern}")
+        list(APPEND violations
+             "${where}: ${target} links ${link}, which melvane-cli may load only in a module")
+      endif()
+    endforeach()
+    if(NOT link IN_LIST visited)
+      list(APPEND visited ${link})
+      list(APPEND queue ${link})
+    endif()
+  endforeach()
+endwhile()
+
 if(violations)
   list(REMOVE_DUPLICATES violations)
   list(LENGTH violations count)

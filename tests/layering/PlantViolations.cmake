@@ -49,7 +49,11 @@ set(plants
   "cd/CMakeLists.txt|target_link_libraries(cd\n  PRIVATE backend_cdio)"
   "shell/CMakeLists.txt|include_directories(\${CMAKE_SOURCE_DIR})"
   "app/cli/CMakeLists.txt|target_link_libraries(melvane-cli PRIVATE panelkit)"
-  "core/CMakeLists.txt|target_link_libraries(core PUBLIC controls)")
+  "core/CMakeLists.txt|target_link_libraries(core PUBLIC controls)"
+  # The sound and burner libraries reaching melvane-cli, directly or through what it links.
+  "app/cli/CMakeLists.txt|target_link_libraries(melvane-cli PRIVATE backend_burn)"
+  "backends/media/CMakeLists.txt|target_link_libraries(backend_media PRIVATE PkgConfig::AVFILTER)"
+  "components/CMakeLists.txt|target_link_libraries(components PUBLIC Qt6::Gui)")
 foreach(plant IN LISTS plants)
   string(REPLACE "|" ";" parts "${plant}")
   list(GET parts 0 file)

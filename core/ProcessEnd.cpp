@@ -1,4 +1,4 @@
-#include "backends/audio/ProcessEnd.h"
+#include "core/ProcessEnd.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -1,4 +1,4 @@
-#include "backends/media/EqualizerSource.h"
+#include "backends/audio/EqualizerSource.h"
 
 #include "backends/media/Ffmpeg.h"
 #include "components/Error.h"
