@@ -190,8 +190,11 @@ foreach(file IN LISTS cmake_files)
   endforeach()
 endforeach()
 
-# No widget library reaches the command line or the core, whatever links it there.
-foreach(start melvane-cli core)
+# Walks everything start links, directly or through what it links, and adds a violation for
+# each link that matches one of the patterns.
+function(check_reach start reason)
+  set(patterns ${ARGN})
+  set(found ${violations})
   set(queue ${start})
   set(visited ${start})
   while(queue)
@@ -199,10 +202,10 @@ foreach(start melvane-cli core)
     get_property(links GLOBAL PROPERTY "links_${target}")
     get_property(where GLOBAL PROPERTY "file_${target}")
     foreach(link IN LISTS links)
-      foreach(pattern IN LISTS widget_links)
+      foreach(pattern IN LISTS patterns)
         if(link MATCHES "${pattern}")
-          list(APPEND violations
-               "${where}: ${target} links ${link}, which brings widgets to ${start}")
+          string(REPLACE "@START@" "${start}" text "${reason}")
+          list(APPEND found "${where}: ${target} links ${link}, ${text}")
         endif()
       endforeach()
       if(NOT link IN_LIST visited)
@@ -211,31 +214,19 @@ foreach(start melvane-cli core)
       endif()
     endforeach()
   endwhile()
+  set(violations ${found} PARENT_SCOPE)
+endfunction()
+
+# No widget library reaches the command line or the core, whatever links it there.
+foreach(start melvane-cli core)
+  check_reach(${start} "which brings widgets to @START@" ${widget_links})
 endforeach()
 
 # melvane-cli itself stays off the sound and burner libraries and Qt Gui, whatever links it
 # there: its modules load them when a command needs them.
-set(device_links "^Qt6::(Gui|Multimedia)$" "^components_skin$" "^backend_(audio|burn|qt)$"
-                 "^PkgConfig::(ALSA|AVFILTER|LIBBURN)$")
-set(queue melvane-cli)
-set(visited melvane-cli)
-while(queue)
-  list(POP_FRONT queue target)
-  get_property(links GLOBAL PROPERTY "links_${target}")
-  get_property(where GLOBAL PROPERTY "file_${target}")
-  foreach(link IN LISTS links)
-    foreach(pattern IN LISTS device_links)
-      if(link MATCHES "${pattern}")
-        list(APPEND violations
-             "${where}: ${target} links ${link}, which melvane-cli may load only in a module")
-      endif()
-    endforeach()
-    if(NOT link IN_LIST visited)
-      list(APPEND visited ${link})
-      list(APPEND queue ${link})
-    endif()
-  endforeach()
-endwhile()
+check_reach(melvane-cli "which melvane-cli may load only in a module"
+            "^Qt6::(Gui|Multimedia)$" "^components_skin$" "^backend_(audio|burn|qt)$"
+            "^PkgConfig::(ALSA|AVFILTER|LIBBURN)$")
 
 if(violations)
   list(REMOVE_DUPLICATES violations)
