@@ -30,6 +30,9 @@ public:
     virtual OverwriteRule Overwrite() const = 0;
     // Stops a running file; its partial output is removed and no 100 follows.
     virtual void Cancel() = 0;
+    // The cores one file may use (LAME only): 0, the default, every core; a batch that converts
+    // files side by side gives each one its share.
+    virtual void setCores(qint32 cores) = 0;
 
 Q_SIGNALS:
     void Progress(qint32 percent);

@@ -7,9 +7,11 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QThread>
 #include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <utility>
 
 namespace {
 
@@ -27,10 +29,10 @@ QString targetName(ConvertRequest::Target target) {
 
 } // namespace
 
-ConvertCommand::ConvertCommand(ConvertRequest request, ConvertCodecs codecs,
+ConvertCommand::ConvertCommand(ConvertRequest request, std::vector<ConvertCodecs> codecs,
                                ProgressPrinter& printer, QObject* parent)
-    : QObject(parent), m_request(std::move(request)), m_codecs(std::move(codecs)),
-      m_printer(printer) {
+    : QObject(parent), m_request(std::move(request)), m_printer(printer),
+      m_files(size_t(m_request.files.size())) {
     switch (m_request.target) {
     case ConvertRequest::Target::Mp3:
         m_extension = QStringLiteral("mp3");
@@ -42,14 +44,30 @@ ConvertCommand::ConvertCommand(ConvertRequest request, ConvertCodecs codecs,
         m_extension = QStringLiteral("wav");
         break;
     }
-    connect(m_codecs.mEnc.get(), &MEnc::Progress, this, [this](qint32 p) { onProgress(p); });
-    connect(m_codecs.mDec.get(), &MDec::Progress, this, [this](qint32 p) { onProgress(p); });
-    connect(m_codecs.waEnc.get(), &WAEnc::Progress, this, &ConvertCommand::onProgress);
-    connect(m_codecs.waDec.get(), &WaDec::Progress, this, &ConvertCommand::onProgress);
-    connect(m_codecs.mEnc.get(), &MEnc::Failed, this, &ConvertCommand::onFailed);
-    connect(m_codecs.mDec.get(), &MDec::Failed, this, &ConvertCommand::onFailed);
-    connect(m_codecs.waEnc.get(), &WAEnc::Failed, this, &ConvertCommand::onFailed);
-    connect(m_codecs.waDec.get(), &WaDec::Failed, this, &ConvertCommand::onFailed);
+    for (File& file : m_files) {
+        const qsizetype i = &file - m_files.data();
+        file.output = outputPathFor(m_request.outputFolder, m_request.files[i], m_extension);
+        file.key = QFileInfo(file.output).absoluteFilePath();
+    }
+    // Never more slots than files; the slots live as long as the command, so each may be
+    // captured by reference.
+    codecs.resize(std::min(codecs.size(), std::max(m_files.size(), size_t(1))));
+    m_slots.resize(codecs.size());
+    for (size_t i = 0; i < codecs.size(); ++i) {
+        Slot& slot = m_slots[i];
+        slot.codecs = std::move(codecs[i]);
+        const ConvertCodecs& c = slot.codecs;
+        const auto progress = [this, &slot](double p) { onProgress(slot, p); };
+        const auto failed = [this, &slot](const QString& message) { onFailed(slot, message); };
+        connect(c.mEnc.get(), &MEnc::Progress, this, progress);
+        connect(c.mDec.get(), &MDec::Progress, this, progress);
+        connect(c.waEnc.get(), &WAEnc::Progress, this, progress);
+        connect(c.waDec.get(), &WaDec::Progress, this, progress);
+        connect(c.mEnc.get(), &MEnc::Failed, this, failed);
+        connect(c.mDec.get(), &MDec::Failed, this, failed);
+        connect(c.waEnc.get(), &WAEnc::Failed, this, failed);
+        connect(c.waDec.get(), &WaDec::Failed, this, failed);
+    }
 }
 
 QString ConvertCommand::outputPathFor(const QString& folder, const QString& source,
@@ -59,32 +77,46 @@ QString ConvertCommand::outputPathFor(const QString& folder, const QString& sour
 }
 
 void ConvertCommand::start() {
-    next();
+    fill();
 }
 
-// Starts files until one is running; files that cannot even start are noted and skipped.
-void ConvertCommand::next() {
-    while (!m_ended && ++m_index < m_request.files.size()) {
-        const QString& source = m_request.files[m_index];
-        const QString output = outputPathFor(m_request.outputFolder, source, m_extension);
-        m_printer.begin(source, output, m_index + 1, int(m_request.files.size()));
-        try {
-            startFile(source, output);
-            m_running = true;
-            return;
-        } catch (const OutputExistsError& e) {
-            fail(e.message() + QStringLiteral(" (--overwrite replaces it)"));
-        } catch (const Error& e) {
-            fail(e.message());
-        } catch (const std::exception& e) {
-            // Nothing may leave through the event loop; a failed start is that file's failure.
-            fail(QString::fromUtf8(e.what()));
+bool ConvertCommand::anyRunning() const {
+    return std::any_of(m_slots.begin(), m_slots.end(), [](const Slot& s) { return s.file >= 0; });
+}
+
+// Starts files in the free slots; files that cannot even start are noted and skipped.
+void ConvertCommand::fill() {
+    for (Slot& slot : m_slots) {
+        while (!m_ended && !m_interrupted && slot.file < 0 && m_next < int(m_files.size())) {
+            // A second source of a running file's name waits for it, so that it is refused
+            // when that file is written and converted when it fails, as one after another.
+            const QString& key = m_files[size_t(m_next)].key;
+            if (std::any_of(m_slots.begin(), m_slots.end(), [&](const Slot& s) {
+                    return s.file >= 0 && m_files[size_t(s.file)].key == key;
+                }))
+                break;
+            const int index = m_next++;
+            try {
+                startFile(slot, index);
+            } catch (const OutputExistsError& e) {
+                fail(index, e.message() + QStringLiteral(" (--overwrite replaces it)"));
+            } catch (const Error& e) {
+                fail(index, e.message());
+            } catch (const std::exception& e) {
+                // Nothing may leave through the event loop; a failed start is that file's failure.
+                fail(index, QString::fromUtf8(e.what()));
+            }
         }
     }
-    end();
+    report();
+    if (!anyRunning() && m_next >= int(m_files.size()))
+        end();
 }
 
-void ConvertCommand::startFile(const QString& source, const QString& output) {
+void ConvertCommand::startFile(Slot& slot, int index) {
+    const QString& source = m_request.files[index];
+    File& file = m_files[size_t(index)];
+    file.clock.start();
     const ConvertRequest::Target target = m_request.target;
     using ConvertRules::FileType;
     const FileType type = ConvertRules::typeOf(source);
@@ -96,98 +128,141 @@ void ConvertCommand::startFile(const QString& source, const QString& output) {
         throw Error(QStringLiteral("Cannot convert %1 to WAV: only MP3 and WMA files (names "
                                    "ending in \"mp3\" or \"wma\") are decoded")
                         .arg(source));
-    const QString key = QFileInfo(output).absoluteFilePath();
-    if (const auto earlier = m_outputs.constFind(key); earlier != m_outputs.constEnd())
+    if (const auto earlier = m_outputs.constFind(file.key); earlier != m_outputs.constEnd())
         throw Error(QStringLiteral("Cannot write %1: it was just written from %2, and %3 has the "
                                    "same name")
-                        .arg(output, earlier.value(), source));
+                        .arg(file.output, earlier.value(), source));
 
-    const QString alias = m_request.openAs.value(m_index);
+    const QString alias = m_request.openAs.value(index);
     const QString input = alias.isEmpty() ? source : alias;
+    const QString& output = file.output;
     const double bitsPerSecond = m_request.bitrateKbps * 1000.0;
     // None of the files given is ever written over, --overwrite or not.
     OverwriteRule rule{m_request.overwrite, m_request.files};
     for (const QString& path : m_request.openAs)
         if (!path.isEmpty())
             rule.sources << path;
+    const ConvertCodecs& codecs = slot.codecs;
     switch (target) {
-    case ConvertRequest::Target::Mp3:
-        m_codecs.mEnc->setEncoderSwitch(m_request.encoderSwitch);
-        m_codecs.mEnc->setBitrate(bitsPerSecond);
-        m_codecs.mEnc->setInputFile(input);
-        m_codecs.mEnc->setOutputFile(output);
-        m_codecs.mEnc->setOverwrite(rule);
-        m_codecs.mEnc->Encode();
+    case ConvertRequest::Target::Mp3: {
+        // While as many files are left as run side by side, each takes its share of the cores;
+        // the last ones take them all, so that the end of the batch keeps every core busy.
+        const int sideBySide = int(m_slots.size());
+        const bool shared = sideBySide > 1 && int(m_files.size()) - index >= sideBySide;
+        codecs.mEnc->setCores(shared ? std::max(1, QThread::idealThreadCount() / sideBySide) : 0);
+        codecs.mEnc->setEncoderSwitch(m_request.encoderSwitch);
+        codecs.mEnc->setBitrate(bitsPerSecond);
+        codecs.mEnc->setInputFile(input);
+        codecs.mEnc->setOutputFile(output);
+        codecs.mEnc->setOverwrite(rule);
+        codecs.mEnc->Encode();
         break;
+    }
     case ConvertRequest::Target::Wma:
-        m_codecs.waEnc->setBitrate(bitsPerSecond);
-        m_codecs.waEnc->setOverwrite(rule);
-        m_codecs.waEnc->Encode(input, output);
+        codecs.waEnc->setBitrate(bitsPerSecond);
+        codecs.waEnc->setOverwrite(rule);
+        codecs.waEnc->Encode(input, output);
         break;
     case ConvertRequest::Target::Wav:
         if (type == FileType::Wma) {
-            m_codecs.waDec->setInputFile(input);
-            m_codecs.waDec->setOutputFile(output);
-            m_codecs.waDec->setOverwrite(rule);
-            m_codecs.waDec->Decode();
+            codecs.waDec->setInputFile(input);
+            codecs.waDec->setOutputFile(output);
+            codecs.waDec->setOverwrite(rule);
+            codecs.waDec->Decode();
         } else {
-            m_codecs.mDec->setInputFile(input);
-            m_codecs.mDec->setOutputFile(output);
-            m_codecs.mDec->setOverwrite(rule);
-            m_codecs.mDec->Decode();
+            codecs.mDec->setInputFile(input);
+            codecs.mDec->setOutputFile(output);
+            codecs.mDec->setOverwrite(rule);
+            codecs.mDec->Decode();
         }
         break;
     }
-    m_currentOutput = key;
+    file.state = File::State::Running;
+    slot.file = index;
 }
 
-void ConvertCommand::onProgress(double percent) {
-    if (!m_running)
+void ConvertCommand::onProgress(Slot& slot, double percent) {
+    if (slot.file < 0)
         return;
+    File& file = m_files[size_t(slot.file)];
     if (percent != 100.0) {
-        m_printer.update(percent);
+        file.percent = percent;
+        if (slot.file == m_shown)
+            m_printer.update(percent);
         return;
     }
-    m_running = false;
-    m_outputs.insert(m_currentOutput, m_request.files[m_index]);
-    ++m_converted;
-    m_printer.done();
+    file.state = File::State::Done;
+    file.tookMs = file.clock.elapsed();
+    m_outputs.insert(file.key, m_request.files[slot.file]);
+    slot.file = -1;
     if (!m_interrupted)
-        next();
+        fill();
 }
 
-void ConvertCommand::onFailed(const QString& message) {
-    if (!m_running)
+void ConvertCommand::onFailed(Slot& slot, const QString& message) {
+    if (slot.file < 0)
         return;
-    m_running = false;
-    fail(message);
+    const int index = std::exchange(slot.file, -1);
+    fail(index, message);
     if (!m_interrupted)
-        next();
+        fill();
 }
 
-void ConvertCommand::fail(const QString& reason) {
-    m_printer.failed();
-    const QString& name = m_request.files[m_index];
-    QString text = reason;
-    if (const QString alias = m_request.openAs.value(m_index); !alias.isEmpty())
-        text.replace(alias, name);
-    m_failures << QStringLiteral("%1: %2").arg(name, text);
+void ConvertCommand::fail(int index, const QString& reason) {
+    File& file = m_files[size_t(index)];
+    file.state = File::State::Failed;
+    file.tookMs = file.clock.isValid() ? file.clock.elapsed() : 0;
+    file.failure = reason;
+    if (const QString alias = m_request.openAs.value(index); !alias.isEmpty())
+        file.failure.replace(alias, m_request.files[index]);
 }
 
-void ConvertCommand::cancelRunning() {
-    if (!m_running)
-        return;
-    m_codecs.mEnc->Cancel();
-    m_codecs.mDec->Cancel();
-    m_codecs.waEnc->Cancel();
-    m_codecs.waDec->Cancel();
+// Brings the printer up to date: the files before the first running or waiting one are
+// reported, in order, and that one's progress is shown.
+void ConvertCommand::report() {
+    while (m_shown < int(m_files.size())) {
+        const File& file = m_files[size_t(m_shown)];
+        if (file.state == File::State::Waiting)
+            return;
+        if (!m_shownBegun) {
+            m_printer.begin(m_request.files[m_shown], file.output, m_shown + 1, int(m_files.size()),
+                            file.tookMs >= 0 ? file.tookMs
+                                             : (file.clock.isValid() ? file.clock.elapsed() : 0));
+            m_shownBegun = true;
+        }
+        switch (file.state) {
+        case File::State::Waiting:
+            return;
+        case File::State::Running:
+            m_printer.update(file.percent);
+            return;
+        case File::State::Done:
+            m_printer.done();
+            break;
+        case File::State::Failed:
+            m_printer.failed();
+            break;
+        case File::State::Cancelled:
+            m_printer.interrupted();
+            break;
+        }
+        ++m_shown;
+        m_shownBegun = false;
+    }
 }
 
 void ConvertCommand::interrupt(int signalNumber) {
     if (m_ended || m_interrupted)
         return;
     m_interrupted = true;
-    cancelRunning();
+    for (Slot& slot : m_slots) {
+        if (slot.file < 0)
+            continue;
+        slot.codecs.mEnc->Cancel();
+        slot.codecs.mDec->Cancel();
+        slot.codecs.waEnc->Cancel();
+        slot.codecs.waDec->Cancel();
+    }
     // A file that was complete when the signal came still reports its 100, queued before this.
     QMetaObject::invokeMethod(
         this, [this, signalNumber] { endInterrupted(signalNumber); }, Qt::QueuedConnection);
@@ -196,10 +271,17 @@ void ConvertCommand::interrupt(int signalNumber) {
 void ConvertCommand::endInterrupted(int signalNumber) {
     if (m_ended)
         return;
-    if (m_running)
-        m_printer.interrupted();
-    m_running = false;
-    const qsizetype left = m_request.files.size() - m_converted - m_failures.size();
+    for (Slot& slot : m_slots) {
+        if (slot.file >= 0)
+            m_files[size_t(std::exchange(slot.file, -1))].state = File::State::Cancelled;
+    }
+    report();
+    const auto count = [this](File::State state) {
+        return std::count_if(m_files.begin(), m_files.end(),
+                             [state](const File& f) { return f.state == state; });
+    };
+    const qsizetype left =
+        qsizetype(m_files.size()) - count(File::State::Done) - count(File::State::Failed);
     if (left == 0) {
         end();
         return;
@@ -217,15 +299,24 @@ void ConvertCommand::end() {
         return;
     m_ended = true;
     reportFailures();
-    Q_EMIT finished(m_failures.isEmpty() ? 0 : 1);
+    const bool anyFailed = std::any_of(m_files.begin(), m_files.end(), [](const File& f) {
+        return f.state == File::State::Failed;
+    });
+    Q_EMIT finished(anyFailed ? 1 : 0);
 }
 
 void ConvertCommand::reportFailures() const {
-    if (m_failures.isEmpty())
+    QStringList failures;
+    for (size_t i = 0; i < m_files.size(); ++i) {
+        if (m_files[i].state == File::State::Failed)
+            failures << QStringLiteral("%1: %2").arg(m_request.files[qsizetype(i)],
+                                                     m_files[i].failure);
+    }
+    if (failures.isEmpty())
         return;
     printError(QString(), QStringLiteral("%1 of %2 file(s) failed:")
-                              .arg(m_failures.size())
+                              .arg(failures.size())
                               .arg(m_request.files.size()));
-    for (const QString& failure : m_failures)
+    for (const QString& failure : failures)
         print(stderr, QStringLiteral("  %1\n").arg(terminalText(failure)));
 }

@@ -6,10 +6,12 @@
 #include "components/WAEnc.h"
 #include "components/WaDec.h"
 
+#include <QElapsedTimer>
 #include <QHash>
 #include <QObject>
 #include <QStringList>
 #include <memory>
+#include <vector>
 
 // What `convert` was asked to do, already checked for form.
 struct ConvertRequest {
@@ -34,19 +36,22 @@ struct ConvertCodecs {
     std::unique_ptr<WaDec> waDec;
 };
 
-// Converts the files of a request one after another, the way the convert panel chains them:
-// the next file starts when the codec reports exactly 100 or reports a failure. A file that
-// fails is remembered with its reason and the batch goes on; finished() carries the exit code.
+// Converts the files of a request, several side by side (one set of codecs each), the way the
+// convert panel chains them one at a time: a file is over when its codec reports exactly 100 or
+// a failure, and the next one starts in its place. Files are reported in the order given, each
+// with its own progress. A file that fails is remembered with its reason and the batch goes on;
+// finished() carries the exit code.
 class ConvertCommand final : public QObject {
     Q_OBJECT
 public:
-    ConvertCommand(ConvertRequest request, ConvertCodecs codecs, ProgressPrinter& printer,
-                   QObject* parent = nullptr);
+    // One set of codecs per file converted at once; there must be at least one.
+    ConvertCommand(ConvertRequest request, std::vector<ConvertCodecs> codecs,
+                   ProgressPrinter& printer, QObject* parent = nullptr);
 
-    // Starts the first file; the rest follows from the event loop.
+    // Starts the first files; the rest follows from the event loop.
     void start();
-    // Cancels the running file (its temporary output is removed) and ends the batch. A file
-    // whose output was already in place counts as converted.
+    // Cancels the running files (their temporary outputs are removed) and ends the batch. A
+    // file whose output was already in place counts as converted.
     void interrupt(int signalNumber);
 
     // The output path for a source: its whole file name with the three-letter ending replaced,
@@ -58,29 +63,44 @@ Q_SIGNALS:
     void finished(int exitCode);
 
 private:
-    void next();
-    // Checks the source and starts its codec; raises Error when it cannot start.
-    void startFile(const QString& source, const QString& output);
-    void onProgress(double percent);
-    void onFailed(const QString& message);
-    void fail(const QString& reason);
-    void cancelRunning();
+    struct File {
+        enum class State { Waiting, Running, Done, Failed, Cancelled };
+        State state = State::Waiting;
+        QString output;
+        QString key; // the output's absolute path
+        double percent = 0;
+        QString failure;
+        QElapsedTimer clock; // from its start
+        qint64 tookMs = -1;  // once over
+    };
+    struct Slot {
+        ConvertCodecs codecs;
+        int file = -1; // the file it converts; -1 when free
+    };
+
+    void fill();
+    // Checks the source and starts its codecs; raises Error when it cannot start.
+    void startFile(Slot& slot, int index);
+    void onProgress(Slot& slot, double percent);
+    void onFailed(Slot& slot, const QString& message);
+    void fail(int index, const QString& reason);
+    void report();
     void end();
     void endInterrupted(int signalNumber);
     void reportFailures() const;
+    bool anyRunning() const;
 
     ConvertRequest m_request;
-    ConvertCodecs m_codecs;
+    std::vector<Slot> m_slots;
     ProgressPrinter& m_printer;
-    int m_index = -1;
-    bool m_running = false;
+    std::vector<File> m_files;
+    int m_next = 0;  // the next file to start
+    int m_shown = 0; // the file the printer shows, the first not yet reported
+    bool m_shownBegun = false;
     bool m_ended = false;
     bool m_interrupted = false;
-    int m_converted = 0;
     QString m_extension;
     // Outputs of this run and their sources, so a second source of the same name cannot
     // replace a file the run has just written.
     QHash<QString, QString> m_outputs;
-    QString m_currentOutput;
-    QStringList m_failures;
 };

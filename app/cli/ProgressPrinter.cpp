@@ -42,7 +42,8 @@ ProgressPrinter::ProgressPrinter() : ProgressPrinter(Style::Lines, stdout, 80) {
 ProgressPrinter::ProgressPrinter(Style style, std::FILE* barStream, int barWidth)
     : m_style(style), m_barStream(barStream), m_width(barWidth) {}
 
-void ProgressPrinter::begin(const QString& source, const QString& output, int index, int count) {
+void ProgressPrinter::begin(const QString& source, const QString& output, int index, int count,
+                            qint64 startedMsAgo) {
     const int digits = int(QString::number(count).size());
     m_label = QStringLiteral("[%1/%2] %3 -> %4")
                   .arg(index, digits)
@@ -50,6 +51,7 @@ void ProgressPrinter::begin(const QString& source, const QString& output, int in
                   .arg(terminalText(source), terminalText(output));
     m_shown = -1;
     m_clock.start();
+    m_startedMsAgo = startedMsAgo;
     if (m_style == Style::Bar)
         update(0);
 }
@@ -101,7 +103,8 @@ void ProgressPrinter::finish(const QString& outcome) {
 }
 
 void ProgressPrinter::done() {
-    finish(QStringLiteral("done (%1 s)").arg(double(m_clock.elapsed()) / 1000.0, 0, 'f', 1));
+    finish(QStringLiteral("done (%1 s)")
+               .arg(double(m_clock.elapsed() + m_startedMsAgo) / 1000.0, 0, 'f', 1));
 }
 
 void ProgressPrinter::failed() {

@@ -18,7 +18,9 @@ public:
 
     Style style() const { return m_style; }
 
-    void begin(const QString& source, const QString& output, int index, int count);
+    // startedMsAgo: how long the file has been converting already (it ran out of sight).
+    void begin(const QString& source, const QString& output, int index, int count,
+               qint64 startedMsAgo = 0);
     void update(double percent);
     void done();
     void failed();
@@ -36,4 +38,5 @@ private:
     int m_shown = -1; // last whole percent drawn or written
     bool m_barVisible = false;
     QElapsedTimer m_clock;
+    qint64 m_startedMsAgo = 0;
 };

@@ -20,6 +20,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QHash>
+#include <QThread>
 #include <cstdio>
 #include <exception>
 #include <fcntl.h>
@@ -76,15 +77,19 @@ QStringList openPaths(const QStringList& names) {
     return any ? paths : QStringList();
 }
 
+// More files at once only hold more audio in memory.
+constexpr int kMostFilesAtOnce = 16;
+
 int runConvert(const QStringList& arguments) {
     const QString command = QStringLiteral("convert");
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral(
-        "Converts the files one after another into the output folder: WAV files to MP3 or WMA,\n"
-        "MP3 and WMA files to WAV. Each output keeps the source's whole file name, however long,\n"
-        "with its last three characters (the ending) replaced: song.wav gives song.mp3. A file\n"
-        "whose output exists is left out unless --overwrite is given; the files being converted\n"
-        "are never written over. A file that fails does not stop the others."));
+        "Converts the files into the output folder, as many at a time as the computer has cores:\n"
+        "WAV files to MP3 or WMA, MP3 and WMA files to WAV. Each output keeps the source's\n"
+        "whole file name, however long, with its last three characters (the ending) replaced:\n"
+        "song.wav gives song.mp3. A file whose output exists is left out unless --overwrite is\n"
+        "given; the files being converted are never written over. A file that fails does not\n"
+        "stop the others."));
     const QCommandLineOption to(QStringLiteral("to"),
                                 QStringLiteral("Target format: mp3, wma or wav."),
                                 QStringLiteral("mp3|wma|wav"));
@@ -102,7 +107,12 @@ int runConvert(const QStringList& arguments) {
     const QCommandLineOption overwrite(
         QStringLiteral("overwrite"),
         QStringLiteral("Replace outputs that exist already (never a file being converted)."));
-    parser.addOptions({to, bitrate, encoder, out, overwrite, helpOption()});
+    const QCommandLineOption jobs(
+        QStringLiteral("jobs"),
+        QStringLiteral("Files converted at once (default: one per core); 1 converts them one "
+                       "after another, each on every core."),
+        QStringLiteral("N"));
+    parser.addOptions({to, bitrate, encoder, out, overwrite, jobs, helpOption()});
     parser.addPositionalArgument(QStringLiteral("FILE"), QStringLiteral("Files to convert."),
                                  QStringLiteral("FILE..."));
     // "-dash.wav" is one unknown option, not the options d, a, s ...
@@ -164,17 +174,31 @@ int runConvert(const QStringList& arguments) {
             command,
             QStringLiteral("the output folder %1 does not exist").arg(request.outputFolder));
 
+    int filesAtOnce = QThread::idealThreadCount();
+    if (parser.isSet(jobs)) {
+        bool ok = false;
+        filesAtOnce = parser.value(jobs).toInt(&ok);
+        if (!ok || filesAtOnce < 1 || filesAtOnce > kMostFilesAtOnce)
+            return usageError(command, QStringLiteral("--jobs takes a number of files from 1 to "
+                                                      "%1, not '%2'")
+                                           .arg(kMostFilesAtOnce)
+                                           .arg(parser.value(jobs)));
+    }
+
     request.overwrite = parser.isSet(overwrite);
     request.files = parser.positionalArguments();
     if (request.files.isEmpty())
         return usageError(command, QStringLiteral("no files to convert"));
     request.openAs = openPaths(request.files);
 
-    ConvertCodecs codecs;
-    codecs.mEnc = std::make_unique<Mp3Encoder>();
-    codecs.mDec = std::make_unique<Mp3Decoder>();
-    codecs.waEnc = std::make_unique<WmaEncoder>();
-    codecs.waDec = std::make_unique<WmaDecoder>();
+    std::vector<ConvertCodecs> codecs(
+        size_t(std::min<qsizetype>(filesAtOnce, request.files.size())));
+    for (ConvertCodecs& set : codecs) {
+        set.mEnc = std::make_unique<Mp3Encoder>();
+        set.mDec = std::make_unique<Mp3Decoder>();
+        set.waEnc = std::make_unique<WmaEncoder>();
+        set.waDec = std::make_unique<WmaDecoder>();
+    }
     ProgressPrinter printer;
     ConvertCommand job(std::move(request), std::move(codecs), printer);
     Interrupts interrupts;

@@ -230,7 +230,7 @@ void SoundRecorder::StartRecording() {
     // Whether a take may replace an older file is the recorder window's question.
     options.overwrite.replace = true;
     // In real time: one encoder, each frame written as soon as it is made.
-    options.parallel = false;
+    options.cores = 1;
     auto file = std::make_unique<EncodedSink>(m_fileName, options, format.pcm());
     auto spool = std::make_shared<RecordingSpool>(format.pcm());
     auto pipe = std::make_shared<PcmPipe>(format.pcm(), qint64(kPipeSeconds) * format.sampleRate,

@@ -15,6 +15,7 @@ void Mp3Encoder::Encode() {
     options.codec = m_encoderSwitch == 1 ? OutputCodec::Mp3Shine : OutputCodec::Mp3Lame;
     options.bitRate = checkedBitRate(m_bitrate, m_outputFile);
     options.overwrite = m_overwrite;
+    options.cores = m_cores;
     m_runner.start(m_inputFile, m_outputFile, options);
 }
 

@@ -33,9 +33,11 @@ public:
     void setOverwrite(const OverwriteRule& rule) override { m_overwrite = rule; }
     OverwriteRule Overwrite() const override { return m_overwrite; }
     void Cancel() override;
+    void setCores(qint32 cores) override { m_cores = cores; }
 
 private:
     qint16 m_encoderSwitch = 0;
+    qint32 m_cores = 0;
     double m_bitrate = 128000.0;
     QString m_inputFile;
     QString m_outputFile;

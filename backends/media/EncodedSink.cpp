@@ -157,7 +157,7 @@ struct EncodedSink::Impl {
         settings.channels = encoded.channels;
         settings.bitRateKbps = int(bitRate / 1000);
         settings.vbrQuality = options.vbrQuality;
-        settings.workers = options.parallel ? QThread::idealThreadCount() : 1;
+        settings.workers = options.cores > 0 ? options.cores : QThread::idealThreadCount();
         try {
             lame = std::make_unique<LameEncoder>(settings);
         } catch (const Error& e) {
@@ -203,7 +203,7 @@ struct EncodedSink::Impl {
         // it, so lead in with that much silence to keep the first samples.
         if (!(codec->capabilities & AV_CODEC_CAP_DELAY))
             leadIn = std::min(encoder->initial_padding, frameSize);
-        if (options.parallel && policy->independentFrames && ParallelEncoder::suits(codec))
+        if (options.cores != 1 && policy->independentFrames && ParallelEncoder::suits(codec))
             parallel = std::make_unique<ParallelEncoder>([&] { return makeEncoder(codec); }, 2);
     }
 

@@ -33,10 +33,11 @@ public:
         qint64 bitRate = 128000;
         // Tags for the container, with FFmpeg's generic keys: title, artist, album ...
         QMap<QString, QString> tags;
-        // WMA: encode on two threads of its own; the bytes are the same either way. MP3 (LAME):
-        // one file on every core, its blocks joined into one stream. False: one encoder on the
-        // writing thread, as a recording wants.
-        bool parallel = true;
+        // The cores the encoder may use; 0: every core. MP3 (LAME): one file on that many
+        // encoders, its blocks joined into one stream. WMA: two threads of its own, the bytes the
+        // same either way. 1: one encoder on the writing thread, as a recording wants, or a batch
+        // that converts files side by side.
+        int cores = 0;
         // What is done about a file already at the path (see OutputFile): by default it is
         // refused with OutputExistsError.
         OverwriteRule overwrite = {};

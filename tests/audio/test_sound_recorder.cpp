@@ -385,7 +385,7 @@ private Q_SLOTS:
         {
             // As the recorder writes: one encoder, each frame out as soon as it is made.
             EncodedSink::Options options{OutputCodec(codec), 64000, {}};
-            options.parallel = false;
+            options.cores = 1;
             EncodedSink sink(folder + QStringLiteral("/never.out"), options, format);
             SineSource sine(format, 3.0);
             std::vector<qint16> buffer(size_t(4096 * channels));

@@ -3,6 +3,7 @@
 #include "app/cli/ConvertCommand.h"
 #include "backends/media/Codecs.h"
 #include "backends/media/MediaProbe.h"
+#include "tests/fakes/FakeCodecs.h"
 #include "tests/media/MediaTestSupport.h"
 #include "tests/support/ChildProcess.h"
 
@@ -232,6 +233,8 @@ private Q_SLOTS:
         row("bad bit rate", mp3 + QStringList{"--bitrate", "fast", "--out", out, "a.wav"}, "fast");
         row("zero bit rate", {"convert", "--to", "wma", "--bitrate", "0", "--out", out, "a.wav"},
             "--bitrate");
+        row("no files at once", mp3 + QStringList{"--jobs", "0", "--out", out, "a.wav"},
+            "--jobs takes a number of files from 1 to 16, not '0'");
         row("unknown encoder", mp3 + QStringList{"--encoder", "blade", "--out", out, "a.wav"},
             "blade");
         row("unknown option", mp3 + QStringList{"--speed", "--out", out, "a.wav"},
@@ -377,27 +380,49 @@ private Q_SLOTS:
 
     void signalsLeaveNothing_data() {
         QTest::addColumn<int>("signal");
-        QTest::newRow("TERM") << SIGTERM;
-        QTest::newRow("QUIT") << SIGQUIT;
-        QTest::newRow("USR1") << SIGUSR1;
-        QTest::newRow("ALRM") << SIGALRM;
-        QTest::newRow("KILL") << SIGKILL;
+        QTest::addColumn<int>("jobs");
+        QTest::newRow("TERM") << SIGTERM << 2;
+        QTest::newRow("QUIT") << SIGQUIT << 2;
+        QTest::newRow("USR1") << SIGUSR1 << 2;
+        QTest::newRow("ALRM") << SIGALRM << 2;
+        QTest::newRow("KILL") << SIGKILL << 2;
+        QTest::newRow("TERM, one at a time") << SIGTERM << 1;
     }
 
-    // Stopped from the shell, even without a chance to clean up, the running file leaves no
-    // output, complete or partial, and no later file starts.
+    // Stopped from the shell, even without a chance to clean up, a running file leaves no
+    // output, complete or partial. Side by side, the short file after the long one is done
+    // first and stays, whole; one at a time, it never starts.
     void signalsLeaveNothing() {
         QFETCH(int, signal);
+        QFETCH(int, jobs);
         const QString out = freshFolder(QStringLiteral("interrupted"));
+        const QString toneOut = out + "/tone.mp3";
         QProcess process;
-        QVERIFY(startLong(process, {"convert", "--to", "mp3", "--out", out, m_long, m_tone}));
+        QVERIFY(startLong(process, {"convert", "--to", "mp3", "--jobs", QString::number(jobs),
+                                    "--out", out, m_long, m_tone}));
+        if (jobs > 1)
+            QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(toneOut), 10000);
         ::kill(pid_t(process.processId()), signal);
         const Run r = finish(process);
-        QCOMPARE(folderEntries(out), QStringList());
+        if (jobs == 1) {
+            QCOMPARE(folderEntries(out), QStringList());
+        } else {
+            QCOMPARE(folderEntries(out), QStringList{"tone.mp3"});
+            QCOMPARE(decodeFile(toneOut).frames(), decodeFile(m_tone).frames());
+        }
         if (signal == SIGKILL)
             return;
         QCOMPARE(r.exitCode, 128 + signal);
-        QVERIFY2(r.err.contains("interrupted; 2 of 2"), qPrintable(r.err));
+        const QString longLine = "[1/2] " + m_long + " -> " + out + "/long.mp3: interrupted\n";
+        if (jobs == 1) {
+            QVERIFY2(r.err.contains("interrupted; 2 of 2"), qPrintable(r.err));
+            QVERIFY2(r.out.endsWith(longLine), qPrintable(r.out));
+        } else {
+            QVERIFY2(r.err.contains("interrupted; 1 of 2"), qPrintable(r.err));
+            // Reported in the order given, though the second was done first.
+            QVERIFY2(r.out.contains(longLine + "[2/2] " + m_tone + " -> " + toneOut + ": done"),
+                     qPrintable(r.out));
+        }
     }
 
     // A full disk, a file size limit, a folder made read-only half-way: the file fails with
@@ -433,11 +458,50 @@ private Q_SLOTS:
         QVERIFY(QFile::setPermissions(locked, QFileDevice::Permissions(0x7700)));
     }
 
+    // Files side by side, each on codecs of its own: while as many are left as run at once they
+    // share the cores and the last one takes them all; a second source of a running file's name
+    // waits for it and is refused once that file is written.
+    void filesSideBySide() {
+        std::vector<ConvertCodecs> codecs(2);
+        FakeMEnc* encoders[2];
+        for (size_t i = 0; i < codecs.size(); ++i) {
+            auto encoder = std::make_unique<FakeMEnc>();
+            encoders[i] = encoder.get();
+            codecs[i] = {std::move(encoder), std::make_unique<FakeMDec>(),
+                         std::make_unique<FakeWAEnc>(), std::make_unique<FakeWaDec>()};
+        }
+        const QString out = freshFolder(QStringLiteral("side-by-side"));
+        ProgressPrinter printer(ProgressPrinter::Style::Lines, stdout, 80);
+        ConvertCommand command(
+            {ConvertRequest::Target::Mp3, 128, 0, out, {"a.wav", "b.wav", "other/a.wav", "c.wav"}},
+            std::move(codecs), printer);
+        QSignalSpy finished(&command, &ConvertCommand::finished);
+        const auto started = [&](int i) { return encoders[i]->calls.filter("setInputFile"); };
+        const QString share = QString::number(std::max(1, QThread::idealThreadCount() / 2));
+
+        command.start();
+        QCOMPARE(started(0), QStringList{"MEnc.setInputFile(a.wav)"});
+        QCOMPARE(started(1), QStringList{"MEnc.setInputFile(b.wav)"});
+        encoders[1]->raiseProgress(100);
+        QCOMPARE(started(1).size(), 1); // other/a.wav waits for a.wav
+        encoders[0]->raiseProgress(100);
+        QCOMPARE(started(0), QStringList({"MEnc.setInputFile(a.wav)", "MEnc.setInputFile(c.wav)"}));
+        QCOMPARE(encoders[0]->calls.filter("setCores"),
+                 QStringList({"MEnc.setCores(" + share + ")", "MEnc.setCores(0)"}));
+        QCOMPARE(encoders[1]->calls.filter("setCores"),
+                 QStringList{"MEnc.setCores(" + share + ")"});
+        QVERIFY(finished.isEmpty());
+        encoders[0]->raiseProgress(100);
+        QCOMPARE(finished.size(), 1);
+        QCOMPARE(finished.at(0).at(0).toInt(), 1); // other/a.wav: "it was just written"
+    }
+
     // A signal that comes as the file is put in place finds the work done: no "not converted".
     void interruptAsTheFileCompletes() {
         const QString out = freshFolder(QStringLiteral("photo-finish"));
-        ConvertCodecs codecs{std::make_unique<Mp3Encoder>(), std::make_unique<Mp3Decoder>(),
-                             std::make_unique<WmaEncoder>(), std::make_unique<WmaDecoder>()};
+        std::vector<ConvertCodecs> codecs(1);
+        codecs[0] = {std::make_unique<Mp3Encoder>(), std::make_unique<Mp3Decoder>(),
+                     std::make_unique<WmaEncoder>(), std::make_unique<WmaDecoder>()};
         ProgressPrinter printer(ProgressPrinter::Style::Lines, stdout, 80);
         ConvertCommand command({ConvertRequest::Target::Mp3, 128, 0, out, {m_second}, {}},
                                std::move(codecs), printer);

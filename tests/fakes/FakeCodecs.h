@@ -76,9 +76,11 @@ public:
     void setOutputFile(const QString& v) override { write("setOutputFile", m_outputFile, v); }
     QString OutputFile() const override { return read("OutputFile", m_outputFile); }
     void Encode() override { start("Encode"); }
+    void setCores(qint32 v) override { write("setCores", m_cores, v); }
 
 private:
     qint16 m_switch = 0;
+    qint32 m_cores = 0;
 };
 
 class FakeWAEnc final : public FakeCodec<WAEnc, double> {

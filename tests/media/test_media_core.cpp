@@ -140,7 +140,7 @@ void TestMediaCore::encoderSettings() {
     writeSource(tone, path("par.wav"), {OutputCodec::Wav, 0, {}});
     EncodedSink::Options options{OutputCodec::Wma, 128000, {}};
     convertFile(path("par.wav"), path("par-threads"), options);
-    options.parallel = false;
+    options.cores = 1;
     convertFile(path("par.wav"), path("par-one"), options);
     QVERIFY(!fileState(path("par-one")).first.isEmpty());
     QCOMPARE(fileState(path("par-threads")).first, fileState(path("par-one")).first);
