@@ -1,6 +1,6 @@
 // melvane-cli and the files around it: outputs that exist, special files, names with control
-// characters, a hang-up under nohup. The built program as a child process, on WAV files this
-// test writes through the media core.
+// characters or not in UTF-8, a hang-up under nohup. The built program as a child process, on
+// WAV files this test writes through the media core.
 #include "backends/media/MediaProbe.h"
 #include "tests/media/MediaTestSupport.h"
 #include "tests/support/ChildProcess.h"
@@ -9,6 +9,7 @@
 #include <csignal>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
+#include <unistd.h>
 
 namespace {
 
@@ -106,6 +107,24 @@ private Q_SLOTS:
         for (const QString& text : {r.out, r.err})
             QVERIFY(!text.contains(u'\x1b') && !text.contains(u'\r') && !text.contains(u'\x07'));
         QCOMPARE(folderEntries(out).size(), 1);
+    }
+
+    // A name that is not valid UTF-8 reaches its file by its own bytes, in info and convert
+    // alike; it is shown and the output named as Qt decodes it.
+    void namesNotInUtf8AreRead() {
+        const QString in = freshFolder(QStringLiteral("latin1"));
+        const QString out = freshFolder(QStringLiteral("latin1-out"));
+        QCOMPARE(::link(QFile::encodeName(m_second).constData(),
+                        (QFile::encodeName(in) + "/caf\xe9.wav").constData()),
+                 0);
+        const Run r = runShell(QStringLiteral("cd \"$1\" && name=$(printf 'caf\\351.wav') && "
+                                              "\"$0\" info \"$name\" && "
+                                              "\"$0\" convert --to mp3 --out \"$2\" \"$name\""),
+                               QStringLiteral(MELVANE_CLI), {in, out});
+        QVERIFY2(r.exitCode == 0, qPrintable(r.out + r.err));
+        QVERIFY2(r.out.startsWith(QStringLiteral("caf\ufffd.wav\tWAV\t00:01\t")),
+                 qPrintable(r.out));
+        QCOMPARE(folderEntries(out), QStringList{QStringLiteral("caf\ufffd.mp3")});
     }
 
     // Under nohup (SIGHUP ignored from the start) a hang-up does not stop the job.
