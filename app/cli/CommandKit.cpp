@@ -1,7 +1,6 @@
 #include "app/cli/CommandKit.h"
 
 #include "app/cli/TerminalText.h"
-#include "backends/cdio/TrackRip.h"
 
 #include <QCommandLineParser>
 
@@ -12,6 +11,8 @@ QString programAnd(const QString& command) {
                              : QStringLiteral("melvane-cli ") + command;
 }
 
+} // namespace
+
 std::optional<int> wholeNumber(const QString& text, int lowest, int highest) {
     bool number = false;
     const int n = text.toInt(&number);
@@ -19,8 +20,6 @@ std::optional<int> wholeNumber(const QString& text, int lowest, int highest) {
         return n;
     return std::nullopt;
 }
-
-} // namespace
 
 void print(std::FILE* stream, const QString& text) {
     std::fputs(text.toLocal8Bit().constData(), stream);
@@ -94,16 +93,6 @@ std::optional<int> bitrateOption(const QString& text, QString* why) {
     *why = QStringLiteral("--bitrate '%1' is not a bit rate: give kbit/s as a whole number from 8 "
                           "to 1000, such as 128")
                .arg(text);
-    return std::nullopt;
-}
-
-std::optional<qint32> offsetOption(const QString& text, QString* why) {
-    if (const auto samples = wholeNumber(text, -cdio::kLargestReadOffset, cdio::kLargestReadOffset))
-        return samples;
-    *why = QStringLiteral("--offset '%1' is not a read offset: give samples as a whole number "
-                          "from -%2 to %2, such as 6 or -1164")
-               .arg(text)
-               .arg(cdio::kLargestReadOffset);
     return std::nullopt;
 }
 

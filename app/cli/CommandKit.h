@@ -42,10 +42,11 @@ std::optional<int> parseCommand(QCommandLineParser& parser, const QStringList& a
 // kUsageError for anything else that starts with '-'; nothing when the command should run.
 std::optional<int> plainCommandHelp(const QStringList& arguments, const QString& usage);
 
+// The number `text` is, when it is a whole number from `lowest` to `highest`.
+std::optional<int> wholeNumber(const QString& text, int lowest, int highest);
+
 // The values of options several commands take; nothing, with why, when the text is not one.
 // --bitrate: kbit/s from 8 to 1000.
 std::optional<int> bitrateOption(const QString& text, QString* why);
-// --offset: a read offset in samples, within the largest a drive has.
-std::optional<qint32> offsetOption(const QString& text, QString* why);
 // --speed: a write speed factor from 1 to 50.
 std::optional<qint16> speedOption(const QString& text, QString* why);

@@ -2,11 +2,13 @@
 
 #include <QStringList>
 
-// The commands that need the sound devices or the CD burner live in modules that melvane-cli
-// loads only when one of them runs, so that converting, describing, reading and ripping never
-// load Qt Multimedia, PulseAudio or libburn.
+// Every command lives in a module that melvane-cli loads only when one of its commands runs, so
+// that the program starts on Qt Core alone and each command loads only the libraries it uses:
+// converting, describing, reading and ripping never load Qt Multimedia, PulseAudio or libburn,
+// and --version, the help or an unknown command loads neither FFmpeg nor libcdio.
 
 // The modules, by file name without ".so".
+inline constexpr char kMediaModule[] = "melvane-cli-media";
 inline constexpr char kAudioModule[] = "melvane-cli-audio";
 inline constexpr char kBurnModule[] = "melvane-cli-burn";
 

@@ -2,6 +2,7 @@
 
 #include "app/cli/CommandKit.h"
 #include "app/cli/TerminalText.h"
+#include "backends/cdio/TrackRip.h"
 #include "components/Error.h"
 
 QString driveDescription(const cdio::Drive& drive) {
@@ -48,4 +49,14 @@ int runDrivesCommand(const QStringList& arguments) {
         text += QStringLiteral("%1  %2\n").arg(i + 1).arg(driveDescription(table.drives()[i]));
     print(stdout, text);
     return 0;
+}
+
+std::optional<qint32> offsetOption(const QString& text, QString* why) {
+    if (const auto samples = wholeNumber(text, -cdio::kLargestReadOffset, cdio::kLargestReadOffset))
+        return samples;
+    *why = QStringLiteral("--offset '%1' is not a read offset: give samples as a whole number "
+                          "from -%2 to %2, such as 6 or -1164")
+               .arg(text)
+               .arg(cdio::kLargestReadOffset);
+    return std::nullopt;
 }

@@ -38,9 +38,13 @@ private Q_SLOTS:
         }
         const QString out = m_dir.fresh(QStringLiteral("side-by-side"));
         ProgressPrinter printer(ProgressPrinter::Style::Lines, stdout, 80);
-        ConvertCommand command(
-            {ConvertRequest::Target::Mp3, 128, 0, out, {"a.wav", "b.wav", "other/a.wav", "c.wav"}},
-            std::move(codecs), printer);
+        ConvertCommand command({ConvertRequest::Target::Mp3,
+                                128,
+                                0,
+                                out,
+                                {"a.wav", "b.wav", "other/a.wav", "c.wav"},
+                                {}},
+                               std::move(codecs), printer);
         QSignalSpy finished(&command, &ConvertCommand::finished);
         const auto started = [&](int i) { return encoders[i]->calls.filter("setInputFile"); };
         const QString share = QString::number(std::max(1, QThread::idealThreadCount() / 2));

@@ -38,8 +38,9 @@ execute_process(COMMAND dpkg-deb -c "${debs}" OUTPUT_VARIABLE contents COMMAND_E
 foreach(path bin/melvane bin/melvane-cli bin/melvane.skn share/man/man1/melvane-cli.1
              share/bash-completion/completions/melvane-cli share/applications/melvane.desktop
              share/metainfo/org.melvane.melvane.metainfo.xml
-             # melvane-cli's modules for the sound devices and the burner
-             "lib[^ ]*/melvane/melvane-cli-audio[.]so" "lib[^ ]*/melvane/melvane-cli-burn[.]so")
+             # melvane-cli's modules for files and CDs, the sound devices and the burner
+             "lib[^ ]*/melvane/melvane-cli-media[.]so" "lib[^ ]*/melvane/melvane-cli-audio[.]so"
+             "lib[^ ]*/melvane/melvane-cli-burn[.]so")
   if(NOT contents MATCHES " \\./usr/${path}\n")
     message(FATAL_ERROR "not in the package: /usr/${path}\n${contents}")
   endif()

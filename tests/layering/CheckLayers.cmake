@@ -222,9 +222,12 @@ foreach(start melvane-cli core)
   check_reach(${start} "which brings widgets to @START@" ${widget_links})
 endforeach()
 
-# melvane-cli itself stays off the sound and burner libraries and Qt Gui, whatever links it
-# there: its modules load them when a command needs them.
+# melvane-cli itself links no backend and no library they wrap, whatever links it there: its
+# modules load them when a command needs them. The module of the file and CD commands stays off
+# the sound and burner libraries and Qt Gui.
 check_reach(melvane-cli "which melvane-cli may load only in a module"
+            "^Qt6::(Gui|Multimedia|Network)$" "^components_skin$" "^backend_" "^PkgConfig::")
+check_reach(melvane-cli-media "which the file and CD commands must not load"
             "^Qt6::(Gui|Multimedia)$" "^components_skin$" "^backend_(audio|burn|qt)$"
             "^PkgConfig::(ALSA|AVFILTER|LIBBURN)$")
 

@@ -50,8 +50,10 @@ set(plants
   "shell/CMakeLists.txt|include_directories(\${CMAKE_SOURCE_DIR})"
   "app/cli/CMakeLists.txt|target_link_libraries(melvane-cli PRIVATE panelkit)"
   "core/CMakeLists.txt|target_link_libraries(core PUBLIC controls)"
-  # The sound and burner libraries reaching melvane-cli, directly or through what it links.
+  # A backend reaching melvane-cli, directly or through its kit; the sound and burner libraries
+  # reaching the module of the file and CD commands.
   "app/cli/CMakeLists.txt|target_link_libraries(melvane-cli PRIVATE backend_burn)"
+  "app/cli/CMakeLists.txt|target_link_libraries(cli_kit PUBLIC backend_cdio)"
   "backends/media/CMakeLists.txt|target_link_libraries(backend_media PRIVATE PkgConfig::AVFILTER)"
   "components/CMakeLists.txt|target_link_libraries(components PUBLIC Qt6::Gui)")
 foreach(plant IN LISTS plants)
