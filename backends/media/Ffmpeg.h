@@ -36,6 +36,16 @@ struct ResamplerDeleter {
 struct FifoDeleter {
     void operator()(AVAudioFifo* p) const { av_audio_fifo_free(p); }
 };
+struct OutputContextDeleter {
+    void operator()(AVFormatContext* p) const { avformat_free_context(p); }
+};
+// A custom I/O context owns its buffer, which FFmpeg may have replaced.
+struct IoContextDeleter {
+    void operator()(AVIOContext* p) const {
+        av_freep(&p->buffer);
+        avio_context_free(&p);
+    }
+};
 
 using InputContext = std::unique_ptr<AVFormatContext, InputContextDeleter>;
 using CodecContext = std::unique_ptr<AVCodecContext, CodecContextDeleter>;
@@ -43,6 +53,8 @@ using Frame = std::unique_ptr<AVFrame, FrameDeleter>;
 using Packet = std::unique_ptr<AVPacket, PacketDeleter>;
 using Resampler = std::unique_ptr<SwrContext, ResamplerDeleter>;
 using Fifo = std::unique_ptr<AVAudioFifo, FifoDeleter>;
+using OutputContext = std::unique_ptr<AVFormatContext, OutputContextDeleter>;
+using IoContext = std::unique_ptr<AVIOContext, IoContextDeleter>;
 
 // Allocators that never return null (they raise Error when memory runs out).
 Frame makeFrame();

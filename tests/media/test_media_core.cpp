@@ -155,7 +155,8 @@ void TestMediaCore::encoderSettings() {
     QCOMPARE(probeMediaFile(path("shine.mp3")).bitRate, 96000);
     const DecodedAudio decoded = decodeFile(path("shine.mp3"));
     QCOMPARE(decoded.format, PcmFormat({44100, 1}));
-    QCOMPARE_LE(std::abs(decoded.frames() - 88200), 1152);
+    // Every sample, the last the resampler held back too: the gapless information is exact.
+    QCOMPARE(decoded.frames(), 88200);
 }
 
 void TestMediaCore::inputs_data() {

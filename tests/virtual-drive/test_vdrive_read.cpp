@@ -112,6 +112,20 @@ private Q_SLOTS:
                               "Track01.wav", "Track02.wav", "Track03.wav"}));
     }
 
+    // A copy of the whole disc keeps no skipped sector: it fails, naming the sector the drive
+    // reported in the time of its track, and leaves nothing behind.
+    void aDiscCopyNamesTheSectorTheDriveCannotRead() {
+        const QString out = m_dir.fresh("bad-image");
+        const Run rip =
+            runWithDrive(kCli, {"rip", "--to", "image", "--out", out, "1"}, pressed("bad=330-330"));
+        QCOMPARE(rip.exitCode, 1);
+        QVERIFY2(rip.err.contains("Sectors 0 to 371 of drive 100:0:0 (/dev/sr7) cannot be read "
+                                  "reliably: the drive cannot read 00:00:66 into track 2 (sector "
+                                  "330 of the disc); the disc may be scratched or dirty"),
+                 qPrintable(rip.err));
+        QCOMPARE(folderEntries(out), QStringList());
+    }
+
     // The tracks after the one that was being read would only fail the same way.
     void aDiscTakenOutIsOneFailure() {
         const QString out = m_dir.fresh("removed");
