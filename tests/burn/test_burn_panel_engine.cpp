@@ -1,5 +1,5 @@
-// The burn panel on the real engine and the image recorder: what the user sees at the end of a
-// burn, test burn or not, and what is left in the image folder.
+// The burn panel on the real engine and the image recorder: the list the user sees is the
+// compilation that is burnt.
 #include "backends/burn/ImageRecorder.h"
 #include "backends/cdio/Disc.h"
 #include "tests/burn/BurnPanelOnEngine.h"
@@ -37,14 +37,11 @@ class TestBurnPanelEngine : public QObject {
 
 private:
     QTemporaryDir m_dir;
-    QString m_wav;
     QMap<QString, qint32> m_sectors; // WAV files of whole sectors, each of its own length
 
 private Q_SLOTS:
     void initTestCase() {
         QVERIFY(m_dir.isValid());
-        m_wav = m_dir.filePath("a.wav");
-        writeSine(m_wav, OutputCodec::Wav, PcmFormat::cdAudio(), 2.0);
         for (int seconds = 5; seconds <= 8; ++seconds) {
             const QString file = m_dir.filePath(QStringLiteral("%1s.wav").arg(seconds));
             writeSine(file, OutputCodec::Wav, PcmFormat::cdAudio(), seconds);
@@ -84,43 +81,6 @@ private Q_SLOTS:
             shown << m_sectors[f.list()->SubItem(row, 1)];
         QCOMPARE(shown, (QList<qint32>{m_sectors[files[1]], m_sectors[files[2]]}));
         QCOMPARE(f.burntTracks(images.path()), shown);
-    }
-
-    // "Burn Complete!" comes only for a burn that closes the disc; a test burn writes nothing
-    // and closes nothing, so it ends silently, as does a burn that keeps the disc open.
-    void theEndOfABurn_data() {
-        QTest::addColumn<bool>("testBurn");
-        QTest::addColumn<bool>("finalise");
-        QTest::addColumn<bool>("complete"); // "Burn Complete!" shown
-        QTest::addColumn<int>("files");     // in the image folder afterwards: image and log
-        QTest::newRow("test burn, finalise checked") << true << true << false << 0;
-        QTest::newRow("test burn, disc kept open") << true << false << false << 0;
-        QTest::newRow("real burn, finalised") << false << true << true << 3;
-        QTest::newRow("real burn, disc kept open") << false << false << false << 3;
-    }
-    void theEndOfABurn() {
-        QFETCH(bool, testBurn);
-        QFETCH(bool, finalise);
-        QFETCH(bool, complete);
-        QFETCH(int, files);
-        QTemporaryDir images;
-        qputenv("MELVANE_IMAGE_DIR", images.path().toLocal8Bit());
-        PanelOnImages f;
-        f.enterBurnModeOnImageRecorder();
-        QCOMPARE(f.engine.RecorderProduct(), QStringLiteral("Image Recorder"));
-        f.add({m_wav});
-        f.panel.findChild<SkinCheckBox*>("TestBurnChk")->setValue(testBurn ? 1 : 0);
-        f.panel.findChild<SkinCheckBox*>("FinilizeCDChk")->setValue(finalise ? 1 : 0);
-
-        QCOMPARE(f.burn(), int(AudioBurner::BurnSucceeded));
-        QCOMPARE(f.state.burnRunning, False16);
-        QCOMPARE(f.panel.findChild<QPushButton*>("BurnNowBtn")->text(), QStringLiteral("BurnNow!"));
-        QCOMPARE(f.panel.findChild<QLabel*>("driveStatusLbl")->text(), QStringLiteral("Idle"));
-        QStringList prompts;
-        for (const FakeMessageBox::Shown& box : f.messageBox.shown)
-            prompts << box.prompt;
-        QCOMPARE(prompts, complete ? QStringList{"Burn Complete!"} : QStringList{});
-        QCOMPARE(folderEntries(images.path()).size(), files);
     }
 };
 

@@ -61,6 +61,10 @@ public:
 
 protected:
     void record(const QString& member, const QStringList& args = {}) const;
+    // A call recorded with its arguments as argText writes them.
+    template <class... A> void call(const char* member, const A&... args) const {
+        record(QLatin1String(member), {argText(args)...});
+    }
     // A property write: recorded with its value, then kept in field.
     template <class T, class V> void write(const char* member, T& field, const V& value) {
         record(QLatin1String(member), {argText(value)});

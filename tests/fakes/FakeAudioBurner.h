@@ -46,13 +46,19 @@ public:
         QString text;
     };
     static Event progress(qint32 state, qint32 trackPhase, qint16 percent, qint32 writtenBlocks = 0,
-                          qint32 totalBlocks = 0, qint16 bufferFill = 0);
-    static Event burnFinished(qint32 status = BurnSucceeded, const QString& text = {});
+                          qint32 totalBlocks = 0, qint16 bufferFill = 0) {
+        return {false,         percent,    state, trackPhase, totalBlocks,
+                writtenBlocks, bufferFill, 1,     0,          {}};
+    }
+    static Event burnFinished(qint32 status = BurnSucceeded, const QString& text = {}) {
+        return {true, 0, 0, 0, 0, 0, 0, 0, status, text};
+    }
 
-    explicit FakeAudioBurner(CallLog* log = nullptr, QObject* parent = nullptr);
+    explicit FakeAudioBurner(CallLog* log = nullptr, QObject* parent = nullptr)
+        : AudioBurner(parent), CallRecorder(QStringLiteral("AudioBurner"), log) {}
 
-    void Eject() override;
-    void RefreshDisc() override;
+    void Eject() override { call("Eject"); }
+    void RefreshDisc() override { call("RefreshDisc"); }
     void StartBurn() override;
     void CancelBurn() override;
     void AddTrack(const QString& path) override;
@@ -60,39 +66,49 @@ public:
     void ClearTracks() override;
 
     qint32 CompilationSize() const override;
-    qint16 RecorderCount() override;
-    qint16 CurrentRecorder() const override;
+    qint16 RecorderCount() override { return read("RecorderCount", qint16(recorders.size())); }
+    qint16 CurrentRecorder() const override { return read("CurrentRecorder", currentRecorder); }
     void setCurrentRecorder(qint16 recorder) override;
-    qint32 RecorderType() const override;
-    QString RecorderVendor() const override;
-    QString RecorderProduct() const override;
-    QString RecorderRevision() const override;
-    qint16 MaxReadSpeed() const override;
-    qint16 MaxWriteSpeed() const override;
-    qint32 BufferSize() const override;
-    qint16 BufferFill() const override;
-    bool BurnProofFlag() const override;
-    qint32 State() const override;
-    bool RecorderSupported() const override;
-    qint32 MediaType() const override;
-    qint32 MediaStatus() const override;
-    qint32 MediaUsedSize() const override;
-    qint16 SelectedTrack() const override;
-    void setSelectedTrack(qint16 track) override;
-    qint16 WriteSpeed() const override;
+    qint32 RecorderType() const override { return read("RecorderType", current().type); }
+    QString RecorderVendor() const override { return read("RecorderVendor", current().vendor); }
+    QString RecorderProduct() const override { return read("RecorderProduct", current().product); }
+    QString RecorderRevision() const override {
+        return read("RecorderRevision", current().revision);
+    }
+    qint16 MaxReadSpeed() const override { return read("MaxReadSpeed", current().maxReadSpeed); }
+    qint16 MaxWriteSpeed() const override { return read("MaxWriteSpeed", current().maxWriteSpeed); }
+    qint32 BufferSize() const override { return read("BufferSize", current().bufferSize); }
+    qint16 BufferFill() const override { return read("BufferFill", status.bufferFill); }
+    bool BurnProofFlag() const override { return read("BurnProofFlag", current().burnProof); }
+    qint32 State() const override { return read("State", status.state); }
+    bool RecorderSupported() const override {
+        return read("RecorderSupported", current().supported);
+    }
+    qint32 MediaType() const override { return read("MediaType", mediaType); }
+    qint32 MediaStatus() const override { return read("MediaStatus", mediaStatus); }
+    qint32 MediaUsedSize() const override { return read("MediaUsedSize", mediaUsedSize); }
+    qint16 SelectedTrack() const override { return read("SelectedTrack", selectedTrack); }
+    void setSelectedTrack(qint16 track) override {
+        write("setSelectedTrack", selectedTrack, track);
+    }
+    qint16 WriteSpeed() const override { return read("WriteSpeed", writeSpeed); }
     void setWriteSpeed(qint16 factor) override;
-    qint32 BurnMethod() const override;
-    void setBurnMethod(qint32 method) override;
-    bool RealBurn() const override;
-    void setRealBurn(bool real) override;
-    bool KeepDiscOpen() const override;
-    void setKeepDiscOpen(bool open) override;
-    qint32 TotalBlocks() const override;
-    qint32 WrittenBlocks() const override;
-    qint32 TrackPhase() const override;
-    qint16 CurrentTrack() const override;
-    bool VerifyAfterBurning() const override;
-    void setVerifyAfterBurning(bool verify) override;
+    qint32 BurnMethod() const override { return read("BurnMethod", burnMethod); }
+    void setBurnMethod(qint32 method) override { write("setBurnMethod", burnMethod, method); }
+    bool RealBurn() const override { return read("RealBurn", realBurn); }
+    void setRealBurn(bool real) override { write("setRealBurn", realBurn, real); }
+    bool KeepDiscOpen() const override { return read("KeepDiscOpen", keepDiscOpen); }
+    void setKeepDiscOpen(bool open) override { write("setKeepDiscOpen", keepDiscOpen, open); }
+    qint32 TotalBlocks() const override { return read("TotalBlocks", status.totalBlocks); }
+    qint32 WrittenBlocks() const override { return read("WrittenBlocks", status.writtenBlocks); }
+    qint32 TrackPhase() const override { return read("TrackPhase", status.trackPhase); }
+    qint16 CurrentTrack() const override { return read("CurrentTrack", status.track); }
+    bool VerifyAfterBurning() const override {
+        return read("VerifyAfterBurning", verifyAfterBurning);
+    }
+    void setVerifyAfterBurning(bool verify) override {
+        write("setVerifyAfterBurning", verifyAfterBurning, verify);
+    }
 
     // Raise one event now.
     void raise(const Event& event);

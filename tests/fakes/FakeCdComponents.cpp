@@ -13,112 +13,38 @@ const FakeHarnTools::Drive& FakeHarnTools::drive(qint32 address) const {
     throw Error(QStringLiteral("There is no CD drive at address %1").arg(address));
 }
 
-qint32 FakeHarnTools::DriveCount() {
-    record(QStringLiteral("DriveCount"));
-    return qint32(drives.size());
-}
-
 qint32 FakeHarnTools::DriveAddress(qint32& index) {
-    record(QStringLiteral("DriveAddress"), {QString::number(index)});
+    call("DriveAddress", index);
     if (index < 0 || index >= drives.size())
         throw IndexError(QStringLiteral("there is no CD drive number %1").arg(index));
     return drives[index].address;
 }
 
-qint32 FakeHarnTools::inquiry(const QString& member, qint32 address, QString Drive::*field) {
-    record(member, {QString::number(address)});
-    m_inquiryText = drive(address).*field;
+qint32 FakeHarnTools::inquiry(const char* member, qint32 address, QString Drive::*field) {
+    m_inquiryText = onDrive(member, address).*field;
     return qint32(m_inquiryText.size());
 }
 
-qint32 FakeHarnTools::DriveVendor(qint32 address) {
-    return inquiry(QStringLiteral("DriveVendor"), address, &Drive::vendor);
-}
-
-qint32 FakeHarnTools::DriveProduct(qint32 address) {
-    return inquiry(QStringLiteral("DriveProduct"), address, &Drive::product);
-}
-
-qint32 FakeHarnTools::DriveRevision(qint32 address) {
-    return inquiry(QStringLiteral("DriveRevision"), address, &Drive::revision);
-}
-
-QString FakeHarnTools::InquiryText() const {
-    record(QStringLiteral("InquiryText"));
-    return m_inquiryText;
-}
-
-void FakeHarnTools::SelectDrive(qint32 address) {
-    record(QStringLiteral("SelectDrive"), {QString::number(address)});
-    drive(address);
-}
-
 qint32 FakeHarnTools::ReadTrackCount(qint32 address) {
-    record(QStringLiteral("ReadTrackCount"), {QString::number(address)});
-    drive(address);
+    onDrive("ReadTrackCount", address);
     if (!readError.isEmpty())
         throw Error(readError);
     return trackCount;
 }
 
 void FakeHarnTools::ReadDiscInfo(qint32 address, qint32 track) {
-    record(QStringLiteral("ReadDiscInfo"), {QString::number(address), QString::number(track)});
-    drive(address);
-}
-
-qint32 FakeHarnTools::DiscType() const {
-    record(QStringLiteral("DiscType"));
-    return discType;
-}
-
-qint32 FakeHarnTools::TrackCount() const {
-    record(QStringLiteral("TrackCount"));
-    return trackCount;
-}
-
-void FakeHarnTools::EjectDrive(qint32 address) {
-    record(QStringLiteral("EjectDrive"), {QString::number(address)});
+    call("ReadDiscInfo", address, track);
     drive(address);
 }
 
 qint32 FakeHarnTools::DiscState(qint32 address) {
-    record(QStringLiteral("DiscState"), {QString::number(address)});
-    drive(address);
+    onDrive("DiscState", address);
     return discState;
 }
 
-void FakeHarnTools::setMp3Bitrate(double bitsPerSecond) {
-    record(QStringLiteral("setMp3Bitrate"), {QString::number(bitsPerSecond)});
-    m_mp3Bitrate = bitsPerSecond;
-}
-
-double FakeHarnTools::Mp3Bitrate() const {
-    record(QStringLiteral("Mp3Bitrate"));
-    return m_mp3Bitrate;
-}
-
-void FakeHarnTools::setMp3Option(qint16 value) {
-    record(QStringLiteral("setMp3Option"), {QString::number(value)});
-    m_mp3Option = value;
-}
-
-qint16 FakeHarnTools::Mp3Option() const {
-    record(QStringLiteral("Mp3Option"));
-    return m_mp3Option;
-}
-
-void FakeHarnTools::setOverwrite(const OverwriteRule& rule) {
-    write("setOverwrite", overwrite, rule);
-}
-
-OverwriteRule FakeHarnTools::Overwrite() const {
-    return read("Overwrite", overwrite);
-}
-
-void FakeHarnTools::rip(const QString& member, qint32 address, const QString& path, qint32 track,
+void FakeHarnTools::rip(const char* member, qint32 address, const QString& path, qint32 track,
                         qint32 windowHandle) {
-    record(member,
-           {QString::number(address), path, QString::number(track), QString::number(windowHandle)});
+    call(member, address, path, track, windowHandle);
     if (!ripError.isEmpty())
         throw Error(ripError);
     if (existing.contains(path) && !overwrite.replace)
@@ -136,53 +62,12 @@ void FakeHarnTools::rip(const QString& member, qint32 address, const QString& pa
 }
 
 void FakeHarnTools::CancelRip() {
-    record(QStringLiteral("CancelRip"));
+    call("CancelRip");
     ++m_run; // what the cancelled rip had still to report is dropped
 }
 
-void FakeHarnTools::RipTrackToWav(qint32 address, const QString& path, qint32 track,
-                                  qint32 windowHandle) {
-    rip(QStringLiteral("RipTrackToWav"), address, path, track, windowHandle);
-}
-
-void FakeHarnTools::RipTrackToMp3(qint32 address, const QString& path, qint32 track,
-                                  qint32 windowHandle) {
-    rip(QStringLiteral("RipTrackToMp3"), address, path, track, windowHandle);
-}
-
-void FakeHarnTools::RipTrackToWma(qint32 address, const QString& path, qint32 track,
-                                  qint32 windowHandle) {
-    rip(QStringLiteral("RipTrackToWma"), address, path, track, windowHandle);
-}
-
-qint32 FakeHarnTools::CurrentSector() const {
-    record(QStringLiteral("CurrentSector"));
-    return currentSector;
-}
-
-qint32 FakeHarnTools::TotalSectors() const {
-    record(QStringLiteral("TotalSectors"));
-    return totalSectors;
-}
-
-void FakeHarnTools::setTrackTitle(const QString& title) {
-    record(QStringLiteral("setTrackTitle"), {title});
-}
-
-void FakeHarnTools::setRipLog(bool on) {
-    write("setRipLog", ripLog, on);
-}
-
-bool FakeHarnTools::RipLog() const {
-    return read("RipLog", ripLog);
-}
-
-void FakeHarnTools::EndRipJob() {
-    record(QStringLiteral("EndRipJob"));
-}
-
 void FakeDiscLookup::LookUpTrackNames(qint32 address) {
-    record(QStringLiteral("LookUpTrackNames"), {QString::number(address)});
+    call("LookUpTrackNames", address);
     if (!answer)
         return;
     QMetaObject::invokeMethod(
@@ -200,17 +85,8 @@ void FakeDiscLookup::LookUpTrackNames(qint32 address) {
         Qt::QueuedConnection);
 }
 
-QStringList FakeDiscLookup::ChooseRelease(qint32 index) {
-    record(QStringLiteral("ChooseRelease"), {QString::number(index)});
-    return releases.value(index).names;
-}
-
-void FakeDiscLookup::CancelLookUp() {
-    record(QStringLiteral("CancelLookUp"));
-}
-
 qint32 FakeMci::mciSendString(const QString& command, QString& reply) {
-    record(QStringLiteral("mciSendString"), {command});
+    call("mciSendString", command);
     const Answer answer = answers.value(command);
     if (answer.code == 0)
         reply = answer.reply;
@@ -218,7 +94,7 @@ qint32 FakeMci::mciSendString(const QString& command, QString& reply) {
 }
 
 qint32 FakeDrives::GetLogicalDriveStrings(QString& buffer) {
-    record(QStringLiteral("GetLogicalDriveStrings"), {QString::number(buffer.size())});
+    call("GetLogicalDriveStrings", buffer.size());
     const QString strings = roots.join(QChar(u'\0')) + QChar(u'\0');
     if (strings.size() >= buffer.size())
         return qint32(strings.size() + 1);
@@ -227,6 +103,6 @@ qint32 FakeDrives::GetLogicalDriveStrings(QString& buffer) {
 }
 
 qint32 FakeDrives::GetDriveType(const QString& root) {
-    record(QStringLiteral("GetDriveType"), {root});
+    call("GetDriveType", root);
     return types.value(root, NoRootDir);
 }

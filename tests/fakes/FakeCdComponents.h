@@ -25,38 +25,52 @@ public:
 
     explicit FakeHarnTools(CallLog* log = nullptr, QObject* parent = nullptr);
 
-    qint32 DriveCount() override;
+    qint32 DriveCount() override { return read("DriveCount", qint32(drives.size())); }
     qint32 DriveAddress(qint32& index) override;
-    qint32 DriveVendor(qint32 address) override;
-    qint32 DriveProduct(qint32 address) override;
-    qint32 DriveRevision(qint32 address) override;
-    QString InquiryText() const override;
-    void SelectDrive(qint32 address) override;
+    qint32 DriveVendor(qint32 address) override {
+        return inquiry("DriveVendor", address, &Drive::vendor);
+    }
+    qint32 DriveProduct(qint32 address) override {
+        return inquiry("DriveProduct", address, &Drive::product);
+    }
+    qint32 DriveRevision(qint32 address) override {
+        return inquiry("DriveRevision", address, &Drive::revision);
+    }
+    QString InquiryText() const override { return read("InquiryText", m_inquiryText); }
+    void SelectDrive(qint32 address) override { onDrive("SelectDrive", address); }
     qint32 ReadTrackCount(qint32 address) override;
     void ReadDiscInfo(qint32 address, qint32 track) override;
-    qint32 DiscType() const override;
-    qint32 TrackCount() const override;
-    void EjectDrive(qint32 address) override;
+    qint32 DiscType() const override { return read("DiscType", discType); }
+    qint32 TrackCount() const override { return read("TrackCount", trackCount); }
+    void EjectDrive(qint32 address) override { onDrive("EjectDrive", address); }
     qint32 DiscState(qint32 address) override;
-    void setMp3Bitrate(double bitsPerSecond) override;
-    double Mp3Bitrate() const override;
-    void setMp3Option(qint16 value) override;
-    qint16 Mp3Option() const override;
+    void setMp3Bitrate(double v) override { write("setMp3Bitrate", m_mp3Bitrate, v); }
+    double Mp3Bitrate() const override { return read("Mp3Bitrate", m_mp3Bitrate); }
+    void setMp3Option(qint16 v) override { write("setMp3Option", m_mp3Option, v); }
+    qint16 Mp3Option() const override { return read("Mp3Option", m_mp3Option); }
     void RipTrackToWav(qint32 address, const QString& path, qint32 track,
-                       qint32 windowHandle) override;
+                       qint32 windowHandle) override {
+        rip("RipTrackToWav", address, path, track, windowHandle);
+    }
     void RipTrackToMp3(qint32 address, const QString& path, qint32 track,
-                       qint32 windowHandle) override;
+                       qint32 windowHandle) override {
+        rip("RipTrackToMp3", address, path, track, windowHandle);
+    }
     void RipTrackToWma(qint32 address, const QString& path, qint32 track,
-                       qint32 windowHandle) override;
+                       qint32 windowHandle) override {
+        rip("RipTrackToWma", address, path, track, windowHandle);
+    }
     void CancelRip() override;
-    void setOverwrite(const OverwriteRule& rule) override;
-    OverwriteRule Overwrite() const override;
-    qint32 CurrentSector() const override;
-    qint32 TotalSectors() const override;
-    void setTrackTitle(const QString& title) override;
-    void setRipLog(bool on) override;
-    bool RipLog() const override;
-    void EndRipJob() override;
+    void setOverwrite(const OverwriteRule& rule) override {
+        write("setOverwrite", overwrite, rule);
+    }
+    OverwriteRule Overwrite() const override { return read("Overwrite", overwrite); }
+    qint32 CurrentSector() const override { return read("CurrentSector", currentSector); }
+    qint32 TotalSectors() const override { return read("TotalSectors", totalSectors); }
+    void setTrackTitle(const QString& title) override { call("setTrackTitle", title); }
+    void setRipLog(bool on) override { write("setRipLog", ripLog, on); }
+    bool RipLog() const override { return read("RipLog", ripLog); }
+    void EndRipJob() override { call("EndRipJob"); }
     // Not recorded: a plain answer from hiddenSectors.
     qint32 HiddenTrackSectors() const override { return hiddenSectors; }
 
@@ -83,8 +97,13 @@ public:
 
 private:
     const Drive& drive(qint32 address) const;
-    qint32 inquiry(const QString& member, qint32 address, QString Drive::*field);
-    void rip(const QString& member, qint32 address, const QString& path, qint32 track,
+    // Records a call on the drive at address; there must be one.
+    const Drive& onDrive(const char* member, qint32 address) const {
+        call(member, address);
+        return drive(address);
+    }
+    qint32 inquiry(const char* member, qint32 address, QString Drive::*field);
+    void rip(const char* member, qint32 address, const QString& path, qint32 track,
              qint32 windowHandle);
 
     QString m_inquiryText;
@@ -138,8 +157,11 @@ public:
         : DiscLookup(parent), CallRecorder(QStringLiteral("DiscLookup"), log) {}
 
     void LookUpTrackNames(qint32 address) override;
-    QStringList ChooseRelease(qint32 index) override;
-    void CancelLookUp() override;
+    QStringList ChooseRelease(qint32 index) override {
+        call("ChooseRelease", index);
+        return releases.value(index).names;
+    }
+    void CancelLookUp() override { call("CancelLookUp"); }
 
     QList<Release> releases;
     QString failure; // when not empty, the lookup fails with it
