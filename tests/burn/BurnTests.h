@@ -33,8 +33,7 @@ private Q_SLOTS:
     void placingTracks();
     void theProgramAsTheWriterGetsIt_data();
     void theProgramAsTheWriterGetsIt();
-    void failuresInPlainWords_data();
-    void failuresInPlainWords();
+    void failureWithoutMessages();
     void imageBurn();
     void imageBurnEndings_data();
     void imageBurnEndings();

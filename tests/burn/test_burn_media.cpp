@@ -81,8 +81,8 @@ private Q_SLOTS:
         };
         // 5.01 s: the last sector is not full. The WMA is at 48 kHz: resampled on the way.
         m_wav = tagged("a.wav", OutputCodec::Wav, PcmFormat::cdAudio(), 5.01, 440, "Alpha", "Band");
-        m_mp3 =
-            tagged("b.mp3", OutputCodec::Mp3Lame, PcmFormat::cdAudio(), 4.5, 660, "Beta", "Band");
+        m_mp3 = tagged("b.mp3", OutputCodec::Mp3Lame, PcmFormat::cdAudio(), 4.5, 660, "Beta \"B\"",
+                       "Band");
         m_wma = tagged("c.wma", OutputCodec::Wma, {48000, 2}, 4.2, 550, "Gämma", "Guest");
         m_short =
             tagged("d.wav", OutputCodec::Wav, PcmFormat::cdAudio(), 1.5, 330, "Delta", "Band");
@@ -143,7 +143,8 @@ private Q_SLOTS:
         QVERIFY(text);
         QCOMPARE(latin1Text(text, CDTEXT_FIELD_TITLE, 0), QStringLiteral("Tests"));
         QCOMPARE(latin1Text(text, CDTEXT_FIELD_PERFORMER, 0), QString());
-        const QStringList titles{"Alpha", "Beta", "Gämma", "Delta"},
+        // A cue sheet's quotes cannot hold a double quote: it becomes a single one.
+        const QStringList titles{"Alpha", "Beta 'B'", "Gämma", "Delta"},
             performers{"Band", "Band", "Guest", "Band"};
         const QString log = readText(cue.chopped(4) + ".log");
         QCOMPARE(burner->lastLog(), cue.chopped(4) + ".log");

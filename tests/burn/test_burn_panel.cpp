@@ -1,5 +1,6 @@
 // The burn panel alone, on a fake engine and a fake main window: the recorder list, the drive
-// and disc boxes, the compilation and the burn job.
+// and disc boxes, the compilation and the burn job. (A refused or failed burn as the user sees
+// it: test_vdrive_panel::faults, on the real engine.)
 #include "components/Error.h"
 #include "core/CommonHelpers.h"
 #include "tests/burn/BurnPanelFixture.h"
@@ -402,27 +403,6 @@ private Q_SLOTS:
         QVERIFY(finished.wait());
         f.checkIdle();
         QCOMPARE(f.engine.count("RefreshDisc"), 1);
-    }
-
-    void aRefusedOrFailedBurnIsReported() {
-        BurnFixture f;
-        f.enter();
-        f.engine.startError =
-            QStringLiteral("The compilation is empty. Add the files to burn first.");
-        f.button("BurnNowBtn")->click();
-        QCOMPARE(f.messageBox.shown.size(), 1);
-        QCOMPARE(f.messageBox.shown[0].prompt, f.engine.startError);
-        f.checkIdle();
-
-        f.engine.startError.clear();
-        f.engine.burnEvents = {FakeAudioBurner::progress(2, 2, 10)};
-        f.button("BurnNowBtn")->click();
-        QTRY_COMPARE(f.bar(2)->Value(), 10.0);
-        f.engine.raiseFailed(QStringLiteral("Cannot read /m/b.mp3: the data is damaged"));
-        f.engine.raise(FakeAudioBurner::burnFinished(AudioBurner::BurnFailed));
-        QCOMPARE(f.messageBox.shown.last().prompt,
-                 QStringLiteral("Cannot read /m/b.mp3: the data is damaged"));
-        f.checkIdle();
     }
 };
 

@@ -1,45 +1,13 @@
-// The image recorder through the engine: image burns read back with libcdio, every way a burn
-// can end, and every refusal.
+// The image recorder through the engine on scripted tracks: a burn as it reports itself, every
+// way a burn can end, and every refusal.
 #include "backends/burn/ImageRecorder.h"
 #include "tests/burn/BurnTests.h"
-
-#include <cdio/cdio.h>
-#include <cdio/cdtext.h>
 
 using namespace burning;
 using namespace test;
 using namespace std::chrono_literals;
 
 namespace {
-
-struct Disc {
-    QList<lsn_t> starts; // of each track, then the lead-out
-    QStringList titles;  // disc, then each track
-    QStringList performers;
-    QByteArray firstSectorOfTrack2;
-};
-
-Disc readImage(const QString& cue) {
-    Disc d;
-    CdIo_t* cdio = cdio_open(cue.toLocal8Bit().constData(), DRIVER_BINCUE);
-    if (!cdio)
-        return d;
-    const track_t tracks = cdio_get_num_tracks(cdio);
-    for (track_t t = 1; t <= tracks; ++t)
-        d.starts.append(cdio_get_track_lsn(cdio, t));
-    d.starts.append(cdio_get_track_lsn(cdio, CDIO_CDROM_LEADOUT_TRACK));
-    const cdtext_t* text = cdio_get_cdtext(cdio);
-    for (track_t t = 0; text && t <= tracks; ++t) {
-        d.titles.append(QString::fromUtf8(cdtext_get_const(text, CDTEXT_FIELD_TITLE, t)));
-        d.performers.append(QString::fromUtf8(cdtext_get_const(text, CDTEXT_FIELD_PERFORMER, t)));
-    }
-    d.firstSectorOfTrack2.resize(kAudioSectorBytes);
-    if (tracks < 2 || cdio_read_audio_sector(cdio, d.firstSectorOfTrack2.data(), d.starts[1]) !=
-                          DRIVER_OP_SUCCESS)
-        d.firstSectorOfTrack2.clear();
-    cdio_destroy(cdio);
-    return d;
-}
 
 struct BurnerEvents {
     QList<QPair<qint32, qint32>> phases; // State and TrackPhase at each Progress
@@ -61,14 +29,15 @@ void follow(Burner& burner, BurnerEvents& e) {
 
 } // namespace
 
-// The tracks run on without a gap, each exactly as long as its feed: a track begins on the
-// sector holding its first frame, and only the end of the last one is padded. A track under 4
-// seconds is padded to 4 seconds, and a notice says so.
+// The tracks run on without a gap, each exactly as long as its feed, the end of the last one
+// padded, a track under 4 seconds padded to 4 with a notice; the burn reports its phases, and
+// the disc is full afterwards. (What the image holds, read back sample for sample with its
+// CD-Text: test_burn_media::roundTrip.)
 void TestBurn::imageBurn() {
     const qint64 a = 600 * 588 + 100, b = 400 * 588 + 300, c = 100 * 588;
     m_opener.files = {
         {"a.wav", {info(a, QStringLiteral("Alpha"), QStringLiteral("Band"), "LP"), -1, 100ms}},
-        {"b.mp3", {info(b, QStringLiteral("Beta \"B\""), QStringLiteral("Band"), "LP"), -1, 100ms}},
+        {"b.mp3", {info(b, QStringLiteral("Beta"), QStringLiteral("Band"), "LP"), -1, 100ms}},
         {"c.wma", {info(c, QStringLiteral("Gämma"), QStringLiteral("Guest"), "LP"), -1, 100ms}}};
     Burner burner(m_opener, m_output);
     useImageRecorder(burner);
@@ -103,17 +72,6 @@ void TestBurn::imageBurn() {
     const QString base = m_dir->filePath(burner.imageRecorder().lastImage());
     QCOMPARE(burner.lastLog(), base + ".log");
     QCOMPARE(QDir(m_dir->path()).entryList(QDir::Files).size(), 3);
-    QFile bin(base + ".bin");
-    QVERIFY(bin.open(QIODevice::ReadOnly));
-    const QByteArray program = pattern(1, a * 4) + pattern(2, b * 4) + pattern(3, c * 4);
-    QVERIFY(bin.readAll() == program + QByteArray(1301 * kAudioSectorBytes - program.size(), 0));
-    const Disc disc = readImage(base + ".cue");
-    QCOMPARE(disc.starts, (QList<lsn_t>{0, 600, 1000, 1301}));
-    QCOMPARE(disc.titles, (QStringList{"LP", "Alpha", "Beta 'B'", "Gämma"}));
-    QCOMPARE(disc.performers, (QStringList{"", "Band", "Band", "Guest"}));
-    // Track 2 begins in the sector where a ends: a's last 100 frames, then b.
-    QVERIFY(disc.firstSectorOfTrack2 == pattern(1, a * 4).right(400) + pattern(2, 2352 - 400));
-
     burner.RefreshDisc();
     QCOMPARE(burner.MediaStatus(), 2);
     QCOMPARE(burner.MediaUsedSize(), 1301 * kAudioSectorBytes);

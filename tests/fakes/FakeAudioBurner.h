@@ -11,11 +11,11 @@
 // The burning engine. Every member call is recorded, property reads too
 // ("AudioBurner.setCurrentRecorder(2)", "AudioBurner.RecorderVendor()"). The answers come from
 // the public members: the recorders, the disc, the sizes of the files, the speed read-back.
-// StartBurn raises startError when it is set; otherwise it plays the scripted events, inside
-// the call when finishInsideStart is set (a burn that ends before StartBurn returns), else
-// posted to the event loop one by one, as a real burn reports. A Progress event first sets
-// the status members it carries, then raises Progress. CancelBurn during a burn drops the
-// events not yet raised and posts BurnFinished(BurnCancelled), as the engine does.
+// StartBurn plays the scripted events, inside the call when finishInsideStart is set (a burn
+// that ends before StartBurn returns), else posted to the event loop one by one, as a real
+// burn reports. A Progress event first sets the status members it carries, then raises
+// Progress. CancelBurn during a burn drops the events not yet raised and posts
+// BurnFinished(BurnCancelled), as the engine does.
 class FakeAudioBurner final : public AudioBurner, public CallRecorder {
     Q_OBJECT
 public:
@@ -112,7 +112,6 @@ public:
 
     // Raise one event now.
     void raise(const Event& event);
-    void raiseFailed(const QString& message) { Q_EMIT Failed(message); }
     void raiseNotice(const QString& text, bool warning = false) { Q_EMIT Notice(text, warning); }
 
     QList<Recorder> recorders;
@@ -124,7 +123,6 @@ public:
     QMap<QString, qint32> fileBytes;
     // What WriteSpeed keeps of a written value; every value when unset.
     std::function<qint16(qint16)> acceptSpeed;
-    QString startError;
     QList<Event> burnEvents;
     bool finishInsideStart = false;
 

@@ -114,8 +114,6 @@ public:
 
     void Play(const QString& fileName) override {
         record(QStringLiteral("Play"), {fileName});
-        if (!playError.isEmpty())
-            throw Error(playError);
         state = Playing;
     }
     void PausePlayback() override {
@@ -142,5 +140,4 @@ public:
 
     qint32 state = Stopped;
     double position = 0;
-    QString playError;
 };

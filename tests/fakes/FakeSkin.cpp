@@ -6,7 +6,6 @@ void FakeSkin::LoadSkin(const QString& path) {
     record(QStringLiteral("LoadSkin"), {path});
     if (!loadError.isEmpty())
         throw Error(loadError);
-    loadedPath = path;
 }
 
 void FakeSkin::ApplySkin(QWidget* window) {

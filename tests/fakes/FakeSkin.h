@@ -15,6 +15,4 @@ public:
     // When not empty, LoadSkin raises Error with this text, as for a missing skin file.
     QString loadError;
     QColor backColor = QColor(0xd8, 0xdc, 0xe4);
-    // The path of the last LoadSkin that succeeded.
-    QString loadedPath;
 };
