@@ -23,7 +23,6 @@ private Q_SLOTS:
     void speeds();
     void valueCodes();
     void scanListsTheImageRecorderLast();
-    void sessionLayout();
     void writeTypePerMethod_data();
     void writeTypePerMethod();
     void libburnRefuses();

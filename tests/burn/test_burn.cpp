@@ -1,5 +1,5 @@
-// The burning engine on the real libburn: scan, value codes, the session, the write types
-// and burns on a file pseudo-drive.
+// The burning engine on the real libburn: scan, value codes, the write types and burns on a
+// file pseudo-drive.
 #include "backends/burn/BurnMethods.h"
 #include "backends/burn/Libburn.h"
 #include "tests/burn/BurnTests.h"
@@ -158,52 +158,8 @@ void TestBurn::scanListsTheImageRecorderLast() {
     QVERIFY_THROWS_EXCEPTION(IndexError, burner.setCurrentRecorder(0));
 }
 
-void TestBurn::sessionLayout() {
-    std::vector<PlannedTrack> tracks;
-    const TrackInfo infos[] = {info(75, QStringLiteral("Alpha"), QStringLiteral("Band"), "LP"),
-                               info(150, QStringLiteral("Beta ü"), QStringLiteral("Band"), "LP"),
-                               info(1, QStringLiteral("Gamma"), QStringLiteral("Band"), "LP")};
-    for (const TrackInfo& i : infos)
-        tracks.push_back({QStringLiteral("f"), i, std::make_unique<PatternFeed>(FeedScript{}), {}});
-    tracks[1].info.preEmphasis = true;
-    tracks[1].info.isrc = QStringLiteral("USXYZ2400001");
-    // The second track has a gap of 10 sectors before its INDEX 01.
-    const std::vector<TrackPlace> places{{0, 0, 75}, {75, 85, 150}, {225, 225, 1}};
-    const DiscLayout audio(tracks, places, discInfoOf(tracks), DiscLayout::Mode::Audio, nullptr);
-    int count = 0;
-    burn::burn_track** list = burn::burn_session_get_tracks(audio.session(), &count);
-    QCOMPARE(count, 3);
-    for (int i = 0; i < count; ++i) {
-        QCOMPARE(burn::burn_track_get_sectors(list[i]), int(places[size_t(i)].sectors));
-        QVERIFY(burn::burn_track_get_mode(list[i]) & BURN_AUDIO);
-        QCOMPARE(bool(burn::burn_track_get_mode(list[i]) & BURN_PREEMPHASIS), i == 1);
-    }
-    QVERIFY(audio.hasCdText());
-    unsigned char* packs = nullptr;
-    int packCount = 0;
-    QVERIFY(burn::burn_cdtext_from_session(audio.session(), &packs, &packCount, 0) > 0);
-    QByteArray titles, performers;
-    for (int i = 0; i < packCount; ++i) {
-        const QByteArray text(reinterpret_cast<char*>(packs) + i * 18 + 4, 12);
-        if (packs[i * 18] == 0x80)
-            titles += text;
-        else if (packs[i * 18] == 0x81)
-            performers += text;
-    }
-    std::free(packs);
-    // Disc first, then tracks 1-3, each ended by a zero; a track repeating the one before is a
-    // tab.
-    QVERIFY(titles.startsWith(QByteArray("LP\0Alpha\0Beta \xfc\0Gamma\0", 22)));
-    QVERIFY(performers.startsWith(QByteArray("Band\0Band\0\t\0\t\0", 14)));
-
-    for (PlannedTrack& t : tracks)
-        t.info.title = t.info.performer = {};
-    const DiscLayout silent(tracks, places, discInfoOf(tracks), DiscLayout::Mode::Data, nullptr);
-    list = burn::burn_session_get_tracks(silent.session(), &count);
-    QVERIFY(!silent.hasCdText());
-    QVERIFY(burn::burn_track_get_mode(list[0]) & BURN_MODE1);
-    QCOMPARE(silent.sectorBytes(), 2048);
-}
+// The session a disc is burnt from (track sectors, gaps, pre-emphasis, ISRCs, CD-Text), read
+// back from a virtual writer: test_vdrive_burn::aDiscImageBurntAsItStands.
 
 void TestBurn::writeTypePerMethod_data() {
     QTest::addColumn<qint32>("method");

@@ -30,9 +30,9 @@ void follow(Burner& burner, BurnerEvents& e) {
 } // namespace
 
 // The tracks run on without a gap, each exactly as long as its feed, the end of the last one
-// padded, a track under 4 seconds padded to 4 with a notice; the burn reports its phases, and
-// the disc is full afterwards. (What the image holds, read back sample for sample with its
-// CD-Text: test_burn_media::roundTrip.)
+// padded, a track under 4 seconds padded to 4; the burn reports its phases, and the disc is
+// full afterwards. (What the image holds, read back sample for sample with its CD-Text:
+// test_burn_media::roundTrip; the padding's notice and the speed kept: test_cli_burn.)
 void TestBurn::imageBurn() {
     const qint64 a = 600 * 588 + 100, b = 400 * 588 + 300, c = 100 * 588;
     m_opener.files = {
@@ -45,13 +45,8 @@ void TestBurn::imageBurn() {
         burner.AddTrack(f);
     // c is padded to 300 sectors; the program ends in the sector after 1300.
     QCOMPARE(burner.CompilationSize(), 1301 * kAudioSectorBytes);
-    burner.setWriteSpeed(50);
-    QCOMPARE(burner.WriteSpeed(), qint16(48));
     BurnerEvents events;
     follow(burner, events);
-    QStringList notices;
-    connect(&burner, &AudioBurner::Notice, &burner,
-            [&](const QString& text, bool) { notices << text; });
     burner.StartBurn();
     QVERIFY(events.percents.isEmpty()); // nothing is raised inside StartBurn
     QTRY_COMPARE_WITH_TIMEOUT(events.finished.size(), 1, 10000);
@@ -64,14 +59,10 @@ void TestBurn::imageBurn() {
         QVERIFY(events.phases[i].first == 3 || events.percents[i] >= events.percents[i - 1]);
     QCOMPARE(burner.WrittenBlocks(), 1301);
     QCOMPARE(burner.TotalBlocks(), 1301);
-    QVERIFY2(notices.contains("Track 3 (c.wma) is 1.33 s long: it is padded with silence to 4 s, "
-                              "the shortest track an audio CD allows."),
-             qPrintable(notices.join('\n')));
     QVERIFY(m_opener.measured.isEmpty()); // the image recorder learns the lengths as it writes
 
     const QString base = m_dir->filePath(burner.imageRecorder().lastImage());
     QCOMPARE(burner.lastLog(), base + ".log");
-    QCOMPARE(QDir(m_dir->path()).entryList(QDir::Files).size(), 3);
     burner.RefreshDisc();
     QCOMPARE(burner.MediaStatus(), 2);
     QCOMPARE(burner.MediaUsedSize(), 1301 * kAudioSectorBytes);

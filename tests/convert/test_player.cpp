@@ -246,15 +246,11 @@ private Q_SLOTS:
         QCOMPARE(window->findChild<QSlider*>(QStringLiteral("band5"))->value(), 0);
     }
 
+    // One band's curve is what its filter does: test_equalizer, measured on a real file. Bands
+    // add up in dB; a band at or above half the sample rate takes no part.
     void theResponseIsTheBandsPeakingFilters() {
         EqualizerResponse::Gains gains{};
         gains[8] = -12; // 4 kHz
-        // Exactly the gain at the centre, half of it near the band's edge, nothing far away.
-        QVERIFY(qAbs(EqualizerResponse::at(gains, 4000, 44100) + 12) < 1e-9);
-        const double edge = EqualizerResponse::at(gains, 4000 * std::sqrt(2.0), 44100);
-        QVERIFY2(edge < -4 && edge > -8, qPrintable(QString::number(edge)));
-        QVERIFY(qAbs(EqualizerResponse::at(gains, 250, 44100)) < 0.1);
-        // Bands add up in dB; a band at or above half the sample rate takes no part.
         gains[10] = 6;
         QVERIFY(qAbs(EqualizerResponse::at(gains, 16000, 44100) - 6) < 0.2);
         QCOMPARE(EqualizerResponse::at(gains, 10000, 22050),
