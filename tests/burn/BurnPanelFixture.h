@@ -9,7 +9,6 @@
 #include "controls/ProgressBar.h"
 #include "controls/ReportList.h"
 #include "controls/SkinCheckBox.h"
-#include "panelkit/ErrorBoundary.h"
 #include "panelkit/SharedState.h"
 #include "tests/fakes/Fakes.h"
 
@@ -27,22 +26,15 @@ template <class Engine, std::unique_ptr<Engine> (*makeEngine)(CallLog&)> struct 
     Engine& engine = *ownEngine;
     FakeCommonDialog dialog{&log};
     FakeMessageBox messageBox{&log};
+    ReportErrorsOn reporting{&messageBox};
     FakeHarnTools tools{&log};
     FakeSkin skin{&log};
     FakeMainWindow main{&log};
     SharedState state;
     FrameBurn panel{{engine, dialog, messageBox, tools, skin, main, state}};
 
-    BurnPanelOn() { ErrorBoundary::setMessageBox(&messageBox); }
-    ~BurnPanelOn() { ErrorBoundary::setMessageBox(nullptr); }
-    BurnPanelOn(const BurnPanelOn&) = delete;
-    BurnPanelOn& operator=(const BurnPanelOn&) = delete;
-
     template <class T = QLabel> T* child(const QString& name) const {
-        T* found = panel.findChild<T*>(name);
-        if (!found)
-            qFatal("no %s", qPrintable(name));
-        return found;
+        return namedChild<T>(panel, name);
     }
     QString text(const QString& name) const { return child<QLabel>(name)->text(); }
     ProgressBar* bar(int n) const {
@@ -82,12 +74,7 @@ template <class Engine, std::unique_ptr<Engine> (*makeEngine)(CallLog&)> struct 
         return finished.wait(timeout) ? finished.at(0).at(0).toInt() : -1;
     }
     // The texts of the message boxes shown, in order.
-    QStringList shown() const {
-        QStringList prompts;
-        for (const FakeMessageBox::Shown& box : messageBox.shown)
-            prompts << box.prompt;
-        return prompts;
-    }
+    QStringList shown() const { return messageBox.prompts(); }
     // The panel is idle: the button starts, the inputs are on, the progress box is cleared.
     void checkIdle() const {
         QCOMPARE(button("BurnNowBtn")->text(), QStringLiteral("BurnNow!"));

@@ -5,7 +5,6 @@
 #include "cd/TrackRename.h"
 #include "controls/ProgressBar.h"
 #include "controls/ReportList.h"
-#include "panelkit/ErrorBoundary.h"
 #include "panelkit/SharedState.h"
 #include "tests/fakes/Fakes.h"
 
@@ -25,6 +24,7 @@ struct CdFixture {
     FakeDrives drives{&log};
     FakeSettingsStore settings{&log};
     FakeMessageBox messageBox{&log};
+    ReportErrorsOn reporting{&messageBox};
     FakeSkin skin{&log};
     FakeMainWindow main{&log};
     SharedState state;
@@ -32,7 +32,6 @@ struct CdFixture {
     FrameCDMode panel{{tools, mci, drives, settings, messageBox, skin, main, state, lookup}};
 
     CdFixture() {
-        ErrorBoundary::setMessageBox(&messageBox);
         main.state = &state;
         tools.drives = {{0x010000, "PLEXTOR", "PX-716A", "1.11"},
                         {0x010100, "HL-DT-ST", "DVDRAM GH22NS50", "TN02"},
@@ -54,7 +53,6 @@ struct CdFixture {
                 mcierr::UnrecognizedKeyword, {}};
         state.newJob = True16;
     }
-    ~CdFixture() { ErrorBoundary::setMessageBox(nullptr); }
 
     void enter() {
         panel.show();
@@ -70,10 +68,7 @@ struct CdFixture {
     }
 
     template <class T = QPushButton> T* child(const QString& name) const {
-        T* found = panel.findChild<T*>(name);
-        if (!found)
-            qFatal("no %s", qPrintable(name));
-        return found;
+        return namedChild<T>(panel, name);
     }
     ReportList* list() const { return child<ReportList>(QStringLiteral("ListView1")); }
     QComboBox* combo(int n) const { return child<QComboBox>(QStringLiteral("Combo%1").arg(n)); }

@@ -4,7 +4,6 @@
 #include "controls/ReportList.h"
 #include "convert/FrameFileMode.h"
 #include "core/CommonHelpers.h"
-#include "panelkit/ErrorBoundary.h"
 #include "panelkit/SharedState.h"
 #include "tests/fakes/Fakes.h"
 
@@ -38,16 +37,15 @@ struct ConvertFixture {
     FakeCommonDialog comd{&log};
     FakeMainWindow main{&log};
     FakeMessageBox messageBox{&log};
+    ReportErrorsOn reporting{&messageBox};
     SharedState state;
     FrameFileMode panel{{mEnc, mDec, waEnc, waDec, x, comd, messageBox, main, state}};
     ReportList* LV = child<ReportList>("LV");
 
     explicit ConvertFixture(const QStringList& folders = {QStringLiteral("/out")}) {
-        ErrorBoundary::setMessageBox(&messageBox);
         main.folders = folders;
         panel.enterFileMode();
     }
-    ~ConvertFixture() { ErrorBoundary::setMessageBox(nullptr); }
 
     template <class T> T* child(const QString& name) const { return panel.findChild<T*>(name); }
 

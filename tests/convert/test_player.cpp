@@ -7,7 +7,6 @@
 #include "convert/EqualizerWindow.h"
 #include "convert/FrameFileMode.h"
 #include "convert/PlayerStrip.h"
-#include "panelkit/ErrorBoundary.h"
 #include "panelkit/SharedState.h"
 #include "tests/fakes/Fakes.h"
 
@@ -30,6 +29,7 @@ struct PlayerFixture {
     FakeCommonDialog comd;
     FakeMainWindow main;
     FakeMessageBox messageBox;
+    ReportErrorsOn reporting{&messageBox};
     FakeFilgraphManager graph{&log};
     SharedState state;
     FrameFileMode panel{{mEnc, mDec, waEnc, waDec, x, comd, messageBox, main, state}};
@@ -37,30 +37,20 @@ struct PlayerFixture {
     PlayerStrip* strip = panel.playerStrip();
 
     PlayerFixture() {
-        ErrorBoundary::setMessageBox(&messageBox);
         panel.setFilterGraph(&graph);
         for (const char* path : {"/music/a.mp3", "/music/b.wav"})
             LV->Add(QLatin1String(path));
     }
-    ~PlayerFixture() { ErrorBoundary::setMessageBox(nullptr); }
 
     template <class T = QPushButton> T* child(const QString& name) const {
-        T* found = panel.findChild<T*>(name);
-        if (!found)
-            qFatal("no %s", qPrintable(name));
-        return found;
+        return namedChild<T>(panel, name);
     }
     QString text(const QString& label) const { return child<QLabel>(label)->text(); }
     void doubleClick(qint32 row) {
         LV->setSelected(row, true);
         Q_EMIT LV->DblClick();
     }
-    QStringList reports() const {
-        QStringList shown;
-        for (const QString& call : messageBox.calls)
-            shown << call.section(u'(', 1).section(u',', 0, 0);
-        return shown;
-    }
+    QStringList reports() const { return messageBox.prompts(); }
 };
 
 } // namespace

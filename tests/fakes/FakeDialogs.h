@@ -114,6 +114,14 @@ public:
         return chosen.isEmpty() ? 0 : chosen.takeFirst();
     }
 
+    // The prompts of the boxes shown, in order.
+    QStringList prompts() const {
+        QStringList texts;
+        for (const Shown& box : shown)
+            texts << box.prompt;
+        return texts;
+    }
+
     QList<Result> results;
     QList<Shown> shown;
     QList<ReplaceAnswer> replaceAnswers;

@@ -14,3 +14,4 @@
 #include "tests/fakes/FakeSettingsStore.h"
 #include "tests/fakes/FakeSkin.h"
 #include "tests/fakes/FakeSoundCard.h"
+#include "tests/fakes/PanelTest.h"

@@ -1,7 +1,6 @@
 #pragma once
 
 // The recorder window, loaded and shown, on fakes, with its options dialog.
-#include "panelkit/ErrorBoundary.h"
 #include "panelkit/SharedState.h"
 #include "recorder/FrmMainA.h"
 #include "recorder/FrmOptions.h"
@@ -37,6 +36,7 @@ struct RecorderFixture {
     FakeCommonDialog saveDialog{&log};
     FakeMessageBox messageBox{&log};
     FakeMessageBox errors;
+    ReportErrorsOn reporting{&errors};
     FakeSettingsStore store;
     FakeSkin skin{&log};
     FakeMainWindow main;
@@ -44,7 +44,6 @@ struct RecorderFixture {
     FrmMainA window{{record, player, soundCard, saveDialog, messageBox, store, skin, main, state}};
 
     RecorderFixture() {
-        ErrorBoundary::setMessageBox(&errors);
         // A device list, the default first, as the real recorder reports it.
         record.devices = {{"Default", ""}, {"Line In", "hw:0"}, {"USB Mic", "hw:1"}};
         record.defaultDevice = QStringLiteral("hw:0");
@@ -56,7 +55,6 @@ struct RecorderFixture {
         soundCard.mixers.insert(QStringLiteral("Line In"), {0, {"Mic", "Line", "CD"}});
         window.open();
     }
-    ~RecorderFixture() { ErrorBoundary::setMessageBox(nullptr); }
 
     static QStringList formatNames(int n) {
         QStringList names;

@@ -88,10 +88,7 @@ struct Form1Fixture : QObject {
     }
 
     template <class T = QPushButton> T* child(const QString& name) const {
-        T* found = form->findChild<T*>(name);
-        if (!found)
-            qFatal("no %s", qPrintable(name));
-        return found;
+        return namedChild<T>(*form, name);
     }
     // The one widget of its kind in the window: a panel, the volume control.
     template <class T> T& find() const { return *child<T>(QString()); }
