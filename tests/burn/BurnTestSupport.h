@@ -96,7 +96,6 @@ public:
         qint64 failAtSector = -1;
         std::chrono::microseconds perRead{0};
         qint64 stallAtSector = -1;
-        qint64 frames = -1; // what the feed and measure() deliver, when not info.frames
     };
     QMap<QString, File> files;
     QStringList measured; // the files measure() was asked about
@@ -109,13 +108,13 @@ public:
     qint64 measure(const QString& path, const std::atomic<bool>&) override {
         std::lock_guard lock(m_mutex);
         measured << path;
-        return delivered(files[path]);
+        return files[path].info.frames;
     }
     std::unique_ptr<burning::TrackFeed> open(const QString& path) override {
         const File& f = files[path];
         FeedScript s;
         s.track = int(std::distance(files.begin(), files.find(path))) + 1;
-        s.bytes = delivered(f) * burning::kFrameBytes;
+        s.bytes = f.info.frames * burning::kFrameBytes;
         s.failAt = f.failAtSector < 0 ? -1 : f.failAtSector * burning::kAudioSectorBytes;
         s.perRead = f.perRead;
         s.stallAt = f.stallAtSector < 0 ? -1 : f.stallAtSector * burning::kAudioSectorBytes;
@@ -123,7 +122,6 @@ public:
     }
 
 private:
-    static qint64 delivered(const File& f) { return f.frames >= 0 ? f.frames : f.info.frames; }
     std::mutex m_mutex;
 };
 

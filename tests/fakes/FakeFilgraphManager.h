@@ -1,5 +1,6 @@
 #pragma once
 
+#include "components/Error.h"
 #include "components/FilgraphManager.h"
 #include "tests/fakes/CallLog.h"
 
@@ -13,16 +14,44 @@ public:
     explicit FakeFilgraphManager(CallLog* log = nullptr)
         : CallRecorder(QStringLiteral("FilgraphManager"), log) {}
 
-    void RenderFile(const QString& path) override;
-    void Run() override;
-    void Pause() override;
-    void Stop() override;
+    void RenderFile(const QString& path) override {
+        call("RenderFile", path);
+        if (!renderError.isEmpty())
+            throw Error(renderError);
+        renderedFile = path;
+        state = State::Stopped;
+        position = 0;
+        gains = {};
+        Q_EMIT EqualizerChanged();
+    }
+    void Run() override {
+        call("Run");
+        opened("play");
+        state = State::Running;
+    }
+    void Pause() override {
+        call("Pause");
+        state = State::Paused;
+    }
+    void Stop() override {
+        call("Stop");
+        state = State::Stopped;
+        position = 0;
+    }
     State GetState() const override { return state; }
     double Duration() const override { return renderedFile.isEmpty() ? 0 : duration; }
     double CurrentPosition() const override { return position; }
-    void setCurrentPosition(double seconds) override;
-    double BandGain(int band) const override;
-    void setBandGain(int band, double gain) override;
+    void setCurrentPosition(double seconds) override {
+        call("setCurrentPosition", seconds);
+        opened("move");
+        position = seconds;
+    }
+    double BandGain(int band) const override { return gains[index(band)]; }
+    void setBandGain(int band, double gain) override {
+        call("setBandGain", band, gain);
+        gains[index(band)] = gain;
+        Q_EMIT EqualizerChanged();
+    }
     int SampleRate() const override { return 44100; }
 
     // When not empty, RenderFile raises Error with this text, as for an undecodable file.
@@ -32,4 +61,15 @@ public:
     double duration = 200; // the length of every file rendered
     double position = 0;
     std::array<double, EqBandCount> gains{};
+
+private:
+    void opened(const char* what) const {
+        if (renderedFile.isEmpty())
+            throw Error(QStringLiteral("Cannot %1: no file has been opened.").arg(what));
+    }
+    static size_t index(int band) {
+        if (band < 0 || band >= EqBandCount)
+            throw IndexError(QStringLiteral("band %1").arg(band));
+        return size_t(band);
+    }
 };

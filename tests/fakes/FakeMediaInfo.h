@@ -1,10 +1,19 @@
 #pragma once
 
+#include "components/Error.h"
 #include "components/HarnMediaUtils.h"
 #include "components/WMAFile.h"
 #include "tests/fakes/CallLog.h"
 
 #include <QMap>
+
+// The entry of path in files; a path the table does not hold raises Error.
+template <class Info> Info lookUpFile(const QMap<QString, Info>& files, const QString& path) {
+    const auto found = files.constFind(path);
+    if (found == files.constEnd())
+        throw Error(QStringLiteral("Cannot read %1: the file does not exist").arg(path));
+    return *found;
+}
 
 // File information answered from a table of paths. A path the table does not hold raises
 // Error, as the real component does for a missing file.
@@ -31,7 +40,10 @@ public:
     QMap<QString, Info> files;
 
 private:
-    Info open(const char* member, const QString& path);
+    Info open(const char* member, const QString& path) {
+        call(member, path);
+        return lookUpFile(files, path);
+    }
 
     Info m_wma;
     Info m_mp3;
@@ -53,7 +65,10 @@ public:
 
     explicit FakeWMAFile(CallLog* log = nullptr) : CallRecorder(QStringLiteral("WMAFile"), log) {}
 
-    void Open(const QString& path) override;
+    void Open(const QString& path) override {
+        call("Open", path);
+        m_open = lookUpFile(files, path);
+    }
     QString Title() const override { return read("Title", m_open.title); }
     QString Author() const override { return read("Author", m_open.author); }
     QString Album() const override { return read("Album", m_open.album); }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "components/Error.h"
 #include "components/Skin.h"
 #include "tests/fakes/CallLog.h"
 
@@ -8,9 +9,13 @@ class FakeSkin final : public Skin, public CallRecorder {
 public:
     explicit FakeSkin(CallLog* log = nullptr) : CallRecorder(QStringLiteral("Skin"), log) {}
 
-    void LoadSkin(const QString& path) override;
-    void ApplySkin(QWidget* window) override;
-    QColor BackColor() const override;
+    void LoadSkin(const QString& path) override {
+        call("LoadSkin", path);
+        if (!loadError.isEmpty())
+            throw Error(loadError);
+    }
+    void ApplySkin(QWidget* window) override { call("ApplySkin", window); }
+    QColor BackColor() const override { return read("BackColor", backColor); }
 
     // When not empty, LoadSkin raises Error with this text, as for a missing skin file.
     QString loadError;
