@@ -169,7 +169,8 @@ private Q_SLOTS:
     // A track's length is what its decoder delivers at 44.1 kHz stereo: an MP3's encoder delay
     // and padding (its LAME header states them) left out, other rates, depths and channel
     // counts converted. Only raw PCM at 44.1 kHz is exact from the header alone; measure()
-    // decodes the rest. A 10 s MP3 is 441,000 samples, 750 sectors, not one more.
+    // decodes the rest. A 10 s MP3 is 441,000 samples, not one more. (That the disc holds what
+    // the decoder delivers: roundTrip.)
     void lengthsAreWhatTheDecoderDelivers_data() {
         QTest::addColumn<QString>("file");
         QTest::addColumn<bool>("exactFromHeader");
@@ -206,15 +207,6 @@ private Q_SLOTS:
             QCOMPARE(info.frames, delivered);
         std::atomic<bool> stop{false};
         QCOMPARE(opener.measure(chosen, stop), delivered);
-
-        const auto burner = imageBurner();
-        burner->AddTrack(chosen);
-        QCOMPARE(burn(*burner).status, qint32(AudioBurner::BurnSucceeded));
-        const QString cue = m_images->filePath(burner->imageRecorder().lastImage() + ".cue");
-        const cdio::Toc toc = cdio::Disc(cdio::DriveTable({cue}, false).drives().value(0)).toc();
-        QCOMPARE(qint64(toc.leadout),
-                 (std::max<qint64>(delivered, 4 * 44100) + kFramesPerSector - 1) /
-                     kFramesPerSector);
     }
 
     // One sector changed before the read-back is found, in its track and at its place, and
