@@ -1,4 +1,5 @@
-// The convert panel alone, on fake codecs and a fake main window.
+// The convert panel alone, on fake codecs and a fake main window. (A file's type by its
+// ending, in any case, and the output names: test_convert_rules.)
 #include "components/Error.h"
 #include "controls/ProgressBar.h"
 #include "controls/ReportList.h"
@@ -191,9 +192,6 @@ private Q_SLOTS:
             "ReadMp3Info(/in/a.mp3) Mp3Duration() Mp3SizeMB()");
         row("wma", "WMA", "/in/b.wma", "/in/b.wma|WMA|03:25|34.57 mb",
             "ReadWmaInfo(/in/b.wma) WmaDuration() WmaSizeMB()");
-        // The ending counts in lower case: LOUD.MP3 is an MP3 file.
-        row("upper case", "WAV", "/in/LOUD.MP3", "/in/LOUD.MP3|MP3|03:25|34.57 mb",
-            "ReadMp3Info(/in/LOUD.MP3) Mp3Duration() Mp3SizeMB()");
         row("unknown ending", "WAV", "/in/notes.ogg", "/in/notes.ogg|||", "");
         // A file whose information cannot be read still gets its row.
         row("unreadable", "MP3", "/in/broken.wav", "/in/broken.wav|WAV|00:00|0.00 mb",
@@ -263,9 +261,6 @@ private Q_SLOTS:
             {"WAEnc /in/one.wav /out/one.wma", "WAEnc /in/two.wav /out/two.wma"});
         row("wave, decoder by ending", "WAV", {"/in/one.wma", "/in/two.mp3"},
             {"WaDec /in/one.wma /out/one.wav", "MDec /in/two.mp3 /out/two.wav"});
-        // Endings count in lower case, in every target.
-        row("upper-case endings", "WAV", {"/in/SONG.MP3", "/in/Track.WMA"},
-            {"MDec /in/SONG.MP3 /out/SONG.wav", "WaDec /in/Track.WMA /out/Track.wav"});
         // The first 50 characters name the output; their last three give way to the ending.
         row("long name cut", "MP3", {"/in/" + longName},
             {"MEnc /in/" + longName + " /out/" + QString(47, u'n') + "mp3"});
