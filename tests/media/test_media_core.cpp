@@ -7,7 +7,6 @@
 
 #include <QTemporaryDir>
 #include <QTest>
-#include <QtEndian>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
@@ -15,13 +14,9 @@ namespace {
 
 constexpr PcmFormat kStereo44{44100, 2};
 
-// A stereo WAV of 8000 bytes of silence at the given rate; with overclaim its data chunk claims
-// twice what follows.
-QByteArray overclaimingWav(quint32 rate = 44100, bool overclaim = true) {
-    QByteArray wav = wavHeader(rate, 2, 16, 8000) + QByteArray(8000, '\0');
-    if (overclaim)
-        qToLittleEndian<quint32>(16000, wav.data() + 40);
-    return wav;
+// A stereo WAV header claiming the given rate, over 8000 bytes of silence.
+QByteArray wavAtRate(quint32 rate) {
+    return wavHeader(rate, 2, 16, 8000) + QByteArray(8000, '\0');
 }
 
 } // namespace
@@ -168,13 +163,6 @@ void TestMediaCore::inputs_data() {
                             << "it is a device, not a file";
     QTest::newRow("link to a device") << "zero.wav"
                                       << "it is a device, not a file";
-    QTest::newRow("folder") << "."
-                            << "it is a folder, not a file";
-    QTest::newRow("missing") << "none.wav"
-                             << "the file does not exist";
-    QTest::newRow("data chunk claims more")
-        << "overclaim.wav"
-        << "the file is truncated (its header announces 16044 bytes";
     // A damaged header's rate took 17 s and 2 GB of resampling tables before failing.
     QTest::newRow("1.4 GHz") << "fast.wav"
                              << "its header gives 1398516785 Hz as the sample rate";
@@ -196,9 +184,8 @@ void TestMediaCore::inputs() {
     if (!QFileInfo::exists(path("pipe.wav"))) {
         QCOMPARE(::mkfifo(QFile::encodeName(path("pipe.wav")).constData(), 0600), 0);
         QVERIFY(QFile::link("/dev/zero", path("zero.wav")));
-        writeBytes(path("overclaim.wav"), overclaimingWav());
-        writeBytes(path("fast.wav"), overclaimingWav(1398516785, false));
-        writeBytes(path("dxd.wav"), overclaimingWav(768000, false));
+        writeBytes(path("fast.wav"), wavAtRate(1398516785));
+        writeBytes(path("dxd.wav"), wavAtRate(768000));
         writeBytes(path("list.wav"),
                    QByteArray::fromBase64("UklGRi5FAABXQVZFZm10IBAAAAABAAIARKwAABCxAgAEABAATElTVB"
                                           "oAALZJTkZPSVNGVAAAAACjAAAAAAAAAAAAAAAAAAAAAAAOAAAATGF2"
