@@ -66,7 +66,6 @@ private Q_SLOTS:
     void failsMidRip_data();
     void failsMidRip();
     void aSecondRipReplacesTheFirst();
-    void tracksPastTheEndOfTheImage();
     void playerStopsWhenTheImageGoes();
     void mciPlaysThroughThePlayer();
 
@@ -301,34 +300,6 @@ void TestRip::playerStopsWhenTheImageGoes() {
     QTRY_VERIFY_WITH_TIMEOUT(player.position() > first + 5, 5000);
     QVERIFY(QFile::remove(binOf(image.cue)));
     QTRY_COMPARE_WITH_TIMEOUT(player.state(), CdPlayer::State::Stopped, 5000);
-}
-
-// The window's view of an image whose later tracks lie past the end of its data: the track
-// list's lengths are never negative, and ripping such a track is refused by name, at once,
-// with no file and nothing reported. (The track inside rips: test_cli_cue, same pipeline.)
-void TestRip::tracksPastTheEndOfTheImage() {
-    const TestImage image = writeShortImage(m_dir.path());
-    const auto table = std::make_shared<DriveTable>(QStringList{image.cue}, false);
-    CdAudioMci mci(table, std::make_unique<DiscPlayer>());
-    const QStringList replies{"1", "3", "00:06:00", "00:04:00", "00:02:00", "00:00:00"};
-    QStringList got;
-    for (const char* command :
-         {"open cdaudio alias cd1", "status cd1 number of tracks wait", "status cd1 length wait",
-          "status cd1 length track 1", "status cd1 length track 2", "status cd1 length track 3"})
-        got << answer(mci, command);
-    QCOMPARE(got, replies); // track 2: what lies inside
-    for (const int track : {2, 3}) {
-        CdTools tools(table);
-        const QString path = QDir(outFolder()).filePath(QStringLiteral("Track0%1.wav").arg(track));
-        RipEvents events(tools, path);
-        const QString error = errorOf([&] { rip(tools, "wav", kImageHost, path, track); });
-        QVERIFY2(error.startsWith(QStringLiteral("Track %1 ").arg(track)) &&
-                     error.contains(QStringLiteral("the end of the image %1").arg(image.cue)),
-                 qPrintable(error));
-        QCoreApplication::processEvents();
-        QVERIFY(events.percents.isEmpty() && events.failures.isEmpty());
-    }
-    QCOMPARE(folderEntries(outFolder()), QStringList());
 }
 
 // The rip panel's playback commands on the real player: the position advances, holds while
