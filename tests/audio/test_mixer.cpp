@@ -1,12 +1,11 @@
-// The mixers on ALSA against the test audio server: the volume control's module and control
-// write what pactl reads and follow what pactl writes; the recorder's sound card finds and
-// selects the server's capture line.
+// The mixers on ALSA against the test audio server: the volume control's module writes what
+// pactl reads and follows what pactl writes (the control on it: test_audio_devices); the
+// recorder's sound card finds and selects the server's capture line.
 #include "backends/audio/AlsaSoundCard.h"
 #include "backends/audio/MixerDevices.h"
 #include "components/Error.h"
 #include "core/VolumeMixer.h"
 #include "tests/audio/AudioServer.h"
-#include "volume/VolumeControl.h"
 
 #include <QSignalSpy>
 #include <QTest>
@@ -45,28 +44,6 @@ private Q_SLOTS:
         QVERIFY(changed.wait(2000));
         QCOMPARE(module.GetVolume(VolumeMixer::Speakers), 45);
         module.CloseVolumeMixer();
-    }
-
-    void theControlFollowsTheServer() {
-        MixerDevices mixer;
-        VolumeMixer module(mixer);
-        VolumeControl control(module);
-        control.ReadProperties({});
-        control.setDeviceToControl(0);
-        QSignalSpy volume(&control, &VolumeControl::VolumeChanged);
-        QSignalSpy mute(&control, &VolumeControl::MuteChanged);
-
-        pactl({"set-sink-volume", "melvane_null", "62%"});
-        QTRY_VERIFY_WITH_TIMEOUT(!volume.isEmpty(), 2000);
-        QCOMPARE(volume.last().at(0).toInt(), 62);
-        pactl({"set-sink-mute", "melvane_null", "1"});
-        QTRY_VERIFY_WITH_TIMEOUT(!mute.isEmpty(), 2000);
-        QVERIFY(control.Mute());
-
-        control.setMute(false);
-        control.setVolume(80);
-        QCOMPARE(sinkVolume("melvane_null"), 655 * 80);
-        QVERIFY(!isMuted("sink", "melvane_null"));
     }
 
     void theSoundCardSelectsTheServersCaptureLine() {
