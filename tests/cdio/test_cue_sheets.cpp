@@ -203,7 +203,7 @@ void TestCueSheets::namedPipeRefusedAtOnce() {
 }
 
 // A sheet whose later tracks start past the end of its data file: those tracks are refused by
-// name, their lengths are never negative, and the tracks inside read as they are.
+// name and their lengths are never negative. (The track inside read: test_cli_cue.)
 void TestCueSheets::tracksPastTheEndOfTheData() {
     const QString cue = image("FILE \"disc.bin\" BINARY\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"
                               "  TRACK 02 AUDIO\n    INDEX 01 00:04:00\n"
@@ -226,9 +226,6 @@ void TestCueSheets::tracksPastTheEndOfTheData() {
                  .arg(cue, bin));
     for (const int n : {2, 3})
         QCOMPARE(errorOf([&] { DiscReader::track(drive(cue), n); }), toc.tracks[n - 1].problem);
-    auto reader = DiscReader::track(drive(cue), 1);
-    QVERIFY(readSamples(*reader, 5000) ==
-            std::vector<qint16>(m_data.begin(), m_data.begin() + 300 * 1176));
     // Even when the first track lies outside, the disc's length is never negative.
     const QString outside =
         image("FILE \"disc.bin\" BINARY\n  TRACK 01 AUDIO\n    INDEX 01 00:20:00\n");
