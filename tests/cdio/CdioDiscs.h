@@ -1,7 +1,7 @@
 #pragma once
 
 // The images the CD backend's tests share, in one drive table: two audio discs, two data
-// discs, and images libcdio would misread.
+// discs, an image libcdio would misread and one without its data file.
 
 #include "backends/cdio/DiscReader.h"
 #include "backends/cdio/DriveTools.h"
@@ -48,18 +48,13 @@ struct CdioDiscs {
             writeImage(folder, QStringLiteral("data"), {{QStringLiteral("MODE1/2352"), 588 * 300}});
         mode2 = writeImage(folder, QStringLiteral("mode2"),
                            {{QStringLiteral("MODE2/2352"), 588 * 300}});
-        // Each with its reason to be refused.
+        // Each with its reason to be refused (the others: test_cue_sheets).
         writeImage(folder, QStringLiteral("twofiles"), {{QStringLiteral("AUDIO"), 588 * 10}}, 3,
                    QStringLiteral("FILE \"other.bin\" BINARY\n"));
-        writeImage(folder, QStringLiteral("cooked"), {{QStringLiteral("MODE1/2048"), 588 * 10}});
-        writeImage(folder, QStringLiteral("pregap"),
-                   {{QStringLiteral("AUDIO"), 588 * 10}, {QStringLiteral("AUDIO"), 588 * 10}}, 4,
-                   QStringLiteral("  PREGAP 00:02:00\n"));
         writeImage(folder, QStringLiteral("nobin"), {{QStringLiteral("AUDIO"), 588 * 10}});
         QVERIFY(QFile::remove(QDir(folder).filePath(QStringLiteral("nobin.bin"))));
         QStringList images;
-        for (const char* name :
-             {"audio", "mixed", "data", "mode2", "twofiles", "cooked", "pregap", "nobin"})
+        for (const char* name : {"audio", "mixed", "data", "mode2", "twofiles", "nobin"})
             images << cue(QString::fromLatin1(name));
         table = std::make_shared<cdio::DriveTable>(images, false);
     }

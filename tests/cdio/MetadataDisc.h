@@ -25,7 +25,6 @@ struct MetadataDisc {
     QStringList isrcs; // empty for the tracks without one
 
     QString title(int n) const { return titles[n - 1]; }
-    int count() const { return int(titles.size()); }
 };
 
 inline MetadataDisc writeMetadataDisc(const QString& folder, const QString& name,

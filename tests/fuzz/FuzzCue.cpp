@@ -12,38 +12,18 @@
 #include "backends/cdio/Disc.h"
 #include "backends/cdio/DiscReader.h"
 #include "components/Error.h"
+#include "tests/fuzz/FuzzPromise.h"
 
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <sys/stat.h>
 
 namespace {
 
 // Reads at most this many tracks of a sheet, to keep each run short.
 constexpr int kTracksRead = 4;
-
-[[noreturn]] void broken(const QString& what) {
-    std::fprintf(stderr, "broken promise: %s\n", what.toLocal8Bit().constData());
-    std::abort();
-}
-
-// A Qt warning is text the user did not ask for on standard error (a seek far past the end of
-// a file, say): a broken promise too.
-void refuseWarnings(QtMsgType type, const QMessageLogContext&, const QString& message) {
-    if (type != QtDebugMsg && type != QtInfoMsg)
-        broken(QStringLiteral("Qt warned: ") + message);
-}
-[[maybe_unused]] const bool g_watching = (qInstallMessageHandler(refuseWarnings), true);
-
-void writeFile(const QString& path, const QByteArray& bytes) {
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(bytes) != bytes.size())
-        broken(QStringLiteral("cannot write %1").arg(path));
-}
 
 QByteArray noise(qint64 bytes) {
     QByteArray data(bytes, Qt::Uninitialized);

@@ -8,29 +8,15 @@
 #include "backends/media/Codecs.h"
 #include "backends/media/FileSource.h"
 #include "components/Error.h"
+#include "tests/fuzz/FuzzPromise.h"
 
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 
 namespace {
-
-[[noreturn]] void broken(const QString& what) {
-    std::fprintf(stderr, "broken promise: %s\n", what.toLocal8Bit().constData());
-    std::abort();
-}
-
-// A Qt warning is text the user did not ask for on standard error (a seek far past the end of
-// a file, say): a broken promise too.
-void refuseWarnings(QtMsgType type, const QMessageLogContext&, const QString& message) {
-    if (type != QtDebugMsg && type != QtInfoMsg)
-        broken(QStringLiteral("Qt warned: ") + message);
-}
-[[maybe_unused]] const bool g_watching = (qInstallMessageHandler(refuseWarnings), true);
 
 const QString& folder() {
     static QTemporaryDir* dir = new QTemporaryDir;
@@ -59,12 +45,7 @@ void checkRefusal(const Error& e, const QString& path) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const QByteArray bytes(reinterpret_cast<const char*>(data), qsizetype(size));
     const QString path = QDir(folder()).filePath(nameFor(bytes));
-    {
-        QFile file(path);
-        if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) ||
-            file.write(bytes) != bytes.size())
-            broken(QStringLiteral("cannot write ") + path);
-    }
+    writeFile(path, bytes);
     MediaInfo x;
     try {
         const QStringList fields = infoLine(x, path).split(u'\t');

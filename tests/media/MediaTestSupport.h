@@ -123,12 +123,18 @@ struct DecodedAudio {
     }
 };
 
-inline DecodedAudio readAll(PcmSource& source, qint64 block = 4096) {
+// What the source gives, read in blocks, up to its end or up to limit frames.
+inline DecodedAudio readAll(PcmSource& source, qint64 block = 4096, qint64 limit = -1) {
     DecodedAudio audio{source.format(), {}};
     std::vector<qint16> buffer(size_t(block * audio.format.channels));
-    while (const qint64 n = source.read(buffer.data(), block))
+    while (limit < 0 || audio.frames() < limit) {
+        const qint64 n =
+            source.read(buffer.data(), limit < 0 ? block : std::min(block, limit - audio.frames()));
+        if (n == 0)
+            break;
         audio.samples.insert(audio.samples.end(), buffer.begin(),
                              buffer.begin() + n * audio.format.channels);
+    }
     return audio;
 }
 

@@ -51,13 +51,11 @@ inline QString checkFrames(const QByteArray& file, Facts& facts) {
     static const int rates2[] = {0, 8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160};
     static const int sampleRates[] = {44100, 48000, 32000};
     const auto* b = reinterpret_cast<const uint8_t*>(file.constData());
-    qint64 end = file.size();
+    const qint64 end = file.size();
     qint64 at = 0;
     if (file.startsWith("ID3") && file.size() >= 10)
         at = 10 + ((b[6] & 0x7f) << 21 | (b[7] & 0x7f) << 14 | (b[8] & 0x7f) << 7 | (b[9] & 0x7f)) +
              ((b[5] & 0x10) ? 10 : 0);
-    if (end - at >= 128 && file.mid(int(end - 128), 3) == "TAG")
-        end -= 128;
     const qint64 audioStart = at;
     qint64 payloadEnd = 0; // payload bytes of the audio frames so far
     qint64 written = 0;    // where the last main data ended, in the same count

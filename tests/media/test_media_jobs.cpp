@@ -1,4 +1,4 @@
-// The media job, the output-file helper and the pipe between threads, on real FFmpeg and real
+// The media job and the pipe between threads, on real FFmpeg and real
 // threads.
 
 #include "backends/media/OutputFile.h"
@@ -12,10 +12,6 @@
 #include <QTest>
 #include <QThread>
 #include <condition_variable>
-#include <csignal>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace {
 
@@ -71,18 +67,6 @@ std::unique_ptr<EncodedSink> mp3Sink(const QString& path) {
         path, EncodedSink::Options{OutputCodec::Mp3Lame, 128000, {}}, kStereo44);
 }
 
-// Lowers this process's file size limit for a scope: writes beyond it fail with EFBIG as on a
-// full disk (root is stopped reliably by neither a full tmpfs nor permission bits).
-struct FileSizeLimit {
-    rlimit saved{};
-    explicit FileSizeLimit(rlim_t bytes) {
-        getrlimit(RLIMIT_FSIZE, &saved);
-        const rlimit lowered{bytes, saved.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &lowered);
-    }
-    ~FileSizeLimit() { setrlimit(RLIMIT_FSIZE, &saved); }
-};
-
 struct JobSpies {
     explicit JobSpies(MediaJob& job)
         : progress(&job, &MediaJob::progress), finished(&job, &MediaJob::finished),
@@ -97,8 +81,6 @@ class TestMediaJobs : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void outputFile_data();
-    void outputFile();
     void jobReportsInOrder();
     void cancelNeverWaits();
     void readerRunsAheadOfABusySink();
@@ -107,67 +89,6 @@ private Q_SLOTS:
     void stalledSourceEndsTheJob();
     void pipeStates();
 };
-
-void TestMediaJobs::outputFile_data() {
-    QTest::addColumn<OutputFile::Temporary>("temporary");
-    QTest::newRow("unnamed") << OutputFile::Temporary::Unnamed;
-    QTest::newRow("named") << OutputFile::Temporary::Named;
-}
-
-// Complete under its name or not at all: nothing left by a discard, a vanished folder or a full
-// disk; an older file replaced only by the commit; temporaries of dead processes cleared away.
-void TestMediaJobs::outputFile() {
-    QFETCH(OutputFile::Temporary, temporary);
-    QTemporaryDir out;
-    const QString target = out.filePath("kept.mp3");
-    writeBytes(target, "older file");
-    const auto before = fileState(target);
-    const pid_t gone = ::fork();
-    if (gone == 0)
-        ::_exit(0);
-    ::waitpid(gone, nullptr, 0);
-    const QString stale = QStringLiteral(".melvane-%1-0000abcd.part").arg(gone);
-    const QString live = QStringLiteral(".melvane-%1-0000abcd.part").arg(::getpid());
-    writeBytes(out.filePath(stale), "left by a killed job");
-    writeBytes(out.filePath(live), "still being written");
-    const OverwriteRule replace{true, {}};
-    {
-        OutputFile file(target, replace, temporary);
-        file.write("new", 3);
-        QCOMPARE(file.temporaryPath().isEmpty(), temporary == OutputFile::Temporary::Unnamed);
-    }
-    QCOMPARE(folderEntries(out.path()), QStringList({live, "kept.mp3"}));
-    QCOMPARE(fileState(target), before);
-    {
-        OutputFile file(target, replace, temporary);
-        file.write("new", 3);
-        file.finish();
-        QCOMPARE(fileState(target), before);
-        file.commit();
-    }
-    QCOMPARE(folderEntries(out.path()), QStringList({live, "kept.mp3"}));
-    QCOMPARE(QFile(target).size(), 3);
-
-    QVERIFY(QDir(out.path()).mkdir("gone"));
-    QString message = errorOf([&] {
-        OutputFile file(out.filePath("gone/late.mp3"), {}, temporary);
-        file.write("data", 4);
-        QVERIFY(QDir(out.filePath("gone")).removeRecursively());
-        file.commit();
-    });
-    QCOMPARE(message,
-             "Cannot write " + out.filePath("gone/late.mp3") + ": No such file or directory");
-
-    // Past the file size limit a write fails (SIGXFSZ must not end the program).
-    message = errorOf([&] {
-        FileSizeLimit limit(64 * 1024);
-        OutputFile file(out.filePath("big.wav"), {}, temporary);
-        const QByteArray block(100 * 1024, 'x');
-        file.write(block.constData(), block.size());
-    });
-    QCOMPARE(message, "Cannot write " + out.filePath("big.wav") + ": File too large");
-    QCOMPARE(folderEntries(out.path()), QStringList({live, "kept.mp3"}));
-}
 
 // Progress rises in steps and stays below the whole; finished() comes with the file in place,
 // failed() after the temporary file is gone; mismatched formats are refused at once.

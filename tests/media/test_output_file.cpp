@@ -8,8 +8,10 @@
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -49,6 +51,18 @@ struct ForcedFileSystem {
             qputenv("MELVANE_OUTPUT_FS", kind);
     }
     ~ForcedFileSystem() { qunsetenv("MELVANE_OUTPUT_FS"); }
+};
+
+// Lowers this process's file size limit for a scope: writes beyond it fail with EFBIG as on a
+// full disk (root is stopped reliably by neither a full tmpfs nor permission bits).
+struct FileSizeLimit {
+    rlimit saved{};
+    explicit FileSizeLimit(rlim_t bytes) {
+        getrlimit(RLIMIT_FSIZE, &saved);
+        const rlimit lowered{bytes, saved.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &lowered);
+    }
+    ~FileSizeLimit() { setrlimit(RLIMIT_FSIZE, &saved); }
 };
 
 QString runTool(const QString& program, const QStringList& arguments) {
@@ -113,8 +127,8 @@ class TestOutputFile : public QObject {
 private Q_SLOTS:
     void whatIsAlreadyThere_data();
     void whatIsAlreadyThere();
-    void withoutFileSystemHelp_data();
-    void withoutFileSystemHelp();
+    void completeOrAbsent_data();
+    void completeOrAbsent();
     void onExfat();
 };
 
@@ -191,31 +205,59 @@ void TestOutputFile::whatIsAlreadyThere() {
         QVERIFY_THROWS_EXCEPTION(OutputExistsError, OutputFile(target, {}));
 }
 
-void TestOutputFile::withoutFileSystemHelp_data() {
+void TestOutputFile::completeOrAbsent_data() {
     QTest::addColumn<QByteArray>("kind");
-    QTest::newRow("this file system") << QByteArray();
-    QTest::newRow("no unnamed files, no RENAME_NOREPLACE") << QByteArray("links");
-    QTest::newRow("no hard links either (exFAT)") << QByteArray("nolinks");
+    QTest::addColumn<OutputFile::Temporary>("temporary");
+    QTest::newRow("unnamed temporary") << QByteArray() << OutputFile::Temporary::Unnamed;
+    QTest::newRow("named temporary") << QByteArray() << OutputFile::Temporary::Named;
+    QTest::newRow("no unnamed files, no RENAME_NOREPLACE")
+        << QByteArray("links") << OutputFile::Temporary::Unnamed;
+    QTest::newRow("no hard links either (exFAT)")
+        << QByteArray("nolinks") << OutputFile::Temporary::Unnamed;
 }
 
-// However the file gets into place, it is complete or absent; a file that took the name while
-// the job ran is never replaced, and the finished file can still go under another name.
-void TestOutputFile::withoutFileSystemHelp() {
+// However the file gets into place, it is complete under its name or absent: nothing is left by
+// a discard, a vanished folder or a full disk; an older file is replaced only by the commit, a
+// file that took the name while the job ran never; temporaries of dead processes are cleared.
+void TestOutputFile::completeOrAbsent() {
     QFETCH(QByteArray, kind);
+    QFETCH(OutputFile::Temporary, temporary);
     const ForcedFileSystem forced(kind);
     QTemporaryDir dir;
     const QString target = dir.filePath("take.wav");
+    const pid_t gone = ::fork();
+    if (gone == 0)
+        ::_exit(0);
+    ::waitpid(gone, nullptr, 0);
+    const QString live = QStringLiteral(".melvane-%1-0000abcd.part").arg(::getpid());
+    writeBytes(dir.filePath(QStringLiteral(".melvane-%1-0000abcd.part").arg(gone)), "killed");
+    writeBytes(dir.filePath(live), "still being written");
 
-    OutputFile fresh(target);
-    QCOMPARE(fresh.temporaryPath().isEmpty(), kind.isEmpty());
+    OutputFile fresh(target, {}, temporary);
+    QCOMPARE(fresh.temporaryPath().isEmpty(),
+             kind.isEmpty() && temporary == OutputFile::Temporary::Unnamed);
     fresh.write("first", 5);
     QCOMPARE(folderEntries(dir.path()).contains("take.wav"), false);
     fresh.commit();
     QCOMPARE(entryAt(target), QStringLiteral("file:first"));
+    QCOMPARE(folderEntries(dir.path()), QStringList({live, "take.wav"}));
+
+    // Discarded, even with consent: the older file stays. Committed: replaced, at the commit.
+    const OverwriteRule replace{true, {}};
+    OutputFile(target, replace, temporary).write("lost", 4);
+    QCOMPARE(entryAt(target), QStringLiteral("file:first"));
+    {
+        OutputFile file(target, replace, temporary);
+        file.write("second", 6);
+        file.finish();
+        QCOMPARE(entryAt(target), QStringLiteral("file:first"));
+        file.commit();
+    }
+    QCOMPARE(entryAt(target), QStringLiteral("file:second"));
 
     // Someone else's file arrives while ours is written: theirs stays, ours goes elsewhere.
     const QString late = dir.filePath("late.wav");
-    OutputFile racing(late);
+    OutputFile racing(late, {}, temporary);
     racing.write("ours", 4);
     writeBytes(late, "theirs");
     QVERIFY_THROWS_EXCEPTION(OutputExistsError, racing.commitAs(late));
@@ -223,10 +265,24 @@ void TestOutputFile::withoutFileSystemHelp() {
     racing.commitAs(dir.filePath("late (2).wav"));
     QCOMPARE(entryAt(dir.filePath("late (2).wav")), QStringLiteral("file:ours"));
 
-    // With consent an older file is replaced.
-    QCOMPARE(place(target, {true, {}}, "second"), QString());
-    QCOMPARE(entryAt(target), QStringLiteral("file:second"));
-    QCOMPARE(folderEntries(dir.path()), QStringList({"late (2).wav", "late.wav", "take.wav"}));
+    QVERIFY(QDir(dir.path()).mkdir("gone"));
+    QCOMPARE(errorOf([&] {
+                 OutputFile file(dir.filePath("gone/vanished.wav"), {}, temporary);
+                 file.write("data", 4);
+                 QVERIFY(QDir(dir.filePath("gone")).removeRecursively());
+                 file.commit();
+             }),
+             "Cannot write " + dir.filePath("gone/vanished.wav") + ": No such file or directory");
+    // Past the file size limit a write fails (SIGXFSZ must not end the program).
+    QCOMPARE(errorOf([&] {
+                 FileSizeLimit limit(64 * 1024);
+                 OutputFile file(dir.filePath("big.wav"), {}, temporary);
+                 const QByteArray block(100 * 1024, 'x');
+                 file.write(block.constData(), block.size());
+             }),
+             "Cannot write " + dir.filePath("big.wav") + ": File too large");
+    QCOMPARE(folderEntries(dir.path()),
+             QStringList({live, "late (2).wav", "late.wav", "take.wav"}));
 }
 
 // A real exFAT (FUSE): no unnamed files, RENAME_NOREPLACE refused with EINVAL, no hard links,
