@@ -1,7 +1,7 @@
 // Burns that are exact and verified, on the virtual CD writer and on the image recorder, read
 // back with cd-paranoia: an MP3 album without gaps, verification with a read offset, track at
-// once, unreadable sectors, what a failing recorder says and what a drive that cannot write
-// offers.
+// once, unreadable sectors, what a failing recorder says, and what the drive did for each burn
+// method.
 #include "VirtualDriveTests.h"
 #include "tests/media/MediaTestSupport.h"
 
@@ -267,14 +267,33 @@ private Q_SLOTS:
                  log.constData());
     }
 
-    // A drive that reads CDs but cannot write them offers no write speed.
-    void aReaderOffersNoWriteSpeed() {
-        const QString folder = m_dir.fresh("reader");
-        const Run list = cli({"recorders"}, "/dev/sr7:none:kind=rom", folder);
-        QCOMPARE(list.exitCode, 0);
-        QVERIFY2(list.out.contains("CD-ROM reader;") &&
-                     list.out.contains("write speeds: none (it cannot write CDs)\n"),
-                 qPrintable(list.out));
+    // What the drive did for a burn method, as its log tells, and the disc it saved.
+    void burnMethodsAndOptions_data() {
+        QTest::addColumn<QStringList>("options");
+        QTest::addColumn<QString>("model");    // what the drive's log says it did
+        QTest::addColumn<QByteArray>("saved"); // a line of the saved disc's cue sheet
+        QTest::newRow("track at once")
+            << QStringList{"--method", "1"} << "session closed: 1, disc complete"
+            << QByteArray("  TRACK 02 AUDIO\n    INDEX 00"); // the pause; no CD-Text
+        QTest::newRow("test burn")
+            << QStringList{"--simulate"} << "test write ended: nothing recorded" << QByteArray();
+        QTest::newRow("left open")
+            << QStringList{"--keep-open"} << "session closed: 1, disc appendable"
+            << QByteArray("  TRACK 02 AUDIO\n    TITLE \"Part 2\"\n    INDEX 01");
+    }
+    void burnMethodsAndOptions() {
+        QFETCH(QStringList, options);
+        QFETCH(QString, model);
+        QFETCH(QByteArray, saved);
+        const QString folder = m_dir.fresh("methods");
+        const QString log = folder + "/drive.log";
+        const Run burn =
+            runWithDrive(kCli, QStringList{"burn", "--recorder", "1"} + options + m_album.mid(0, 2),
+                         kBlank, {"VIRTUAL_DRIVE_SAVE=" + folder, "VIRTUAL_DRIVE_LOG=" + log});
+        QVERIFY2(burn.exitCode == 0, qPrintable(burn.out + burn.err));
+        QVERIFY2(fileBytes(log).contains(model.toUtf8()), qPrintable(model));
+        const QByteArray cue = fileBytes(folder + "/sr7.cue");
+        QVERIFY2(saved.isEmpty() ? cue.isEmpty() : cue.contains(saved), cue.constData());
     }
 };
 
