@@ -235,12 +235,9 @@ private Q_SLOTS:
             "--jobs takes a number of files from 1 to 16, not '0'");
         row("unknown encoder", mp3 + QStringList{"--encoder", "blade", "--out", out, "a.wav"},
             "blade");
-        row("unknown option", mp3 + QStringList{"--speed", "--out", out, "a.wav"},
-            "Unknown option 'speed'");
         row("file name like an option", mp3 + QStringList{"--out", out, "-dash.wav"},
             "'-dash.wav' is not an option; a file whose name starts with '-' goes after '--'");
         row("info without files", {"info"}, "no files");
-        row("info unknown option", {"info", "--long", "a.wav"}, "long");
         row("mixer line", {"mixer", "--line", "9"}, "--line '9'");
         row("mixer volume", {"mixer", "--volume", "loud"}, "loud");
         row("mixer mute", {"mixer", "--mute", "yes"}, "yes");
@@ -249,7 +246,12 @@ private Q_SLOTS:
         row("record without a file", {"record"}, "no output file");
         row("record to flac", {"record", "--to", "flac", take}, "flac");
         row("record bit rate", {"record", "--bitrate", "400", take}, "--bitrate '400'");
-        row("record length", {"record", "--seconds", "-1", take}, "--seconds '-1'");
+        for (const char* length : {"-1", "nan", "inf", "-inf", "1e30", "NaN"})
+            QTest::addRow("record length %s", length)
+                << QStringList{"record", "--seconds", length, take}
+                << QStringLiteral("--seconds '%1' is not a length").arg(length);
+        row("record format against the ending", {"record", "--to", "wav", take},
+            "--to wav does not fit the name");
         row("devices with arguments", {"devices", "x"}, "no arguments");
         // The limits of the options several commands share.
         row("bit rate above the top", mp3 + QStringList{"--bitrate", "1001", "--out", out, "a.wav"},
@@ -257,7 +259,18 @@ private Q_SLOTS:
         row("rip offset past the largest",
             {"rip", "--to", "wav", "--offset", "-100001", "--out", out, "x.cue"},
             "--offset '-100001' is not a read offset");
-        row("burn speed 0", {"burn", "--speed", "0", "a.wav"}, "--speed '0' is not a speed");
+        const QStringList burn{"burn", "--recorder", "image", "--image-dir", out};
+        row("burn without files", burn, "no files to burn");
+        row("burn speed 0", burn + QStringList{"--speed", "0", "a.wav"},
+            "--speed '0' is not a speed from 1 to 50");
+        row("burn method", burn + QStringList{"--method", "twelve", "a.wav"},
+            "--method 'twelve' is not a burn method from 0 to 11");
+        row("burn recorder", {"burn", "--recorder", "99", "a.wav"},
+            "--recorder '99' is not a recorder");
+        row("missing image folder", {"burn", "--image-dir", "/no/such", "a.wav"},
+            "the image folder /no/such does not exist");
+        row("image folder is a file", {"burn", "--image-dir", path("a-file"), "a.wav"},
+            "the image folder " + path("a-file") + " is not a folder");
         row("copy speed 51", {"copy", "--speed", "51", "--recorder", "1", "1"}, "--speed '51'");
     }
 
