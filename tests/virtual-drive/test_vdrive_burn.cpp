@@ -1,7 +1,7 @@
 // Burns that are exact and verified, on the virtual CD writer and on the image recorder, read
 // back with cd-paranoia: an MP3 album without gaps, verification with a read offset, track at
-// once, unreadable sectors, what a failing recorder says, and what the drive did for each burn
-// method.
+// once, unreadable sectors, and what the drive did for each burn method. (A failing recorder as
+// the user sees it: test_vdrive_panel::faults, on the same engine.)
 #include "VirtualDriveTests.h"
 #include "tests/media/MediaTestSupport.h"
 
@@ -115,19 +115,14 @@ private Q_SLOTS:
     // The disc holds the album as ffmpeg decodes it, sample for sample, the files one after
     // another without a gap, then silence to the end of the last sector; the titles are its
     // CD-Text. The burn shows its phases.
-    void anMp3AlbumWithoutGaps_data() {
-        QTest::addColumn<QString>("recorder");
-        QTest::newRow("virtual writer") << "1";
-        QTest::newRow("image recorder") << "image";
-    }
+    // (The image recorder's: test_burn_media::roundTrip.)
     void anMp3AlbumWithoutGaps() {
-        QFETCH(QString, recorder);
         const QString folder = m_dir.fresh("album");
-        const Run burn = cli(QStringList{"burn", "--recorder", recorder} + m_album, kBlank, folder);
+        const Run burn = cli(QStringList{"burn", "--recorder", "1"} + m_album, kBlank, folder);
         QVERIFY2(burn.exitCode == 0, qPrintable(burn.out + burn.err));
         for (const char* phase : {"Fill Buffer", "Burn Track", "Finalise Disc", "Burn complete."})
             QVERIFY2(burn.out.contains(phase), phase);
-        const QString cue = recorder == "image" ? only(folder, "*.cue") : folder + "/sr7.cue";
+        const QString cue = folder + "/sr7.cue";
         QVERIFY2(discFacts(cue).contains("TITLE: Part 2"), qPrintable(discFacts(cue).join('\n')));
         const QByteArray disc = paranoia(cue);
         QVERIFY(disc.startsWith(m_gapless));
@@ -181,18 +176,12 @@ private Q_SLOTS:
     // A CUE/BIN burnt as a whole disc is a copy: the same table of contents, gap, catalogue
     // number, ISRC, pre-emphasis flag and CD-Text, and the same sound, gap included.
     // (Onto the image recorder: copyADisc burns its image there.)
-    void aDiscImageBurntAsItStands_data() {
-        QTest::addColumn<QString>("recorder");
-        QTest::newRow("virtual writer") << "1";
-    }
     void aDiscImageBurntAsItStands() {
-        QFETCH(QString, recorder);
         const QString folder = m_dir.fresh("copied");
-        const Run burn =
-            cli({"burn", "--recorder", recorder, "--verify", m_disc.cue}, kBlank, folder);
+        const Run burn = cli({"burn", "--recorder", "1", "--verify", m_disc.cue}, kBlank, folder);
         QVERIFY2(burn.exitCode == 0, qPrintable(burn.out + burn.err));
         QVERIFY2(burn.out.contains("Track 2: identical"), qPrintable(burn.out));
-        const QString copy = recorder == "image" ? only(folder, "*.cue") : folder + "/sr7.cue";
+        const QString copy = folder + "/sr7.cue";
         const QStringList source = discFacts(m_disc.cue);
         for (const char* fact : {"4006381234567", "DEXYZ2400013", "SONGWRITER: A. Writer"})
             QVERIFY2(source.join('\n').contains(fact), qPrintable(source.join('\n')));
@@ -249,22 +238,6 @@ private Q_SLOTS:
         QVERIFY(fileBytes(cue).contains("INDEX 00 00:06:00"));
         QVERIFY(paranoia(cue).chopped(48 * 4) == m_disc.bin.chopped(48 * 4));
         QVERIFY(QDir(folder).entryList({".melvane-copy-*"}, QDir::Dirs | QDir::Hidden).isEmpty());
-    }
-
-    // A recorder that fails says so in plain words; the SCSI details go to the burn log only.
-    void aFailingRecorderInPlainWords() {
-        const QString folder = m_dir.fresh("failing");
-        const Run burn =
-            cli({"burn", "--recorder", "1", m_album[0]}, kBlank + ",writeerror=100", folder);
-        QCOMPARE(burn.exitCode, 1);
-        QVERIFY2(burn.err.contains("Burning on VIRTUAL CD-RW WRITER failed: the recorder could not "
-                                   "write to the disc (a write error)"),
-                 qPrintable(burn.err));
-        QVERIFY2(!burn.err.contains("CDB") && !burn.err.contains("[3 0C 00]"),
-                 qPrintable(burn.err));
-        const QByteArray log = fileBytes(only(folder + "/data/melvane/burn-logs", "*.log"));
-        QVERIFY2(log.contains("[3 0C 00]") && log.contains("The recorder's report:"),
-                 log.constData());
     }
 
     // What the drive did for a burn method, as its log tells, and the disc it saved.

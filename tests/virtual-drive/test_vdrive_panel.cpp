@@ -123,25 +123,30 @@ private Q_SLOTS:
         QTest::addColumn<QString>("message"); // shown once; empty: the burn succeeds
         QTest::addColumn<int>("status");      // MediaStatus afterwards
         QTest::addColumn<QString>("next");    // what the next burn on the drive says
+        QTest::addColumn<QString>("sense");   // the recorder's report, in the burn log only
         QTest::newRow("write error")
             << "sr5"
             << "WRITE ERROR"
             << "Burning on VIRTUAL WRITE ERROR failed: the recorder could not write to the disc"
-            << 3 << "The disc in VIRTUAL WRITE ERROR cannot be written";
+            << 3 << "The disc in VIRTUAL WRITE ERROR cannot be written"
+            << "[3 0C 00]";
         QTest::newRow("disc taken out")
             << "sr6"
             << "TAKEN OUT"
             << "Burning on VIRTUAL TAKEN OUT failed: the disc was taken out of the recorder" << 4
-            << "There is no disc in VIRTUAL TAKEN OUT.";
+            << "There is no disc in VIRTUAL TAKEN OUT."
+            << "[2 3A 02]";
         QTest::newRow("underrun without burn proof")
             << "sr7"
             << "NO BUFE"
             << "Burning on VIRTUAL NO BUFE failed: the recorder ran out of data to write (a buffer "
                "underrun)"
-            << 3 << "The disc in VIRTUAL NO BUFE cannot be written";
+            << 3 << "The disc in VIRTUAL NO BUFE cannot be written"
+            << "[3 0C 09]";
         QTest::newRow("underrun with burn proof")
             << "sr8"
-            << "BUFE" << QString() << 2 << "The disc in VIRTUAL BUFE cannot be written";
+            << "BUFE" << QString() << 2 << "The disc in VIRTUAL BUFE cannot be written"
+            << QString();
     }
     void faults() {
         QFETCH(QString, node);
@@ -149,6 +154,7 @@ private Q_SLOTS:
         QFETCH(QString, message);
         QFETCH(int, status);
         QFETCH(QString, next);
+        QFETCH(QString, sense);
         PanelOnDrives f;
         QVERIFY(f.choose(product));
         f.add(m_files);
@@ -161,6 +167,12 @@ private Q_SLOTS:
         QVERIFY2(message.isEmpty() ? shown[0] == "Burn Complete!" : shown[0].startsWith(message),
                  qPrintable(shown[0]));
         QVERIFY2(!shown[0].contains("CDB") && !shown[0].contains("[3 "), qPrintable(shown[0]));
+        const QDir logs(m_dir.filePath("data/melvane/burn-logs"));
+        const QString log =
+            readText(logs.filePath(logs.entryList({"*.log"}, QDir::Files, QDir::Time).value(0)));
+        QVERIFY2(sense.isEmpty() ? !log.contains("The recorder's report:")
+                                 : log.contains("The recorder's report:") && log.contains(sense),
+                 qPrintable(log));
 
         // libburn let go of the drive: it opens again at once, and the disc box reads the
         // disc as it was left.
