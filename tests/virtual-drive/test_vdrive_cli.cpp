@@ -1,7 +1,8 @@
 // melvane-cli reading from virtual CD drives as real drives behave: the drive and recorder
 // lists, the table of contents, ripping with paranoia through a drive's cache, offset and faults,
 // the window's rip beside it, discs of several sessions, read errors named where the drive
-// failed, a disc taken out mid-rip, blank discs.
+// failed, a disc taken out mid-rip, blank discs; and the window's questions to a drive that
+// spins up slowly.
 #include "VirtualDriveTests.h"
 #include "tests/cdio/MetadataDisc.h"
 #include "tests/support/TestWebServer.h"
@@ -19,6 +20,20 @@ QString msf(int sectors) {
         .arg(sectors / 4500, 2, 10, QChar('0'))
         .arg(sectors / 75 % 60, 2, 10, QChar('0'))
         .arg(sectors % 75, 2, 10, QChar('0'));
+}
+
+// What the probe printed, a line a call: call -> answer, took, longest gap of the heartbeat.
+QMap<QString, QList<qint64>> probe(const QStringList& arguments, const QString& drive) {
+    const Run r = runWithDrive(STALL_PROBE, arguments, drive, {"QT_QPA_PLATFORM=offscreen"});
+    QMap<QString, QList<qint64>> calls;
+    for (const QString& line : r.out.split(u'\n', Qt::SkipEmptyParts)) {
+        const QStringList f = line.split(u' ');
+        if (r.exitCode == 0 && f.size() == 4)
+            calls[f[0]] = {f[1].toLongLong(), f[2].toLongLong(), f[3].toLongLong()};
+    }
+    if (r.exitCode != 0)
+        qWarning("%s", qPrintable(r.err));
+    return calls;
 }
 
 } // namespace
@@ -373,6 +388,32 @@ private Q_SLOTS:
         const Run ran = runWithDrive(kCli, arguments, "/dev/sr7:" + disc);
         QCOMPARE(ran.exitCode, 1);
         QVERIFY2(ran.err.startsWith(message), qPrintable(ran.err));
+    }
+
+    // A window asking a drive that takes two seconds to spin up: the answers are right and the
+    // window's thread keeps turning (its 10 ms heartbeat never waits long) while the drive works.
+    void theWindowKeepsTurningWhileTheDriveSpinsUp() {
+        auto calls = probe({}, pressed("spinup=2,idle=1"));
+        QCOMPARE(calls.keys(), QStringList({"eject", "state", "tracks"}));
+        QCOMPARE(calls["tracks"][0], 3);
+        for (const char* call : {"tracks", "state"}) {
+            // The drive did spin up for it, and the heartbeat went on meanwhile.
+            QCOMPARE_GE(calls[call][1], 1500);
+            QCOMPARE_LT(calls[call][2], 300);
+        }
+        QCOMPARE_LT(calls["eject"][2], 300);
+    }
+
+    // The burn panel's questions: libburn grabs the writer, which spins its disc up each time.
+    void theWindowKeepsTurningWhileTheWriterSpinsUp() {
+        auto calls = probe({"burn"}, "/dev/sr7:blank-cdr:spinup=2,idle=1");
+        QCOMPARE(calls.keys(), QStringList({"disc", "eject", "recorders"}));
+        QCOMPARE(calls["recorders"][0], 2); // the writer and the image recorder
+        QCOMPARE(calls["disc"][0], 0);      // blank
+        for (const char* call : {"recorders", "disc", "eject"})
+            QCOMPARE_LT(calls[call][2], 300);
+        // The writer did make the window wait somewhere: the disc was spun up for it.
+        QCOMPARE_GE(calls["recorders"][1] + calls["disc"][1], 1500);
     }
 };
 
