@@ -192,9 +192,9 @@ private Q_SLOTS:
         QVERIFY(paranoia(copy) == m_disc.bin);
     }
 
-    // A whole disc read into an image through a drive with a read offset: the gap found in the
-    // Q sub-channel, the catalogue number, ISRCs, flags and CD-Text in the sheet, the sound
-    // corrected for the offset (its last samples lie beyond the disc: silence).
+    // A whole disc read into an image through a drive with a read offset, named after the disc,
+    // the sound corrected for the offset (its last samples lie beyond the disc: silence). What
+    // the sheet holds: copyADisc, which reads its image the same way.
     void ripToImage() {
         const QString folder = m_dir.fresh("ripped");
         const Run rip =
@@ -204,10 +204,6 @@ private Q_SLOTS:
         const QString cue = only(folder, "*.cue");
         QCOMPARE(QFileInfo(cue).fileName(), QStringLiteral("Live at the Hall.cue"));
         QVERIFY(rip.out.endsWith("Image: " + cue + "\n"));
-        QCOMPARE(discFacts(cue), discFacts(m_disc.cue));
-        const QByteArray sheet = fileBytes(cue);
-        QVERIFY2(sheet.contains("INDEX 00 00:06:00") && sheet.contains("FLAGS DCP"),
-                 sheet.constData());
         const QByteArray bin = fileBytes(cue.chopped(4) + ".bin");
         QCOMPARE(bin.size(), m_disc.bin.size());
         QVERIFY(bin.chopped(48 * 4) == m_disc.bin.chopped(48 * 4));

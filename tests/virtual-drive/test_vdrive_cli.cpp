@@ -269,30 +269,23 @@ private Q_SLOTS:
         const QString folder = m_dir.fresh("sessions");
         // Gaps before a later session: lead-out (90 s after the first session, 30 s after the
         // others), lead-in (60 s) and pre-gap (2 s); the image holds them as silence.
-        QFile bin(folder + "/disc.bin");
-        QVERIFY(bin.open(QIODevice::WriteOnly));
+        QByteArray bin;
         QString cue = "FILE \"disc.bin\" BINARY\n";
         QList<QByteArray> tracks;
-        int at = 0;
         for (int i = 0; i < sessionOf.size(); ++i) {
             if (i > 0 && sessionOf[i] != sessionOf[i - 1]) {
                 const int gap = (sessionOf[i - 1] == 1 ? 6750 : 2250) + 4500 + 150;
-                at += gap;
-                QVERIFY(bin.resize(qint64(at) * 2352) && bin.seek(bin.size()));
+                bin.append(QByteArray(gap * 2352, '\0'));
                 cue += QString("REM SESSION %1\n").arg(sessionOf[i], 2, 10, QChar('0'));
             }
             tracks << toneAudio(200, 3 + i);
-            QCOMPARE(bin.write(tracks.last()), tracks.last().size());
             cue += QString("  TRACK %1 AUDIO\n    INDEX 01 %2\n")
                        .arg(i + 1, 2, 10, QChar('0'))
-                       .arg(msf(at));
-            at += 200;
+                       .arg(msf(int(bin.size() / 2352)));
+            bin.append(tracks.last());
         }
-        bin.close();
-        QFile sheet(folder + "/disc.cue");
-        QVERIFY(sheet.open(QIODevice::WriteOnly) && sheet.write(cue.toUtf8()) > 0);
-        sheet.close();
-        const QString spec = "/dev/sr7:cue=" + folder + "/disc.cue:timescale=0,media=cdr";
+        const QString spec = "/dev/sr7:cue=" + writePressedDisc(folder, "disc", bin, cue.toUtf8()) +
+                             ":timescale=0,media=cdr";
 
         const Run toc = runWithDrive(kCli, {"toc", "1"}, spec);
         QVERIFY2(toc.exitCode == 0, qPrintable(toc.out + toc.err));
