@@ -1,5 +1,5 @@
-// melvane-cli recorders and burn as a user runs them: the built program as a child process,
-// burning files this test writes to the image recorder.
+// melvane-cli burn as a user runs it: the built program as a child process, burning files this
+// test writes to the image recorder. (The recorder list: test_vdrive_cli.)
 #include "tests/media/MediaTestSupport.h"
 #include "tests/support/ChildProcess.h"
 
@@ -36,18 +36,6 @@ private Q_SLOTS:
         writeBytes(m_dir.path("notes.mp3"), "Buy milk.\n");
     }
 
-    void recordersEndWithTheImageRecorder() {
-        const Run r = run({"recorders"});
-        QCOMPARE(r.exitCode, 0);
-        const QStringList lines = r.out.split(u'\n', Qt::SkipEmptyParts);
-        QVERIFY2(lines.size() >= 4, qPrintable(r.out));
-        QVERIFY2(lines[lines.size() - 4].endsWith("Melvane  Image Recorder  2.0"),
-                 qPrintable(r.out));
-        QVERIFY(r.out.contains("CD-R writer; reads 48x; buffer 1.005 MB; burn proof: yes"));
-        QVERIFY(r.out.contains("disc: CD-ROM or write-once disc, blank, 0.000 MB used"));
-        QVERIFY(r.out.endsWith("write speeds: 4x 8x 10x 16x 24x 32x 40x 48x\n"));
-    }
-
     // Two 2-second tracks, each padded to 4 seconds as the notices say, verified after the
     // burn; the image, its cue sheet and the burn log are left in the folder.
     void burnsAnImage() {
@@ -77,54 +65,26 @@ private Q_SLOTS:
         QVERIFY(folderEntries(simulated).isEmpty());
     }
 
-    // Usage errors exit 2, burns that cannot be done or fail exit 1; each says why, and no
-    // image is left. In the arguments, OUT stands for a fresh image folder and a name without
-    // a slash for a file of the test.
-    void refusalsSayWhyAndLeaveNothing_data() {
-        QTest::addColumn<QStringList>("arguments");
-        QTest::addColumn<QString>("prefix");
-        QTest::addColumn<bool>("locked");
-        QTest::addColumn<int>("exitCode");
+    // Burns that cannot be done or fail exit 1, say why, and leave no image. (Usage errors:
+    // test_cli::usageErrors.)
+    void failuresSayWhyAndLeaveNothing_data() {
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<QString>("prefix"); // a shell line before the program
+        QTest::addColumn<bool>("locked");    // the image folder read-only
         QTest::addColumn<QString>("message");
-        const QStringList burn{"burn", "--recorder", "image", "--image-dir", "OUT"};
-        QTest::newRow("no files") << QStringList{"burn"} << QString() << false << 2
-                                  << "no files to burn";
-        QTest::newRow("speed") << burn + QStringList{"--speed", "51", "tone.wav"} << QString()
-                               << false << 2 << "--speed '51' is not a speed from 1 to 50";
-        QTest::newRow("method") << burn + QStringList{"--method", "twelve", "tone.wav"} << QString()
-                                << false << 2
-                                << "--method 'twelve' is not a burn method from 0 to 11";
-        QTest::newRow("recorder") << QStringList{"burn", "--recorder", "99", "tone.wav"}
-                                  << QString() << false << 2 << "--recorder '99' is not a recorder";
-        QTest::newRow("image folder")
-            << QStringList{"burn", "--image-dir", "/no/such", "tone.wav"} << QString() << false << 2
-            << "the image folder /no/such does not exist";
-        QTest::newRow("image folder is a file")
-            << QStringList{"burn", "--image-dir", "tone.wav", "tone.wav"} << QString() << false << 2
-            << "the image folder " + m_dir.path("tone.wav") + " is not a folder";
-        QTest::newRow("recorders") << QStringList{"recorders", "--all"} << QString() << false << 2
-                                   << "unknown option '--all'";
-        QTest::newRow("not audio") << burn + QStringList{"notes.mp3"} << QString() << false << 1
-                                   << "notes.mp3 cannot be burnt: Cannot read";
-        QTest::newRow("folder fills up") << burn + QStringList{"long.mp3"} << "ulimit -f 2000;"
-                                         << false << 1 << ".bin: File too large";
+        QTest::newRow("not audio")
+            << "notes.mp3" << QString() << false << "notes.mp3 cannot be burnt: Cannot read";
+        QTest::newRow("folder fills up") << "long.mp3"
+                                         << "ulimit -f 2000;" << false << ".bin: File too large";
         QTest::newRow("folder not writable")
-            << burn + QStringList{"tone.wav"} << QString() << true << 1 << "cannot be written";
+            << "tone.wav" << QString() << true << "cannot be written";
     }
-
-    void refusalsSayWhyAndLeaveNothing() {
-        QFETCH(QStringList, arguments);
+    void failuresSayWhyAndLeaveNothing() {
+        QFETCH(QString, file);
         QFETCH(QString, prefix);
         QFETCH(bool, locked);
-        QFETCH(int, exitCode);
         QFETCH(QString, message);
         const QString out = m_dir.fresh("failing");
-        for (QString& argument : arguments) {
-            if (argument == "OUT")
-                argument = out;
-            else if (argument.endsWith(".wav") || argument.endsWith(".mp3"))
-                argument = m_dir.path(argument);
-        }
         QString launcher;
         if (locked) {
             QVERIFY(QFile::setPermissions(m_dir.path(), QFileDevice::Permissions(0x7755)));
@@ -133,9 +93,10 @@ private Q_SLOTS:
             if (::geteuid() == 0)
                 launcher = "setpriv --reuid=65534 --regid=65534 --clear-groups";
         }
-        const Run r = run(arguments, prefix, launcher);
+        const Run r = run({"burn", "--recorder", "image", "--image-dir", out, m_dir.path(file)},
+                          prefix, launcher);
         QFile::setPermissions(out, QFileDevice::Permissions(0x7700));
-        QCOMPARE(r.exitCode, exitCode);
+        QCOMPARE(r.exitCode, 1);
         QVERIFY2(r.err.contains(message), qPrintable(r.err));
         QVERIFY(folderEntries(out).isEmpty());
     }

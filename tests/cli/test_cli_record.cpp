@@ -1,6 +1,6 @@
-// melvane-cli record as a user runs it, a child process on the test audio server: lengths it
-// refuses, files it does not replace unasked, the name it writes, an interrupt before any audio,
-// a kill and the recovery after it, and a full disk.
+// melvane-cli record as a user runs it, a child process on the test audio server: files it does
+// not replace unasked, the name it writes, an interrupt before any audio, a kill and the recovery
+// after it, and a full disk. Its usage errors: test_cli::usageErrors.
 #include "backends/media/MediaProbe.h"
 #include "tests/media/MediaTestSupport.h"
 #include "tests/support/ChildProcess.h"
@@ -38,28 +38,6 @@ private Q_SLOTS:
         QVERIFY2(qEnvironmentVariableIsSet("PULSE_SERVER"),
                  "run through scripts/test, which starts the test audio server");
         QVERIFY(m_dir.isValid());
-    }
-
-    void refusesBeforeRecording_data() {
-        QTest::addColumn<QStringList>("arguments");
-        QTest::addColumn<QString>("message");
-        const QString take = m_dir.path(QStringLiteral("refused/take.mp3"));
-        for (const char* length : {"nan", "inf", "-inf", "1e30", "NaN"})
-            QTest::newRow(length) << QStringList{"record", "--seconds", length, take}
-                                  << QStringLiteral("--seconds '%1' is not a length").arg(length);
-        QTest::newRow("format against the ending")
-            << QStringList{"record", "--to", "wav", take} << "--to wav does not fit the name";
-    }
-
-    // Usage errors exit 2 before anything is made.
-    void refusesBeforeRecording() {
-        QFETCH(QStringList, arguments);
-        QFETCH(QString, message);
-        m_dir.fresh(QStringLiteral("refused"));
-        const Run r = run(arguments);
-        QCOMPARE(r.exitCode, 2);
-        QVERIFY2(r.err.contains(message), qPrintable(r.err));
-        QCOMPARE(folderEntries(m_dir.path(QStringLiteral("refused"))), QStringList());
     }
 
     // devices lists the test server's sine source as the default. A recording is exactly the

@@ -138,7 +138,7 @@ private Q_SLOTS:
     }
 
     // Names from MusicBrainz: the releases listed and one chosen, for the files' names and
-    // tags.
+    // tags. (The tags a chosen release gives: test_rip_report::trackNameLookup.)
     void lookupNamesTheFiles() {
         const QString discId = musicBrainzId(m_disc.image);
         QStringList first;
@@ -172,9 +172,7 @@ private Q_SLOTS:
                  QStringList({"Reissued 1.mp3", "Reissued 12.mp3"}));
         const QJsonObject tags = tagsOf(QDir(out).filePath("Reissued 12.mp3"));
         QCOMPARE(tags.value("title").toString(), QStringLiteral("Reissued 12"));
-        QCOMPARE(tags.value("album").toString(), QStringLiteral("Found Album"));
         QCOMPARE(tags.value("date").toString(), QStringLiteral("2011"));
-        QCOMPARE(tags.value("MusicBrainz Album Id").toString(), QStringLiteral("rel-b"));
         QCOMPARE(tags.value("MusicBrainz Disc Id").toString(), discId);
         QVERIFY(QFileInfo::exists(QDir(out).filePath("Found Band - Found Album.log")));
         // Without --release the first is taken, and the others are said.
