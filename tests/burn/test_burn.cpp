@@ -150,7 +150,7 @@ void TestBurn::scanListsTheImageRecorderLast() {
     Burner burner(m_opener, m_output);
     const qint16 count = burner.RecorderCount();
     QCOMPARE(count, qint16(drives.size() + 1));
-    // What it is and offers: test_cli_burn::recordersEndWithTheImageRecorder.
+    // What it is and offers: test_vdrive_cli::listsTheDrivesAndRecorders.
     burner.setCurrentRecorder(count);
     QCOMPARE(burner.RecorderProduct(), QStringLiteral("Image Recorder"));
     QVERIFY(burner.RecorderSupported());

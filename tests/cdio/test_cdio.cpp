@@ -330,7 +330,7 @@ void TestCdio::mciCommands() {
 
 // An image whose later tracks lie past the end of its data: the window's track list shows what
 // lies inside, never a negative length. (Reading or ripping them: test_cue_sheets,
-// test_cli_cue.)
+// test_cli_rip::tracksPastTheEndOfTheImage.)
 void TestCdio::mciOnAShortImage() {
     const TestImage image = writeShortImage(m_d.dir.path());
     QStringList calls;

@@ -42,7 +42,8 @@ private Q_SLOTS:
     void readsSheetsAsCdToolsDo();
     void refusesWhatWouldBeMisread_data();
     void refusesWhatWouldBeMisread();
-    void namedPipeRefusedAtOnce();
+    void specialFilesRefusedAtOnce_data();
+    void specialFilesRefusedAtOnce();
     void tracksPastTheEndOfTheData();
     void libcdioGivesItsReasons();
 
@@ -129,7 +130,13 @@ void TestCueSheets::refusesWhatWouldBeMisread_data() {
     QTest::addColumn<QStringList>("says");
     const QByteArray file = "FILE \"disc.bin\" BINARY\n";
     const QByteArray track1 = "  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n";
-    // A track number twice and an INDEX going backwards: test_cli_cue::fuzzedSheetsEndPromptly.
+    QTest::newRow("track number twice")
+        << file + track1 + "  TRACK 01 AUDIO\n    INDEX 01 00:02:00\n"
+        << QStringList{"Line 4 of the CUE sheet", "starts track 1 after track 1"};
+    QTest::newRow("INDEX going backwards")
+        << file + "  TRACK 01 AUDIO\n    INDEX 01 00:04:00\n  TRACK 02 AUDIO\n"
+                  "    INDEX 01 00:01:00\n"
+        << QStringList{"Line 5", "INDEX 01 of track 2 at 00:01:00", "line 3 at 00:04:00"};
     QTest::newRow("INDEX 00 after INDEX 01")
         << file + "  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n    INDEX 00 00:01:00\n"
         << QStringList{"Line 4", "INDEX 00 of track 1 after its INDEX 01"};
@@ -187,23 +194,40 @@ void TestCueSheets::refusesWhatWouldBeMisread() {
     }
 }
 
-// A named pipe as the data file never blocks reading the table of contents (toc, rip and the
-// window's start-up all begin there). (The sheet or its CD-Text file a pipe:
-// test_cli_cue::namedPipesRefusedAtOnce.)
-void TestCueSheets::namedPipeRefusedAtOnce() {
-    const QString cue =
-        image("FILE \"pipe.bin\" BINARY\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n");
-    const QString pipe = QFileInfo(cue).dir().filePath(QStringLiteral("pipe.bin"));
+void TestCueSheets::specialFilesRefusedAtOnce_data() {
+    QTest::addColumn<QString>("pipeName");
+    QTest::addColumn<QByteArray>("sheet");
+    QTest::addColumn<QString>("says");
+    const QByteArray track1 = "  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n";
+    // The sheet itself a pipe: test_cli_rip::sheetsRefusedAtOnce.
+    QTest::newRow("its CD-Text file")
+        << QStringLiteral("text.cdt")
+        << "CDTEXTFILE \"TEXT.CDT\"\nFILE \"disc.bin\" BINARY\n" + track1
+        << QStringLiteral("The CD-Text file %1 of the CUE sheet");
+    QTest::newRow("its data file")
+        << QStringLiteral("pipe.bin") << "FILE \"pipe.bin\" BINARY\n" + track1
+        << QStringLiteral("The data file %1 of the CUE sheet");
+}
+
+// A named pipe never blocks reading the table of contents (toc, rip and the window's start-up
+// all begin there), whatever names it.
+void TestCueSheets::specialFilesRefusedAtOnce() {
+    QFETCH(QString, pipeName);
+    QFETCH(QByteArray, sheet);
+    QFETCH(QString, says);
+    const QString cue = image(sheet);
+    const QString pipe = QFileInfo(cue).dir().filePath(pipeName);
+    QFile::remove(pipe);
     QCOMPARE(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
     Tools tools(std::make_shared<DriveTable>(QStringList{cue}, false));
-    const QString error = errorWithin([&] { tools.ReadTrackCount(kImageHost); }, pipe);
-    QVERIFY2(error.contains("The data file " + pipe + " of the CUE sheet") &&
-                 error.contains(QLatin1String("is a named pipe, not a file")),
-             qPrintable(error));
+    const qint32 address = kImageHost;
+    const QString error = errorWithin([&] { tools.ReadTrackCount(address); }, pipe);
+    QVERIFY2(error.contains(says.arg(pipe)), qPrintable(error));
+    QVERIFY2(error.contains(QLatin1String("is a named pipe, not a file")), qPrintable(error));
 }
 
 // A sheet whose later tracks start past the end of its data file: those tracks are refused by
-// name and their lengths are never negative. (The track inside read: test_cli_cue.)
+// name, their lengths are never negative, and the tracks inside read as they are.
 void TestCueSheets::tracksPastTheEndOfTheData() {
     const QString cue = image("FILE \"disc.bin\" BINARY\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"
                               "  TRACK 02 AUDIO\n    INDEX 01 00:04:00\n"
@@ -226,6 +250,9 @@ void TestCueSheets::tracksPastTheEndOfTheData() {
                  .arg(cue, bin));
     for (const int n : {2, 3})
         QCOMPARE(errorOf([&] { DiscReader::track(drive(cue), n); }), toc.tracks[n - 1].problem);
+    auto reader = DiscReader::track(drive(cue), 1);
+    QVERIFY(readSamples(*reader, 5000) ==
+            std::vector<qint16>(m_data.begin(), m_data.begin() + 300 * 1176));
     // Even when the first track lies outside, the disc's length is never negative.
     const QString outside =
         image("FILE \"disc.bin\" BINARY\n  TRACK 01 AUDIO\n    INDEX 01 00:20:00\n");
