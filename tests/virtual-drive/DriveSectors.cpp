@@ -1,5 +1,4 @@
-// Sector reads (READ CD, READ(10)) with the drive's speed, cache, read offset and injected
-// faults, and analogue audio play.
+// Sector reads (READ CD) with the drive's speed, cache, read offset and injected faults.
 #include "Drive.h"
 
 #include "Log.h"
@@ -12,6 +11,7 @@ namespace {
 
 constexpr int kJitterSteps[] = {3, -5, 7, -2, 4, -6};
 constexpr int kC2Bytes = 294;
+constexpr double kSeekSeconds = 0.01; // to a sector that does not follow the last one read
 
 } // namespace
 
@@ -39,42 +39,30 @@ void Drive::remember(int lba, const uint8_t* frame) {
     }
 }
 
-void Drive::readCd(Command& c, int lba, int count) {
+void Drive::readCd(Command& c) {
+    const int lba = c.s32(2);
+    const int count = c.u24(6);
     const int expected = (c.u8(1) >> 2) & 7;
     const int main = c.u8(9);
     const int c2 = (main >> 1) & 3;
     const int sub = c.u8(10) & 7;
     c.note = "lba=" + std::to_string(lba) + " n=" + std::to_string(count);
-    if (c2 == 3 || (sub != 0 && sub != 1 && sub != 2 && sub != 4) || count < 0) {
-        c.fail(5, 0x24, 0);
-        return;
-    }
+    if (c2 == 3 || (sub != 0 && sub != 1 && sub != 2 && sub != 4) || count < 0)
+        return c.fail(5, 0x24, 0);
     if (count == 0)
         return;
     const int end = m_disc.leadOut();
-    if (!m_opt.overread && (lba < 0 || lba + count > end)) {
-        c.fail(5, 0x21, 0);
-        c.sense.hasInfo = true;
-        c.sense.info = lba < 0 ? lba : std::max(lba, end);
-        return;
-    }
+    if (lba < 0 || lba + count > end)
+        return c.failAt(5, 0x21, 0, lba < 0 ? lba : std::max(lba, end));
     // Every sector of the request must be of the kind asked for, and none may lie between two
     // sessions (their lead-out and lead-in hold no user data).
     for (int i = 0; i < count; ++i) {
         const Track* t = m_disc.trackAt(lba + i);
-        if (!t && lba + i >= 0 && lba + i < end) {
-            c.fail(5, 0x21, 0);
-            c.sense.hasInfo = true;
-            c.sense.info = lba + i;
-            return;
-        }
+        if (!t && lba + i >= 0 && lba + i < end)
+            return c.failAt(5, 0x21, 0, lba + i);
         const bool data = t && t->data();
-        if ((expected == 1 && data) || (expected >= 2 && !data)) {
-            c.fail(5, 0x64, 0);
-            c.sense.hasInfo = true;
-            c.sense.info = lba + i;
-            return;
-        }
+        if ((expected == 1 && data) || (expected >= 2 && !data))
+            return c.failAt(5, 0x64, 0, lba + i);
     }
     const size_t c2Size = c2 == 0 ? 0 : c2 == 1 ? kC2Bytes : kC2Bytes + 2;
     const size_t subSize = sub == 0 ? 0 : sub == 2 ? 16 : 96;
@@ -115,19 +103,15 @@ void Drive::readCd(Command& c, int lba, int count) {
         if (cached != m_cache.end()) {
             std::memcpy(frame, cached->second.data(), kSectorBytes);
         } else {
-            if (!takeSector()) {
-                c.fail(2, 0x3a, 0x02);
-                return;
-            }
+            if (!takeSector())
+                return c.fail(2, 0x3a, 0x02);
             if (at != m_position + 1)
-                sleepModel(m_opt.seekMs / 1000);
+                sleepModel(kSeekSeconds);
             ++fromMedium;
             bad = sectorFails(at);
-            if (bad && !(c2 != 0 && m_opt.c2)) {
+            if (bad && c2 == 0) {
                 sleepModel(fromMedium / rateSectors(m_readKbps));
-                c.fail(3, 0x11, 0x05);
-                c.sense.hasInfo = true;
-                c.sense.info = at;
+                c.failAt(3, 0x11, 0x05, at);
                 c.note += " bad=" + std::to_string(at);
                 return;
             }
@@ -214,82 +198,6 @@ void Drive::readCd(Command& c, int lba, int count) {
             remember(at, frame);
         }
     }
-}
-
-void Drive::read10(Command& c) {
-    const int lba = c.s32(2);
-    const int count = c.u8(0) == 0xa8 ? c.s32(6) : c.u16(7);
-    c.note = "lba=" + std::to_string(lba) + " n=" + std::to_string(count);
-    if (lba < 0 || lba + count > m_disc.leadOut()) {
-        c.fail(5, 0x21, 0);
-        return;
-    }
-    uint8_t frame[kSectorBytes];
-    for (int i = 0; i < count; ++i) {
-        const Track* t = m_disc.trackAt(lba + i);
-        if (!t || !t->data()) {
-            c.fail(5, 0x64, 0);
-            c.sense.hasInfo = true;
-            c.sense.info = lba + i;
-            return;
-        }
-        const size_t size = size_t(m_blockLength);
-        if (c.transferred + size > c.length)
-            break;
-        if (!takeSector()) {
-            c.fail(2, 0x3a, 0x02);
-            return;
-        }
-        m_disc.readSector(lba + i, frame);
-        const size_t skip = m_blockLength == 2048 ? 16 : m_blockLength == 2336 ? 16 : 0;
-        std::memcpy(c.data + c.transferred, frame + skip, size);
-        c.transferred += size;
-        m_position = lba + i;
-    }
-    sleepModel(count / rateSectors(m_readKbps));
-}
-
-void Drive::playAudio(Command& c, int start, int end) {
-    c.note = "from=" + std::to_string(start) + " to=" + std::to_string(end);
-    if (end == start)
-        return;
-    if (start < 0 || end > m_disc.leadOut() || end < start) {
-        c.fail(5, 0x21, 0);
-        return;
-    }
-    const Track* t = m_disc.trackAt(start);
-    if (t && t->data()) {
-        c.fail(5, 0x64, 0);
-        return;
-    }
-    m_playing = true;
-    m_paused = false;
-    m_playFrom = start;
-    m_playEnd = end;
-    m_position = start;
-    m_playClock = Clock::now();
-}
-
-void Drive::pauseResume(Command& c) {
-    if (!m_playing) {
-        c.fail(5, 0x2c, 0);
-        return;
-    }
-    const bool resume = c.u8(8) & 1;
-    c.note = resume ? "resume" : "pause";
-    if (resume && m_paused) {
-        m_playFrom = m_position;
-        m_playClock = Clock::now();
-    } else if (!resume) {
-        currentPosition();
-    }
-    m_paused = !resume;
-}
-
-void Drive::stopPlay(Command&) {
-    currentPosition();
-    m_playing = false;
-    m_paused = false;
 }
 
 } // namespace vdrive
