@@ -100,7 +100,6 @@ private:
     struct CueSheet {
         int leadInForm = 1;
         std::vector<Track> tracks;
-        std::vector<int> forms;
         int firstLba = -kPregapSectors;
         int leadOut = 0;
         std::string mcn;

@@ -253,7 +253,7 @@ bool Drive::selectWriteParams(const uint8_t* p, int length) {
         return false;
     if (w.testWrite && !m_opt.testWrite)
         return false;
-    if (w.writeType == 1 && w.blockType != 0 && w.blockType != 8)
+    if (w.writeType == 1 && w.blockType != 0) // raw audio blocks only
         return false;
     w.mcn.clear();
     w.isrc.clear();

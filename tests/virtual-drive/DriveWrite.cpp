@@ -74,7 +74,7 @@ void Drive::sendCueSheet(Command& c) {
     int expectedNumber = m_disc.lastTrackNumber() + 1;
     int previous = INT32_MIN;
     for (auto& [number, t] : tracks) {
-        const bool formOk = t.form == 0x00 || t.form == 0x10;
+        const bool formOk = t.form == 0x00; // audio
         if (number != expectedNumber++ || !t.indexes.count(1) || !formOk)
             return c.fail(5, 0x26, 0);
         for (const auto& [index, lba] : t.indexes) {
@@ -103,7 +103,6 @@ void Drive::sendCueSheet(Command& c) {
         t.control = it->second.control;
         t.isrc = it->second.isrc;
         cue.tracks.push_back(t);
-        cue.forms.push_back(it->second.form);
     }
     cue.firstLba = cue.tracks.front().pregap;
     cue.leadOut = leadOut;
@@ -183,16 +182,9 @@ void Drive::write(Command& c) {
         if (lba + count > disc.lastLeadOut)
             return c.fail(5, 0x63, 0);
     }
-    // Bytes per sector of each sector written.
+    // Bytes per sector of each sector written: audio frames, and R-W symbols in the lead-in.
     auto blockOf = [&](int at) {
-        if (!m_rec.sao)
-            return m_params.blockType == 8 ? 2048 : kSectorBytes;
-        if (at < m_rec.cue.firstLba)
-            return kTextBytesPerSector;
-        for (size_t i = 0; i < m_rec.cue.tracks.size(); ++i)
-            if (at >= m_rec.cue.tracks[i].pregap && at < m_rec.cue.tracks[i].end)
-                return m_rec.cue.forms[i] == 0x10 ? 2048 : kSectorBytes;
-        return kSectorBytes;
+        return m_rec.sao && at < m_rec.cue.firstLba ? kTextBytesPerSector : kSectorBytes;
     };
     size_t expected = 0;
     for (int i = 0; i < count; ++i)
@@ -202,7 +194,6 @@ void Drive::write(Command& c) {
     m_rec.started = true;
     fillBuffer(size_t(count) * kSectorBytes);
     size_t at = 0;
-    uint8_t frame[kSectorBytes];
     for (int i = 0; i < count; ++i) {
         const int sector = lba + i;
         const int block = blockOf(sector);
@@ -223,21 +214,10 @@ void Drive::write(Command& c) {
         if (!takeSector())
             return c.fail(2, 0x3a, 0x02);
         const uint8_t* in = c.data + at;
-        if (block == kTextBytesPerSector) {
+        if (block == kTextBytesPerSector)
             m_rec.textSymbols.insert(m_rec.textSymbols.end(), in, in + block);
-        } else if (block == 2048) {
-            // A mode 1 frame around the user data; the drive makes sync and header.
-            std::memset(frame, 0, kSectorBytes);
-            std::memset(frame + 1, 0xff, 10);
-            lbaToMsf(sector, frame[12], frame[13], frame[14]);
-            for (int b = 12; b < 15; ++b)
-                frame[b] = uint8_t(frame[b] / 10 << 4 | frame[b] % 10);
-            frame[15] = 1;
-            std::memcpy(frame + 16, in, 2048);
-            disc.writeSector(sector, frame);
-        } else {
+        else
             disc.writeSector(sector, in);
-        }
         at += size_t(block);
     }
     c.transferred = at;

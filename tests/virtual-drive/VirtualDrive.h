@@ -77,8 +77,8 @@
 //   PERFORMANCE types 0 and 3, SET CD SPEED (the fastest speed of the table not above the one
 //   asked for), READ TOC/PMA/ATIP formats 0, 1, 2, 4, 5, READ DISC INFORMATION, READ TRACK
 //   INFORMATION by track number (the invisible track with its next writable address), READ
-//   CAPACITY, READ SUB-CHANNEL (position, MCN, ISRC), READ CD (audio, mode 1 with its header
-//   fields, C2 pointers, formatted Q and raw P-W sub-channel), SEND CUE SHEET, WRITE(10),
+//   CAPACITY, READ SUB-CHANNEL (position, MCN, ISRC), READ CD (audio: the frame, C2 pointers and
+//   the formatted Q sub-channel), SEND CUE SHEET, WRITE(10) (2352-byte audio blocks),
 //   SYNCHRONIZE CACHE, CLOSE TRACK/SESSION, READ BUFFER CAPACITY, BLANK (CD-RW only).
 // Writing:
 //   SAO: the cue sheet fixes the layout; writes must then be sequential from -150 (or from the
@@ -93,5 +93,6 @@
 //   The drive's buffer fills with each WRITE and drains at the write speed; a WRITE waits for
 //   room. Only underrun= makes an underrun. Immediate SYNCHRONIZE CACHE, CLOSE and BLANK return
 //   at once and TEST UNIT READY reports NOT READY 2/04/08 or 2/04/07 (with progress) until done.
-// Not modelled: RAW and packet writing, DVD and BD, mode 2 tracks, audio play, reads through
-//   the block device, sg nodes, unit attentions, several discs at once in a changer.
+// Not modelled: reading or writing data tracks (a cue= disc may list MODE1/2352 tracks; their
+//   sectors are refused), RAW and packet writing, DVD and BD, audio play, reads through the
+//   block device, sg nodes, unit attentions, several discs at once in a changer.
