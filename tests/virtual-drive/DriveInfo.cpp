@@ -2,7 +2,6 @@
 #include "Drive.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 #include <cstring>
 
@@ -217,8 +216,11 @@ void Drive::modeSense(Command& c) {
 // MODE SELECT(10) of the write parameters page.
 void Drive::modeSelect(Command& c) {
     const size_t length = std::min(size_t(c.u16(7)), c.length);
-    if (length < 8 || !c.data)
-        return length == 0 ? void() : c.fail(5, 0x1a, 0);
+    if (length < 8 || !c.data) {
+        if (length != 0)
+            c.fail(5, 0x1a, 0); // shorter than its header
+        return;
+    }
     const uint8_t* d = c.data;
     for (size_t at = 8 + size_t(d[6] << 8 | d[7]); at + 2 <= length;) {
         const size_t size = size_t(d[at + 1]) + 2;

@@ -39,9 +39,7 @@ std::vector<const Track*> Drive::closedTracks() const {
 
 void Drive::readToc(Command& c) {
     const bool msf = c.u8(1) & 2;
-    int format = c.u8(2) & 0x0f;
-    if (format == 0 && (c.u8(9) >> 6))
-        format = c.u8(9) >> 6;
+    const int format = c.u8(2) & 0x0f;
     const int number = c.u8(6);
     const size_t allocation = size_t(c.u16(7));
     c.note = "format=" + std::to_string(format) + " track=" + std::to_string(number);

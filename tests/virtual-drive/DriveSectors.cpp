@@ -1,8 +1,6 @@
 // Sector reads (READ CD) with the drive's speed, cache, read offset and injected faults.
 #include "Drive.h"
 
-#include "Log.h"
-
 #include <algorithm>
 #include <cstring>
 
