@@ -11,17 +11,17 @@ constexpr uint8_t kSizeInfo = 0x8f;
 constexpr uint8_t kEnglish = 0x09;
 
 void finishPack(uint8_t* pack) {
-    const uint16_t crc = cdTextCrc(pack);
+    const uint16_t crc = subchannelCrc(pack, 16);
     pack[16] = uint8_t(crc >> 8);
     pack[17] = uint8_t(crc);
 }
 
 } // namespace
 
-uint16_t cdTextCrc(const uint8_t* pack) {
+uint16_t subchannelCrc(const uint8_t* bytes, int count) {
     uint16_t crc = 0;
-    for (int i = 0; i < 16; ++i) {
-        crc ^= uint16_t(pack[i]) << 8;
+    for (int i = 0; i < count; ++i) {
+        crc ^= uint16_t(bytes[i]) << 8;
         for (int bit = 0; bit < 8; ++bit)
             crc = crc & 0x8000 ? uint16_t((crc << 1) ^ 0x1021) : uint16_t(crc << 1);
     }
@@ -94,7 +94,7 @@ CdTextFields parseCdTextPacks(const std::vector<uint8_t>& packs) {
     for (size_t at = 0; at + kPackBytes <= packs.size(); at += kPackBytes) {
         const uint8_t* pack = packs.data() + at;
         const uint16_t crc = uint16_t(pack[16] << 8 | pack[17]);
-        if (crc != cdTextCrc(pack) || (pack[3] & 0x70) != 0 || (pack[3] & 0x80) != 0)
+        if (crc != subchannelCrc(pack, 16) || (pack[3] & 0x70) != 0 || (pack[3] & 0x80) != 0)
             continue;
         if (pack[0] >= 0x80 && pack[0] <= 0x86)
             byType[pack[0]].push_back(pack);
@@ -127,33 +127,23 @@ CdTextFields parseCdTextPacks(const std::vector<uint8_t>& packs) {
 }
 
 std::vector<uint8_t> packsFromSubchannel(const std::vector<uint8_t>& symbols) {
-    std::vector<uint8_t> packs;
-    std::vector<bool> seen(256, false);
+    // By sequence number, as the lead-in repeats them from any starting point.
+    std::map<int, std::vector<uint8_t>> bySequence;
     for (size_t at = 0; at + 24 <= symbols.size(); at += 24) {
-        uint8_t pack[kPackBytes];
+        std::vector<uint8_t> pack(kPackBytes);
         for (int i = 0; i < 6; ++i) {
             const uint8_t* s = symbols.data() + at + size_t(i) * 4;
-            pack[i * 3] = uint8_t((s[0] & 0x3f) << 2 | (s[1] & 0x3f) >> 4);
-            pack[i * 3 + 1] = uint8_t((s[1] & 0x0f) << 4 | (s[2] & 0x3f) >> 2);
-            pack[i * 3 + 2] = uint8_t((s[2] & 0x03) << 6 | (s[3] & 0x3f));
+            pack[size_t(i) * 3] = uint8_t((s[0] & 0x3f) << 2 | (s[1] & 0x3f) >> 4);
+            pack[size_t(i) * 3 + 1] = uint8_t((s[1] & 0x0f) << 4 | (s[2] & 0x3f) >> 2);
+            pack[size_t(i) * 3 + 2] = uint8_t((s[2] & 0x03) << 6 | (s[3] & 0x3f));
         }
-        const uint16_t crc = uint16_t(pack[16] << 8 | pack[17]);
-        if (crc != cdTextCrc(pack) || pack[0] < 0x80 || seen[pack[2]])
-            continue;
-        seen[pack[2]] = true;
-        packs.insert(packs.end(), pack, pack + kPackBytes);
+        if (uint16_t(pack[16] << 8 | pack[17]) == subchannelCrc(pack.data(), 16) && pack[0] >= 0x80)
+            bySequence.emplace(pack[2], pack);
     }
-    // Back into sequence order, as the lead-in repeats them from any starting point.
-    std::vector<std::vector<uint8_t>> list;
-    for (size_t at = 0; at < packs.size(); at += kPackBytes)
-        list.emplace_back(packs.begin() + long(at), packs.begin() + long(at + kPackBytes));
-    std::sort(
-        list.begin(), list.end(),
-        [](const std::vector<uint8_t>& a, const std::vector<uint8_t>& b) { return a[2] < b[2]; });
-    std::vector<uint8_t> ordered;
-    for (const auto& p : list)
-        ordered.insert(ordered.end(), p.begin(), p.end());
-    return ordered;
+    std::vector<uint8_t> packs;
+    for (const auto& [sequence, pack] : bySequence)
+        packs.insert(packs.end(), pack.begin(), pack.end());
+    return packs;
 }
 
 } // namespace vdrive

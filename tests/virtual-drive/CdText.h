@@ -24,8 +24,8 @@ std::vector<uint8_t> buildCdTextPacks(const CdTextFields& fields, int firstTrack
 // The text of well-formed packs of block 0; packs with a bad CRC are skipped.
 CdTextFields parseCdTextPacks(const std::vector<uint8_t>& packs);
 
-// The CRC a pack carries in its last two bytes.
-uint16_t cdTextCrc(const uint8_t* pack);
+// The CRC of sub-channel data: of a pack's first 16 bytes, or of a Q sub-channel's first 10.
+uint16_t subchannelCrc(const uint8_t* bytes, int count);
 
 // Packs from raw R-W sub-channel data as written in the lead-in (24 six-bit symbols a pack), in
 // sequence order, each pack once.

@@ -11,124 +11,20 @@
 #include <thread>
 
 namespace vdrive {
-namespace {
 
-const char* opcodeName(int op) {
-    switch (op) {
-    case 0x00:
-        return "TEST UNIT READY";
-    case 0x03:
-        return "REQUEST SENSE";
-    case 0x12:
-        return "INQUIRY";
-    case 0x15:
-        return "MODE SELECT(6)";
-    case 0x1a:
-        return "MODE SENSE(6)";
-    case 0x1b:
-        return "START STOP UNIT";
-    case 0x1e:
-        return "PREVENT ALLOW MEDIUM REMOVAL";
-    case 0x23:
-        return "READ FORMAT CAPACITIES";
-    case 0x25:
-        return "READ CAPACITY";
-    case 0x28:
-        return "READ(10)";
-    case 0x2a:
-        return "WRITE(10)";
-    case 0x2b:
-        return "SEEK(10)";
-    case 0x35:
-        return "SYNCHRONIZE CACHE";
-    case 0x42:
-        return "READ SUB-CHANNEL";
-    case 0x43:
-        return "READ TOC/PMA/ATIP";
-    case 0x45:
-        return "PLAY AUDIO(10)";
-    case 0x46:
-        return "GET CONFIGURATION";
-    case 0x47:
-        return "PLAY AUDIO MSF";
-    case 0x4a:
-        return "GET EVENT STATUS NOTIFICATION";
-    case 0x4b:
-        return "PAUSE/RESUME";
-    case 0x4e:
-        return "STOP PLAY/SCAN";
-    case 0x51:
-        return "READ DISC INFORMATION";
-    case 0x52:
-        return "READ TRACK INFORMATION";
-    case 0x54:
-        return "SEND OPC INFORMATION";
-    case 0x55:
-        return "MODE SELECT(10)";
-    case 0x5a:
-        return "MODE SENSE(10)";
-    case 0x5b:
-        return "CLOSE TRACK/SESSION";
-    case 0x5c:
-        return "READ BUFFER CAPACITY";
-    case 0x5d:
-        return "SEND CUE SHEET";
-    case 0xa1:
-        return "BLANK";
-    case 0xa5:
-        return "PLAY AUDIO(12)";
-    case 0xa8:
-        return "READ(12)";
-    case 0xaa:
-        return "WRITE(12)";
-    case 0xac:
-        return "GET PERFORMANCE";
-    case 0xad:
-        return "READ DISC STRUCTURE";
-    case 0xb6:
-        return "SET STREAMING";
-    case 0xb9:
-        return "READ CD MSF";
-    case 0xbb:
-        return "SET CD SPEED";
-    case 0xbd:
-        return "MECHANISM STATUS";
-    case 0xbe:
-        return "READ CD";
-    default:
-        return nullptr;
-    }
+void put16(std::vector<uint8_t>& b, size_t at, int v) {
+    b[at] = uint8_t(v >> 8);
+    b[at + 1] = uint8_t(v);
 }
 
-int kbps(int speed) {
+void put32(std::vector<uint8_t>& b, size_t at, int32_t v) {
+    for (int i = 0; i < 4; ++i)
+        b[at + size_t(i)] = uint8_t(uint32_t(v) >> (24 - 8 * i));
+}
+
+int kbpsOf(int speed) {
     return int(std::lround(speed * 176.4));
 }
-
-// Commands a drive answers without a disc and while it is busy writing or blanking.
-bool worksWithoutMedia(int op) {
-    switch (op) {
-    case 0x00:
-    case 0x03:
-    case 0x12:
-    case 0x15:
-    case 0x1a:
-    case 0x1b:
-    case 0x1e:
-    case 0x46:
-    case 0x4a:
-    case 0x55:
-    case 0x5a:
-    case 0x5c:
-    case 0xac:
-    case 0xbb:
-    case 0xbd:
-        return true;
-    default:
-        return false;
-    }
-}
-
-} // namespace
 
 void Sense::write(uint8_t* out) const {
     std::memset(out, 0, 18);
@@ -153,6 +49,12 @@ void Command::fail(uint8_t key, uint8_t asc, uint8_t ascq) {
     sense.key = key;
     sense.asc = asc;
     sense.ascq = ascq;
+}
+
+void Command::failAt(uint8_t key, uint8_t asc, uint8_t ascq, int lba) {
+    fail(key, asc, ascq);
+    sense.hasInfo = true;
+    sense.info = lba;
 }
 
 void Command::reply(const std::vector<uint8_t>& bytes, size_t allocation) {
@@ -185,8 +87,8 @@ Drive::Drive(const DriveOptions& options, std::string& error) : m_opt(options) {
     }
     m_trayOpen = m_opt.trayOpen;
     m_readyAt = m_lastAccess = m_bufferTime = m_busyFrom = m_busyUntil = Clock::now();
-    m_readKbps = kbps(m_opt.readSpeed);
-    m_writeKbps = kbps(m_opt.writeSpeeds.back());
+    m_readKbps = kbpsOf(m_opt.readSpeed);
+    m_writeKbps = kbpsOf(m_opt.writeSpeeds.back());
     m_jitterReads.assign(m_opt.jitter.size(), 0);
 }
 
@@ -204,151 +106,60 @@ bool Drive::hasDisc() {
     return m_discInTray && !m_trayOpen;
 }
 
-bool Drive::takeMediaChanged() {
-    std::lock_guard lock(m_mutex);
-    const bool changed = m_mediaChanged;
-    m_mediaChanged = false;
-    return changed;
-}
-
 void Drive::execute(Command& c, const char* via) {
+    // The commands the drive knows: name, whether they work without a disc (and while the drive
+    // is busy writing or blanking), and what runs them. Any other gets ILLEGAL REQUEST.
+    struct Opcode {
+        uint8_t code;
+        const char* name;
+        bool withoutMedia;
+        void (Drive::*run)(Command&);
+    };
+    static const Opcode opcodes[] = {
+        {0x00, "TEST UNIT READY", true, &Drive::testUnitReady},
+        {0x12, "INQUIRY", true, &Drive::inquiry},
+        {0x1b, "START STOP UNIT", true, &Drive::startStop},
+        {0x1e, "PREVENT ALLOW MEDIUM REMOVAL", true, &Drive::preventAllow},
+        {0x25, "READ CAPACITY", false, &Drive::readCapacity},
+        {0x2a, "WRITE(10)", false, &Drive::write},
+        {0x35, "SYNCHRONIZE CACHE", false, &Drive::synchronizeCache},
+        {0x42, "READ SUB-CHANNEL", false, &Drive::readSubchannel},
+        {0x43, "READ TOC/PMA/ATIP", false, &Drive::readToc},
+        {0x46, "GET CONFIGURATION", true, &Drive::getConfiguration},
+        {0x51, "READ DISC INFORMATION", false, &Drive::readDiscInfo},
+        {0x52, "READ TRACK INFORMATION", false, &Drive::readTrackInfo},
+        {0x55, "MODE SELECT(10)", true, &Drive::modeSelect},
+        {0x5a, "MODE SENSE(10)", true, &Drive::modeSense},
+        {0x5b, "CLOSE TRACK/SESSION", false, &Drive::closeTrackSession},
+        {0x5c, "READ BUFFER CAPACITY", true, &Drive::readBufferCapacity},
+        {0x5d, "SEND CUE SHEET", false, &Drive::sendCueSheet},
+        {0xa1, "BLANK", false, &Drive::blank},
+        {0xac, "GET PERFORMANCE", true, &Drive::getPerformance},
+        {0xbb, "SET CD SPEED", true, &Drive::setCdSpeed},
+        {0xbe, "READ CD", false, &Drive::readCd},
+    };
+    const Opcode* op = nullptr;
+    for (const Opcode& o : opcodes)
+        if (o.code == c.u8(0))
+            op = &o;
     std::lock_guard lock(m_mutex);
     m_via = via;
-    run(c);
+    if ((op && op->withoutMedia) || ensureReady(c)) {
+        if (op)
+            (this->*op->run)(c);
+        else
+            c.fail(5, 0x20, 0);
+    }
     if (!Log::instance().enabled())
         return;
-    const char* name = opcodeName(c.u8(0));
-    char text[64];
-    std::snprintf(text, sizeof text, "OPCODE 0x%02X", c.u8(0));
-    std::string details = c.note;
-    if (c.good) {
-        details += details.empty() ? "-> GOOD" : " -> GOOD";
-    } else {
-        char outcome[40];
+    char unknown[16];
+    std::snprintf(unknown, sizeof unknown, "OPCODE 0x%02X", c.u8(0));
+    char outcome[32] = "-> GOOD";
+    if (!c.good)
         std::snprintf(outcome, sizeof outcome, "-> CHECK %X/%02X/%02X", c.sense.key, c.sense.asc,
                       c.sense.ascq);
-        details += (details.empty() ? "" : " ") + std::string(outcome);
-    }
-    Log::instance().line(m_name, via, name ? name : text, details);
-}
-
-void Drive::run(Command& c) {
-    const int op = c.u8(0);
-    if (!worksWithoutMedia(op) && !ensureReady(c))
-        return;
-    switch (op) {
-    case 0x00:
-        testUnitReady(c);
-        break;
-    case 0x03:
-        requestSense(c);
-        break;
-    case 0x12:
-        inquiry(c);
-        break;
-    case 0x15:
-    case 0x55:
-        modeSelect(c);
-        break;
-    case 0x1a:
-    case 0x5a:
-        modeSense(c);
-        break;
-    case 0x1b:
-        startStop(c);
-        break;
-    case 0x1e:
-        preventAllow(c);
-        break;
-    case 0x25:
-        readCapacity(c);
-        break;
-    case 0x28:
-    case 0xa8:
-        read10(c);
-        break;
-    case 0x2a:
-        write(c, c.s32(2), c.u16(7));
-        break;
-    case 0xaa:
-        write(c, c.s32(2), c.s32(6));
-        break;
-    case 0x2b:
-        m_position = c.s32(2);
-        break;
-    case 0x35:
-        synchronizeCache(c);
-        break;
-    case 0x42:
-        readSubchannel(c);
-        break;
-    case 0x43:
-        readToc(c);
-        break;
-    case 0x45:
-        playAudio(c, c.s32(2), c.s32(2) + c.u16(7));
-        break;
-    case 0xa5:
-        playAudio(c, c.s32(2), c.s32(2) + c.s32(6));
-        break;
-    case 0x47:
-        playAudio(c, msfToLba(c.u8(3), c.u8(4), c.u8(5)), msfToLba(c.u8(6), c.u8(7), c.u8(8)));
-        break;
-    case 0x46:
-        getConfiguration(c);
-        break;
-    case 0x4a:
-        getEventStatus(c);
-        break;
-    case 0x4b:
-        pauseResume(c);
-        break;
-    case 0x4e:
-        stopPlay(c);
-        break;
-    case 0x51:
-        readDiscInfo(c);
-        break;
-    case 0x52:
-        readTrackInfo(c);
-        break;
-    case 0x54:
-        if (m_opt.kind == DriveKind::Rom || !m_disc.recordable())
-            c.fail(5, 0x20, 0);
-        break;
-    case 0x5b:
-        closeTrackSession(c);
-        break;
-    case 0x5c:
-        readBufferCapacity(c);
-        break;
-    case 0x5d:
-        sendCueSheet(c);
-        break;
-    case 0xa1:
-        blank(c);
-        break;
-    case 0xac:
-        getPerformance(c);
-        break;
-    case 0xb9: {
-        const int from = msfToLba(c.u8(3), c.u8(4), c.u8(5));
-        readCd(c, from, msfToLba(c.u8(6), c.u8(7), c.u8(8)) - from);
-        break;
-    }
-    case 0xbb:
-        setCdSpeed(c);
-        break;
-    case 0xbd:
-        mechanismStatus(c);
-        break;
-    case 0xbe:
-        readCd(c, c.s32(2), c.u24(6));
-        break;
-    default:
-        c.fail(5, 0x20, 0);
-        break;
-    }
+    Log::instance().line(m_name, via, op ? op->name : unknown,
+                         c.note + (c.note.empty() ? "" : " ") + outcome);
 }
 
 bool Drive::ensureReady(Command& c) {
@@ -418,13 +229,9 @@ double Drive::rateSectors(int kbps) const {
 
 void Drive::load() {
     m_trayOpen = false;
-    if (!m_discInTray)
-        return;
     m_readyAt = Clock::now() + std::chrono::duration_cast<Clock::duration>(
                                    std::chrono::duration<double>(m_opt.spinup * m_opt.timescale));
     m_spinning = true;
-    m_mediaChanged = true;
-    m_mediaEvent = 2;
 }
 
 void Drive::unload(bool lose) {
@@ -435,11 +242,12 @@ void Drive::unload(bool lose) {
     if (lose)
         m_disc = Disc();
     m_spinning = false;
-    m_playing = false;
+    clearCache();
+}
+
+void Drive::clearCache() {
     m_cache.clear();
     m_cacheOrder.clear();
-    m_mediaChanged = true;
-    m_mediaEvent = 3;
 }
 
 bool Drive::takeSector() {

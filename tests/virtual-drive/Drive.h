@@ -48,9 +48,17 @@ struct Command {
     int u24(int i) const { return u8(i) << 16 | u16(i + 1); }
     int32_t s32(int i) const { return int32_t(uint32_t(u16(i)) << 16 | uint32_t(u16(i + 2))); }
     void fail(uint8_t key, uint8_t asc, uint8_t ascq);
+    // A failure about one sector, which the sense data's INFORMATION names.
+    void failAt(uint8_t key, uint8_t asc, uint8_t ascq, int lba);
     // Sends reply to the program, cut to the allocation length and the buffer.
     void reply(const std::vector<uint8_t>& bytes, size_t allocation);
 };
+
+// Big-endian fields of the data a command returns.
+void put16(std::vector<uint8_t>& b, size_t at, int v);
+void put32(std::vector<uint8_t>& b, size_t at, int32_t v);
+// A speed in x as kB/s (1x = 176.4 kB/s).
+int kbpsOf(int speed);
 
 class Drive {
 public:
@@ -68,7 +76,6 @@ public:
 
     // What the kernel's CD driver knows without asking the drive.
     Tray tray();
-    bool takeMediaChanged();
     bool hasDisc();
     // Opens and closes of the node, for the kernel's checks on eject and exclusive opens.
     int opens = 0;
@@ -93,7 +100,6 @@ private:
     struct CueSheet {
         int leadInForm = 1;
         std::vector<Track> tracks;
-        std::vector<int> forms;
         int firstLba = -kPregapSectors;
         int leadOut = 0;
         std::string mcn;
@@ -113,7 +119,6 @@ private:
     };
 
     // Drive.cpp: state, timing, faults
-    void run(Command& c);
     bool ensureReady(Command& c);
     void spinUp();
     void sleepModel(double seconds);
@@ -128,24 +133,20 @@ private:
     Disc& target() { return m_rec.simulated ? m_shadow : m_disc; }
     void saveWritten();
     bool busy(Command& c);
+    void clearCache();
 
     // DriveInfo.cpp
     void inquiry(Command& c);
     void testUnitReady(Command& c);
-    void requestSense(Command& c);
-    // What TEST UNIT READY and REQUEST SENSE report now, without waiting.
-    Sense condition();
     void startStop(Command& c);
     void preventAllow(Command& c);
     void getConfiguration(Command& c);
     void modeSense(Command& c);
     void modeSelect(Command& c);
-    std::vector<uint8_t> modePage(int page, int control);
+    std::vector<uint8_t> modePage(int page);
     bool selectWriteParams(const uint8_t* page, int length);
-    void getEventStatus(Command& c);
     void getPerformance(Command& c);
     void setCdSpeed(Command& c);
-    void mechanismStatus(Command& c);
     int profile() const;
 
     // DriveRead.cpp
@@ -154,22 +155,18 @@ private:
     void readTrackInfo(Command& c);
     void readCapacity(Command& c);
     void readSubchannel(Command& c);
-    void readCd(Command& c, int lba, int count);
-    bool sectorFails(int lba);
-    void remember(int lba, const uint8_t* frame);
-    void read10(Command& c);
-    void playAudio(Command& c, int start, int end);
-    void pauseResume(Command& c);
-    void stopPlay(Command& c);
     void qSubchannel(int lba, uint8_t* q) const;
     void sectorWithOffset(int lba, int shiftSamples, uint8_t* out) const;
-    int currentPosition();
-    const Track* lastClosedTrack() const;
     std::vector<const Track*> closedTracks() const;
+
+    // DriveSectors.cpp
+    void readCd(Command& c);
+    bool sectorFails(int lba);
+    void remember(int lba, const uint8_t* frame);
 
     // DriveWrite.cpp
     void sendCueSheet(Command& c);
-    void write(Command& c, int lba, int count);
+    void write(Command& c);
     void synchronizeCache(Command& c);
     void closeTrackSession(Command& c);
     void readBufferCapacity(Command& c);
@@ -192,8 +189,6 @@ private:
     bool m_discInTray = false;
     bool m_trayOpen = false;
     bool m_locked = false;
-    bool m_mediaChanged = false;
-    int m_mediaEvent = 0;
 
     Clock::time_point m_readyAt;
     Clock::time_point m_lastAccess;
@@ -204,7 +199,6 @@ private:
 
     int m_readKbps = 0;
     int m_writeKbps = 0;
-    int m_blockLength = 2048;
 
     std::unordered_map<int, std::vector<uint8_t>> m_cache;
     std::deque<int> m_cacheOrder;
@@ -213,12 +207,6 @@ private:
     int m_jitterTurn = 0;
     int m_position = 0;
     long long m_transferred = 0;
-
-    bool m_playing = false;
-    bool m_paused = false;
-    int m_playFrom = 0;
-    int m_playEnd = 0;
-    Clock::time_point m_playClock;
 
     WriteParams m_params;
     Recording m_rec;

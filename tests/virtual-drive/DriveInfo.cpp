@@ -2,7 +2,6 @@
 #include "Drive.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 #include <cstring>
 
@@ -14,24 +13,10 @@ constexpr int kProfileCdR = 0x09;
 constexpr int kProfileCdRw = 0x0a;
 constexpr int kWritePageLength = 0x32;
 
-void put16(std::vector<uint8_t>& b, size_t at, int v) {
-    b[at] = uint8_t(v >> 8);
-    b[at + 1] = uint8_t(v);
-}
-
-void put32(std::vector<uint8_t>& b, size_t at, uint32_t v) {
-    for (int i = 0; i < 4; ++i)
-        b[at + size_t(i)] = uint8_t(v >> (24 - 8 * i));
-}
-
 std::string padded(const std::string& text, size_t width) {
     std::string s = text.substr(0, width);
     s.resize(width, ' ');
     return s;
-}
-
-int kbpsOf(int speed) {
-    return int(std::lround(speed * 176.4));
 }
 
 // A feature descriptor: code, version, persistent and current flags, and its data.
@@ -59,21 +44,8 @@ int Drive::profile() const {
 }
 
 void Drive::inquiry(Command& c) {
-    if (c.u8(1) & 1) {
-        // Vital product data: the list of pages and the serial number only.
-        if (c.u8(2) == 0x00) {
-            c.reply({0x05, 0x00, 0x00, 2, 0x00, 0x80}, size_t(c.u16(3)));
-        } else if (c.u8(2) == 0x80) {
-            std::vector<uint8_t> page{0x05, 0x80, 0x00, 8};
-            char serial[9];
-            std::snprintf(serial, sizeof serial, "VD%06d", m_opt.host);
-            page.insert(page.end(), serial, serial + 8);
-            c.reply(page, size_t(c.u16(3)));
-        } else {
-            c.fail(5, 0x24, 0);
-        }
-        return;
-    }
+    if (c.u8(1) & 1)
+        return c.fail(5, 0x24, 0); // no vital product data
     std::vector<uint8_t> data(36, 0);
     data[0] = 0x05; // CD/DVD device
     data[1] = 0x80; // removable
@@ -86,36 +58,10 @@ void Drive::inquiry(Command& c) {
 }
 
 void Drive::testUnitReady(Command& c) {
-    const Sense s = condition();
-    if (s.key != 0) {
-        c.good = false;
-        c.sense = s;
-    }
-}
-
-void Drive::requestSense(Command& c) {
-    std::vector<uint8_t> data(18);
-    condition().write(data.data());
-    c.reply(data, size_t(c.u8(4)));
-}
-
-Sense Drive::condition() {
-    Sense s;
-    if (m_trayOpen || !m_discInTray) {
-        s.key = 2;
-        s.asc = 0x3a;
-        s.ascq = m_trayOpen ? 2 : 1;
-        return s;
-    }
-    Command probe;
-    if (busy(probe))
-        return probe.sense;
-    if (Clock::now() < m_readyAt) {
-        s.key = 2;
-        s.asc = 0x04;
-        s.ascq = 0x01;
-    }
-    return s;
+    if (m_trayOpen || !m_discInTray)
+        c.fail(2, 0x3a, m_trayOpen ? 2 : 1);
+    else if (!busy(c) && Clock::now() < m_readyAt)
+        c.fail(2, 0x04, 0x01);
 }
 
 void Drive::startStop(Command& c) {
@@ -138,10 +84,8 @@ void Drive::startStop(Command& c) {
         return;
     }
     c.note = "eject";
-    if (m_locked) {
-        c.fail(5, 0x53, 0x02); // medium removal prevented
-        return;
-    }
+    if (m_locked)
+        return c.fail(5, 0x53, 0x02); // medium removal prevented
     if (!m_trayOpen)
         unload(false);
 }
@@ -174,7 +118,7 @@ void Drive::getConfiguration(Command& c) {
     feature(features, 0x0003, 0, true, {0x29, 0, 0, 0}, start, rt); // tray, eject, lock
     feature(features, 0x0010, 0, readable, {0, 0, 8, 0, 0, 1, 0, 0}, start, rt);
     feature(features, 0x001d, 0, readable, {}, start, rt);
-    feature(features, 0x001e, 2, readable, {uint8_t(m_opt.c2 ? 0x03 : 0x01), 0, 0, 0}, start, rt);
+    feature(features, 0x001e, 2, readable, {0x03, 0, 0, 0}, start, rt);
     if (writer) {
         const uint8_t buf = m_opt.burnProof ? 0x40 : 0;
         const uint8_t test = m_opt.testWrite ? 0x04 : 0;
@@ -203,26 +147,17 @@ void Drive::getConfiguration(Command& c) {
     c.reply(data, size_t(c.u16(7)));
 }
 
-std::vector<uint8_t> Drive::modePage(int page, int control) {
+// The current values of a page; empty for a page the drive does not have.
+std::vector<uint8_t> Drive::modePage(int page) {
     const bool writer = m_opt.kind != DriveKind::Rom;
-    const bool changeable = control == 1;
     std::vector<uint8_t> p;
     if (page == 0x01) {
-        p.assign(12, 0);
-        p[0] = 0x01;
-        p[1] = 0x0a;
-        if (!changeable)
-            p[3] = 0x20; // read retry count
-        else
-            p[2] = 0xff;
+        p = {0x01, 0x0a, 0, 0x20, 0, 0, 0, 0, 0, 0, 0, 0}; // read retry count 32
     } else if (page == 0x05 && writer) {
         p.assign(2 + kWritePageLength, 0);
         p[0] = 0x05;
         p[1] = kWritePageLength;
-        if (changeable) {
-            std::fill(p.begin() + 2, p.end(), 0xff);
-            p[2] = uint8_t(m_opt.burnProof ? 0x5f : 0x1f);
-        } else if (control == 0 && !m_params.page.empty()) {
+        if (!m_params.page.empty()) {
             std::copy(m_params.page.begin(), m_params.page.end(), p.begin() + 2);
         } else {
             p[2] = 0x01; // TAO
@@ -230,32 +165,19 @@ std::vector<uint8_t> Drive::modePage(int page, int control) {
             p[15] = 150;
         }
     } else if (page == 0x0e) {
-        p.assign(16, 0);
-        p[0] = 0x0e;
-        p[1] = 0x0e;
-        if (changeable) {
-            std::fill(p.begin() + 8, p.end(), 0xff);
-        } else {
-            p[2] = 0x04;
-            p[8] = 0x01;
-            p[9] = 0xff;
-            p[10] = 0x02;
-            p[11] = 0xff;
-        }
+        p = {0x0e, 0x0e, 0x04, 0, 0, 0, 0, 0, 0x01, 0xff, 0x02, 0xff, 0, 0, 0, 0};
     } else if (page == 0x2a) {
         const std::vector<int>& speeds = m_opt.writeSpeeds;
         const int n = writer ? int(speeds.size()) : 0;
         p.assign(32 + size_t(n) * 4, 0);
         p[0] = 0x2a;
         p[1] = uint8_t(p.size() - 2);
-        if (changeable)
-            return p;
         p[2] = 0x07; // reads CD-R, CD-RW, method 2
         if (writer)
             p[3] = uint8_t(0x01 | (m_opt.kind == DriveKind::CdRw ? 0x02 : 0) |
                            (m_opt.testWrite ? 0x04 : 0));
         p[4] = uint8_t(0x71 | (writer && m_opt.burnProof ? 0x80 : 0));
-        p[5] = uint8_t(0x6f | (m_opt.c2 ? 0x10 : 0));
+        p[5] = 0x7f; // CD-DA commands, accurate streams, C2 pointers
         p[6] = uint8_t(0x29 | (m_locked ? 0x02 : 0));
         p[7] = 0x03;
         put16(p, 8, kbpsOf(m_opt.readSpeed));
@@ -274,83 +196,45 @@ std::vector<uint8_t> Drive::modePage(int page, int control) {
     return p;
 }
 
+// MODE SENSE(10) of the current values, without a block descriptor.
 void Drive::modeSense(Command& c) {
-    const bool ten = c.u8(0) == 0x5a;
     const int page = c.u8(2) & 0x3f;
-    const int control = c.u8(2) >> 6;
-    const size_t allocation = size_t(ten ? c.u16(7) : c.u8(4));
-    c.note = "page=" + std::to_string(page) + " pc=" + std::to_string(control);
-    if (control == 3) {
-        c.fail(5, 0x39, 0); // saving parameters not supported
-        return;
-    }
-    std::vector<uint8_t> pages;
+    c.note = "page=" + std::to_string(page) + " pc=" + std::to_string(c.u8(2) >> 6);
+    if (c.u8(2) >> 6)
+        return c.fail(5, 0x24, 0); // only current values
+    std::vector<uint8_t> data(8, 0);
     for (int p : page == 0x3f ? std::vector<int>{0x01, 0x05, 0x0e, 0x2a} : std::vector<int>{page}) {
-        const std::vector<uint8_t> one = modePage(p, control);
-        pages.insert(pages.end(), one.begin(), one.end());
+        const std::vector<uint8_t> one = modePage(p);
+        data.insert(data.end(), one.begin(), one.end());
     }
-    if (pages.empty()) {
-        c.fail(5, 0x24, 0);
-        return;
-    }
-    // MODE SENSE(6) carries a block descriptor unless told not to; (10) never does here.
-    const bool descriptor = !ten && !(c.u8(1) & 0x08);
-    std::vector<uint8_t> data(ten ? 8 : 4, 0);
-    if (descriptor) {
-        data[3] = 8;
-        data.insert(data.end(),
-                    {0, 0, 0, 0, 0, 0, uint8_t(m_blockLength >> 8), uint8_t(m_blockLength)});
-    }
-    data.insert(data.end(), pages.begin(), pages.end());
-    if (ten)
-        put16(data, 0, int(data.size() - 2));
-    else
-        data[0] = uint8_t(data.size() - 1);
-    c.reply(data, allocation);
+    if (data.size() == 8)
+        return c.fail(5, 0x24, 0);
+    put16(data, 0, int(data.size() - 2));
+    c.reply(data, size_t(c.u16(7)));
 }
 
+// MODE SELECT(10) of the write parameters page.
 void Drive::modeSelect(Command& c) {
-    const bool ten = c.u8(0) == 0x55;
-    const size_t length = std::min(size_t(ten ? c.u16(7) : c.u8(4)), c.length);
-    const size_t header = ten ? 8 : 4;
-    if (length < header || !c.data) {
+    const size_t length = std::min(size_t(c.u16(7)), c.length);
+    if (length < 8 || !c.data) {
         if (length != 0)
-            c.fail(5, 0x1a, 0);
+            c.fail(5, 0x1a, 0); // shorter than its header
         return;
     }
     const uint8_t* d = c.data;
-    const size_t descriptors = ten ? size_t(d[6] << 8 | d[7]) : d[3];
-    if (descriptors >= 8 && header + 8 <= length) {
-        const int block = d[header + 5] << 16 | d[header + 6] << 8 | d[header + 7];
-        if (block != 2048 && block != 2336 && block != 2340 && block != 2352) {
-            c.fail(5, 0x26, 0);
-            return;
-        }
-        m_blockLength = block;
-        c.note = "block=" + std::to_string(block);
-    }
-    for (size_t at = header + descriptors; at + 2 <= length;) {
-        const int page = d[at] & 0x3f;
+    for (size_t at = 8 + size_t(d[6] << 8 | d[7]); at + 2 <= length;) {
         const size_t size = size_t(d[at + 1]) + 2;
-        if (at + size > length) {
-            c.fail(5, 0x1a, 0);
-            return;
-        }
-        c.note += (c.note.empty() ? "" : " ") + std::string("page=") + std::to_string(page);
-        if (page == 0x05) {
-            if (m_opt.kind == DriveKind::Rom || !selectWriteParams(d + at, int(size))) {
-                c.fail(5, 0x26, 0);
-                return;
-            }
-            char text[64];
-            std::snprintf(text, sizeof text, " type=%d test=%d bufe=%d multi=%d block=%d",
-                          m_params.writeType, m_params.testWrite, m_params.bufe,
-                          m_params.multiSession, m_params.blockType);
-            c.note += text;
-        } else if (page != 0x01 && page != 0x0e) {
-            c.fail(5, 0x26, 0);
-            return;
-        }
+        if (at + size > length)
+            return c.fail(5, 0x1a, 0);
+        c.note += "page=" + std::to_string(d[at] & 0x3f);
+        if ((d[at] & 0x3f) != 0x05 || m_opt.kind == DriveKind::Rom ||
+            !selectWriteParams(d + at, int(size)))
+            return c.fail(5, 0x26, 0);
+        char text[64];
+        std::snprintf(text, sizeof text, " type=%d test=%d bufe=%d multi=%d block=%d",
+                      m_params.writeType, m_params.testWrite, m_params.bufe, m_params.multiSession,
+                      m_params.blockType);
+        c.note += text;
         at += size;
     }
 }
@@ -371,7 +255,7 @@ bool Drive::selectWriteParams(const uint8_t* p, int length) {
         return false;
     if (w.testWrite && !m_opt.testWrite)
         return false;
-    if (w.writeType == 1 && w.blockType != 0 && w.blockType != 8)
+    if (w.writeType == 1 && w.blockType != 0) // raw audio blocks only
         return false;
     w.mcn.clear();
     w.isrc.clear();
@@ -386,30 +270,6 @@ bool Drive::selectWriteParams(const uint8_t* p, int length) {
         m_rec = Recording();
     m_params = w;
     return true;
-}
-
-void Drive::getEventStatus(Command& c) {
-    if (!(c.u8(1) & 1)) {
-        c.fail(5, 0x24, 0); // only polled requests
-        return;
-    }
-    std::vector<uint8_t> data;
-    if (c.u8(4) & 0x10) {
-        const bool present = m_discInTray && !m_trayOpen;
-        data = {0,
-                6,
-                0x04,
-                0x10,
-                uint8_t(m_mediaEvent),
-                uint8_t((present ? 2 : 0) | (m_trayOpen ? 1 : 0)),
-                0,
-                0};
-        c.note = "media event=" + std::to_string(m_mediaEvent);
-        m_mediaEvent = 0;
-    } else {
-        data = {0, 2, 0x80, 0x10};
-    }
-    c.reply(data, size_t(c.u16(7)));
 }
 
 void Drive::getPerformance(Command& c) {
@@ -427,10 +287,8 @@ void Drive::getPerformance(Command& c) {
         put32(data, 16, uint32_t(capacity));
         put32(data, 20, uint32_t(speed));
     } else if (type == 0x03) {
-        if (m_opt.kind == DriveKind::Rom) {
-            c.fail(5, 0x24, 0);
-            return;
-        }
+        if (m_opt.kind == DriveKind::Rom)
+            return c.fail(5, 0x24, 0);
         const std::vector<int>& speeds = m_opt.writeSpeeds;
         for (auto s = speeds.rbegin(); s != speeds.rend(); ++s) {
             const size_t at = data.size();
@@ -440,8 +298,7 @@ void Drive::getPerformance(Command& c) {
             put32(data, at + 12, uint32_t(kbpsOf(*s)));
         }
     } else {
-        c.fail(5, 0x24, 0);
-        return;
+        return c.fail(5, 0x24, 0);
     }
     put32(data, 0, uint32_t(data.size() - 4));
     c.reply(data, c.length);
@@ -464,15 +321,6 @@ void Drive::setCdSpeed(Command& c) {
     } else {
         c.note = "read=" + std::to_string(read);
     }
-}
-
-void Drive::mechanismStatus(Command& c) {
-    std::vector<uint8_t> data(8, 0);
-    data[1] = uint8_t((m_trayOpen ? 0x10 : 0) | (m_playing ? 0x20 : 0));
-    data[2] = uint8_t(m_position >> 16);
-    data[3] = uint8_t(m_position >> 8);
-    data[4] = uint8_t(m_position);
-    c.reply(data, size_t(c.u16(8)));
 }
 
 } // namespace vdrive

@@ -1,24 +1,13 @@
-// Reading: the table of contents, disc and track information, sub-channel data, sectors and
-// audio play.
+// Reading: the table of contents, disc and track information, sub-channel data and sectors.
 #include "Drive.h"
 
-#include "Log.h"
+#include "CdText.h"
 
 #include <algorithm>
 #include <cstring>
 
 namespace vdrive {
 namespace {
-
-void put16(std::vector<uint8_t>& b, size_t at, int v) {
-    b[at] = uint8_t(v >> 8);
-    b[at + 1] = uint8_t(v);
-}
-
-void put32(std::vector<uint8_t>& b, size_t at, int32_t v) {
-    for (int i = 0; i < 4; ++i)
-        b[at + size_t(i)] = uint8_t(uint32_t(v) >> (24 - 8 * i));
-}
 
 // An address as LBA or as 0, M, S, F.
 void putAddress(std::vector<uint8_t>& b, size_t at, int lba, bool msf) {
@@ -38,16 +27,6 @@ uint8_t bcd(int v) {
     return uint8_t(v / 10 << 4 | v % 10);
 }
 
-uint16_t qCrc(const uint8_t* q) {
-    uint16_t crc = 0;
-    for (int i = 0; i < 10; ++i) {
-        crc ^= uint16_t(q[i]) << 8;
-        for (int bit = 0; bit < 8; ++bit)
-            crc = crc & 0x8000 ? uint16_t((crc << 1) ^ 0x1021) : uint16_t(crc << 1);
-    }
-    return uint16_t(~crc);
-}
-
 } // namespace
 
 std::vector<const Track*> Drive::closedTracks() const {
@@ -60,19 +39,15 @@ std::vector<const Track*> Drive::closedTracks() const {
 
 void Drive::readToc(Command& c) {
     const bool msf = c.u8(1) & 2;
-    int format = c.u8(2) & 0x0f;
-    if (format == 0 && (c.u8(9) >> 6))
-        format = c.u8(9) >> 6;
+    const int format = c.u8(2) & 0x0f;
     const int number = c.u8(6);
     const size_t allocation = size_t(c.u16(7));
     c.note = "format=" + std::to_string(format) + " track=" + std::to_string(number);
     const std::vector<const Track*> tracks = closedTracks();
     std::vector<uint8_t> data(4, 0);
     if (format == 4) {
-        if (!m_disc.recordable()) {
-            c.fail(5, 0x24, 0);
-            return;
-        }
+        if (!m_disc.recordable())
+            return c.fail(5, 0x24, 0);
         data.resize(28, 0);
         data[4] = 0xd2; // indicative writing power, reference speed
         data[5] = 0x40; // unrestricted use
@@ -83,31 +58,13 @@ void Drive::readToc(Command& c) {
         // CD-Text of the first session's lead-in; only the header when there is none.
         if (!m_disc.sessions.empty())
             data.insert(data.end(), m_disc.cdText.begin(), m_disc.cdText.end());
-    } else if (format == 3) {
-        if (!m_disc.recordable()) {
-            c.fail(5, 0x24, 0);
-            return;
-        }
-        data[2] = 0;
-        data[3] = 0;
-        for (const Track& t : m_disc.tracks) {
-            std::vector<uint8_t> e(11, 0);
-            e[1] = uint8_t(0x10 | t.control);
-            e[3] = bcd(t.number);
-            putMsf(e, 4, t.end);
-            putMsf(e, 8, t.start);
-            data.insert(data.end(), e.begin(), e.end());
-        }
     } else if (tracks.empty()) {
-        c.fail(5, 0x24, 0); // nothing recorded yet
-        return;
+        return c.fail(5, 0x24, 0); // nothing recorded yet
     } else if (format == 0) {
         const int first = tracks.front()->number;
         const int last = tracks.back()->number;
-        if (number > last && number != 0xaa) {
-            c.fail(5, 0x24, 0);
-            return;
-        }
+        if (number > last && number != 0xaa)
+            return c.fail(5, 0x24, 0);
         data[2] = uint8_t(first);
         data[3] = uint8_t(last);
         auto entry = [&](int point, uint8_t control, int lba) {
@@ -176,18 +133,15 @@ void Drive::readToc(Command& c) {
             }
         }
     } else {
-        c.fail(5, 0x24, 0);
-        return;
+        return c.fail(5, 0x24, 0);
     }
     put16(data, 0, int(data.size() - 2));
     c.reply(data, allocation);
 }
 
 void Drive::readDiscInfo(Command& c) {
-    if ((c.u8(1) & 7) != 0) {
-        c.fail(5, 0x24, 0);
-        return;
-    }
+    if ((c.u8(1) & 7) != 0)
+        return c.fail(5, 0x24, 0);
     const Disc& d = m_disc;
     const int closed = int(d.sessions.size());
     const std::vector<const Track*> tracks = closedTracks();
@@ -254,31 +208,13 @@ void Drive::readTrackInfo(Command& c) {
     const bool recording = m_rec.active && m_rec.simulated;
     const Disc& d = recording ? m_shadow : m_disc;
     c.note = "type=" + std::to_string(type) + " address=" + std::to_string(address);
-    const Track* track = nullptr;
-    bool invisible = false;
-    if (type == 1 && address == 0xff) {
-        invisible = true;
-    } else if (type == 1) {
-        track = d.track(address);
-        if (!track && address == d.lastTrackNumber() + 1)
-            invisible = true;
-    } else if (type == 0) {
-        track = d.trackAt(address);
-        invisible = !track && address >= nextWritable(d);
-    } else if (type == 2) {
-        for (const Track& t : d.tracks)
-            if (t.session == address) {
-                track = &t;
-                break;
-            }
-        invisible = !track && address == int(d.sessions.size()) + 1;
-    }
+    // By track number only; 0xff or the number after the last is the invisible track.
+    const Track* track = type == 1 ? d.track(address) : nullptr;
+    bool invisible = type == 1 && !track && (address == 0xff || address == d.lastTrackNumber() + 1);
     if (invisible && (d.status == Disc::Status::Complete || !d.recordable()))
         invisible = false;
-    if (!track && !invisible) {
-        c.fail(5, 0x24, 0);
-        return;
-    }
+    if (!track && !invisible)
+        return c.fail(5, 0x24, 0);
     std::vector<uint8_t> data(36, 0);
     put16(data, 0, 34);
     if (track) {
@@ -341,31 +277,18 @@ void Drive::qSubchannel(int lba, uint8_t* q) const {
     q[7] = bcd(m);
     q[8] = bcd(s);
     q[9] = bcd(f);
-    const uint16_t crc = qCrc(q);
+    const uint16_t crc = subchannelCrc(q, 10);
     q[10] = uint8_t(crc >> 8);
     q[11] = uint8_t(crc);
-}
-
-int Drive::currentPosition() {
-    if (m_playing && !m_paused && m_opt.timescale > 0) {
-        const double model =
-            std::chrono::duration<double>(Clock::now() - m_playClock).count() / m_opt.timescale;
-        m_position = m_playFrom + int(model * 75);
-        if (m_position >= m_playEnd) {
-            m_position = m_playEnd;
-            m_playing = false;
-        }
-    }
-    return m_position;
 }
 
 void Drive::readSubchannel(Command& c) {
     const bool msf = c.u8(1) & 2;
     const bool subQ = c.u8(2) & 0x40;
     const int format = c.u8(3);
-    const int position = currentPosition();
+    const int position = m_position;
     std::vector<uint8_t> data(4, 0);
-    data[1] = m_playing ? (m_paused ? 0x12 : 0x11) : 0x15;
+    data[1] = 0x15; // no audio status
     c.note = "format=" + std::to_string(format);
     if (subQ) {
         if (format == 1) {
@@ -390,10 +313,8 @@ void Drive::readSubchannel(Command& c) {
             }
         } else if (format == 3) {
             const Track* t = m_disc.track(c.u8(6));
-            if (!t) {
-                c.fail(5, 0x24, 0);
-                return;
-            }
+            if (!t)
+                return c.fail(5, 0x24, 0);
             data.resize(24, 0);
             data[4] = 3;
             data[5] = uint8_t(t->control << 4 | 1);
@@ -403,8 +324,7 @@ void Drive::readSubchannel(Command& c) {
                 std::memcpy(data.data() + 9, t->isrc.data(), 12);
             }
         } else {
-            c.fail(5, 0x24, 0);
-            return;
+            return c.fail(5, 0x24, 0);
         }
     }
     put16(data, 2, int(data.size() - 4));

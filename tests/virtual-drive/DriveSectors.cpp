@@ -1,8 +1,5 @@
-// Sector reads (READ CD, READ(10)) with the drive's speed, cache, read offset and injected
-// faults, and analogue audio play.
+// Sector reads (READ CD) with the drive's speed, cache, read offset and injected faults.
 #include "Drive.h"
-
-#include "Log.h"
 
 #include <algorithm>
 #include <cstring>
@@ -12,6 +9,7 @@ namespace {
 
 constexpr int kJitterSteps[] = {3, -5, 7, -2, 4, -6};
 constexpr int kC2Bytes = 294;
+constexpr double kSeekSeconds = 0.01; // to a sector that does not follow the last one read
 
 } // namespace
 
@@ -39,45 +37,34 @@ void Drive::remember(int lba, const uint8_t* frame) {
     }
 }
 
-void Drive::readCd(Command& c, int lba, int count) {
-    const int expected = (c.u8(1) >> 2) & 7;
+// READ CD of audio sectors: the frame (or none of it), C2 pointers and the formatted Q
+// sub-channel, as asked for. Data sectors are refused: no test disc has a data track.
+void Drive::readCd(Command& c) {
+    const int lba = c.s32(2);
+    const int count = c.u24(6);
+    const bool dataAsked = ((c.u8(1) >> 2) & 7) >= 2;
     const int main = c.u8(9);
     const int c2 = (main >> 1) & 3;
     const int sub = c.u8(10) & 7;
     c.note = "lba=" + std::to_string(lba) + " n=" + std::to_string(count);
-    if (c2 == 3 || (sub != 0 && sub != 1 && sub != 2 && sub != 4) || count < 0) {
-        c.fail(5, 0x24, 0);
-        return;
-    }
+    if (c2 > 1 || (sub != 0 && sub != 2) || count < 0)
+        return c.fail(5, 0x24, 0);
     if (count == 0)
         return;
     const int end = m_disc.leadOut();
-    if (!m_opt.overread && (lba < 0 || lba + count > end)) {
-        c.fail(5, 0x21, 0);
-        c.sense.hasInfo = true;
-        c.sense.info = lba < 0 ? lba : std::max(lba, end);
-        return;
+    if (lba < 0 || lba + count > end)
+        return c.failAt(5, 0x21, 0, lba < 0 ? lba : std::max(lba, end));
+    // Every sector must be audio, and none may lie between two sessions (their lead-out and
+    // lead-in hold no user data).
+    for (int at = lba; at < lba + count; ++at) {
+        const Track* t = m_disc.trackAt(at);
+        if (!t)
+            return c.failAt(5, 0x21, 0, at);
+        if (dataAsked || t->data())
+            return c.failAt(5, 0x64, 0, at);
     }
-    // Every sector of the request must be of the kind asked for, and none may lie between two
-    // sessions (their lead-out and lead-in hold no user data).
-    for (int i = 0; i < count; ++i) {
-        const Track* t = m_disc.trackAt(lba + i);
-        if (!t && lba + i >= 0 && lba + i < end) {
-            c.fail(5, 0x21, 0);
-            c.sense.hasInfo = true;
-            c.sense.info = lba + i;
-            return;
-        }
-        const bool data = t && t->data();
-        if ((expected == 1 && data) || (expected >= 2 && !data)) {
-            c.fail(5, 0x64, 0);
-            c.sense.hasInfo = true;
-            c.sense.info = lba + i;
-            return;
-        }
-    }
-    const size_t c2Size = c2 == 0 ? 0 : c2 == 1 ? kC2Bytes : kC2Bytes + 2;
-    const size_t subSize = sub == 0 ? 0 : sub == 2 ? 16 : 96;
+    const size_t mainSize = (main & 0xf8) ? kSectorBytes : 0;
+    const size_t size = mainSize + (c2 ? kC2Bytes : 0) + (sub ? 16 : 0);
 
     int shift = m_opt.offset;
     bool jittered = false;
@@ -95,73 +82,32 @@ void Drive::readCd(Command& c, int lba, int count) {
 
     int fromMedium = 0;
     uint8_t frame[kSectorBytes];
-    for (int i = 0; i < count; ++i) {
-        const int at = lba + i;
-        const Track* t = m_disc.trackAt(at);
-        const bool data = t && t->data();
-        size_t mainSize = 0;
-        if (!data) {
-            mainSize = (main & 0xf8) ? kSectorBytes : 0;
-        } else {
-            const int header = (main >> 5) & 3;
-            mainSize = ((main & 0x80) ? 12 : 0) + (header & 1 ? 4 : 0) +
-                       ((main & 0x10) ? 2048 : 0) + ((main & 0x08) ? 288 : 0);
-        }
-        const size_t size = mainSize + c2Size + subSize;
-        if (c.transferred + size > c.length)
-            break;
-        const auto cached = jittered || data ? m_cache.end() : m_cache.find(at);
+    for (int at = lba; at < lba + count && c.transferred + size <= c.length; ++at) {
+        const auto cached = jittered ? m_cache.end() : m_cache.find(at);
         bool bad = false;
         if (cached != m_cache.end()) {
             std::memcpy(frame, cached->second.data(), kSectorBytes);
         } else {
-            if (!takeSector()) {
-                c.fail(2, 0x3a, 0x02);
-                return;
-            }
+            if (!takeSector())
+                return c.fail(2, 0x3a, 0x02);
             if (at != m_position + 1)
-                sleepModel(m_opt.seekMs / 1000);
+                sleepModel(kSeekSeconds);
             ++fromMedium;
             bad = sectorFails(at);
-            if (bad && !(c2 != 0 && m_opt.c2)) {
+            if (bad && !c2) {
                 sleepModel(fromMedium / rateSectors(m_readKbps));
-                c.fail(3, 0x11, 0x05);
-                c.sense.hasInfo = true;
-                c.sense.info = at;
                 c.note += " bad=" + std::to_string(at);
-                return;
+                return c.failAt(3, 0x11, 0x05, at);
             }
-            if (data)
-                m_disc.readSector(at, frame);
-            else
-                sectorWithOffset(at, shift, frame);
-            if (!bad && !jittered && !data)
+            sectorWithOffset(at, shift, frame);
+            if (!bad && !jittered)
                 remember(at, frame);
         }
         uint8_t* out = c.data + c.transferred;
-        if (!data) {
-            std::memcpy(out, frame, mainSize);
-        } else {
-            // Sync, header, user data and EDC/ECC in their places in the raw frame.
-            size_t o = 0;
-            if (main & 0x80) {
-                std::memcpy(out + o, frame, 12);
-                o += 12;
-            }
-            if ((main >> 5) & 1) {
-                std::memcpy(out + o, frame + 12, 4);
-                o += 4;
-            }
-            if (main & 0x10) {
-                std::memcpy(out + o, frame + 16, 2048);
-                o += 2048;
-            }
-            if (main & 0x08)
-                std::memcpy(out + o, frame + 2064, 288);
-        }
-        if (c2Size) {
+        std::memcpy(out, frame, mainSize);
+        if (c2) {
             uint8_t* pointers = out + mainSize;
-            std::memset(pointers, 0, c2Size);
+            std::memset(pointers, 0, kC2Bytes);
             if (bad) {
                 // The drive's best guess: a run of damaged samples, flagged byte by byte.
                 const size_t first = size_t(at % 17) * 64;
@@ -169,29 +115,13 @@ void Drive::readCd(Command& c, int lba, int count) {
                     out[b] ^= 0x5a;
                     pointers[b / 8] |= uint8_t(0x80 >> (b % 8));
                 }
-                if (c2 == 2)
-                    pointers[kC2Bytes] = 0xff;
                 c.note += " c2=" + std::to_string(at);
             }
         }
-        if (subSize) {
-            uint8_t q[12];
+        if (sub) {
+            uint8_t* q = out + mainSize + (c2 ? kC2Bytes : 0);
             qSubchannel(at, q);
-            uint8_t* s = out + mainSize + c2Size;
-            if (subSize == 16) {
-                std::memcpy(s, q, 12);
-                std::memset(s + 12, 0, 4);
-            } else {
-                // Raw P-W: one bit of each channel per byte; P marks pauses, Q as above.
-                std::memset(s, 0, 96);
-                const bool pause = t && at < t->start;
-                for (int bit = 0; bit < 96; ++bit)
-                    s[bit] =
-                        uint8_t((pause ? 0x80 : 0) | (q[bit / 8] & (0x80 >> (bit % 8)) ? 0x40 : 0));
-                if (sub == 4)
-                    for (int bit = 0; bit < 96; ++bit)
-                        s[bit] &= 0x3f;
-            }
+            std::memset(q + 12, 0, 4);
         }
         c.transferred += size;
         m_position = at;
@@ -202,8 +132,7 @@ void Drive::readCd(Command& c, int lba, int count) {
         const int ahead = std::min(m_opt.cacheSectors / 4, end - (lba + count));
         for (int i = 0; i < ahead; ++i) {
             const int at = lba + count + i;
-            const Track* t = m_disc.trackAt(at);
-            if ((t && t->data()) || m_cache.count(at))
+            if (m_cache.count(at))
                 continue;
             bool flaky = false;
             for (const FaultRange& r : m_opt.bad)
@@ -214,82 +143,6 @@ void Drive::readCd(Command& c, int lba, int count) {
             remember(at, frame);
         }
     }
-}
-
-void Drive::read10(Command& c) {
-    const int lba = c.s32(2);
-    const int count = c.u8(0) == 0xa8 ? c.s32(6) : c.u16(7);
-    c.note = "lba=" + std::to_string(lba) + " n=" + std::to_string(count);
-    if (lba < 0 || lba + count > m_disc.leadOut()) {
-        c.fail(5, 0x21, 0);
-        return;
-    }
-    uint8_t frame[kSectorBytes];
-    for (int i = 0; i < count; ++i) {
-        const Track* t = m_disc.trackAt(lba + i);
-        if (!t || !t->data()) {
-            c.fail(5, 0x64, 0);
-            c.sense.hasInfo = true;
-            c.sense.info = lba + i;
-            return;
-        }
-        const size_t size = size_t(m_blockLength);
-        if (c.transferred + size > c.length)
-            break;
-        if (!takeSector()) {
-            c.fail(2, 0x3a, 0x02);
-            return;
-        }
-        m_disc.readSector(lba + i, frame);
-        const size_t skip = m_blockLength == 2048 ? 16 : m_blockLength == 2336 ? 16 : 0;
-        std::memcpy(c.data + c.transferred, frame + skip, size);
-        c.transferred += size;
-        m_position = lba + i;
-    }
-    sleepModel(count / rateSectors(m_readKbps));
-}
-
-void Drive::playAudio(Command& c, int start, int end) {
-    c.note = "from=" + std::to_string(start) + " to=" + std::to_string(end);
-    if (end == start)
-        return;
-    if (start < 0 || end > m_disc.leadOut() || end < start) {
-        c.fail(5, 0x21, 0);
-        return;
-    }
-    const Track* t = m_disc.trackAt(start);
-    if (t && t->data()) {
-        c.fail(5, 0x64, 0);
-        return;
-    }
-    m_playing = true;
-    m_paused = false;
-    m_playFrom = start;
-    m_playEnd = end;
-    m_position = start;
-    m_playClock = Clock::now();
-}
-
-void Drive::pauseResume(Command& c) {
-    if (!m_playing) {
-        c.fail(5, 0x2c, 0);
-        return;
-    }
-    const bool resume = c.u8(8) & 1;
-    c.note = resume ? "resume" : "pause";
-    if (resume && m_paused) {
-        m_playFrom = m_position;
-        m_playClock = Clock::now();
-    } else if (!resume) {
-        currentPosition();
-    }
-    m_paused = !resume;
-}
-
-void Drive::stopPlay(Command&) {
-    currentPosition();
-    m_playing = false;
-    m_paused = false;
 }
 
 } // namespace vdrive

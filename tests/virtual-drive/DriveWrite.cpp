@@ -10,6 +10,7 @@
 #include <cstring>
 #include <map>
 #include <thread>
+#include <utility>
 
 namespace vdrive {
 namespace {
@@ -27,18 +28,12 @@ struct CueTrack {
 } // namespace
 
 void Drive::sendCueSheet(Command& c) {
-    if (m_opt.kind == DriveKind::Rom) {
-        c.fail(5, 0x20, 0);
-        return;
-    }
-    if (!m_disc.recordable() || m_disc.status == Disc::Status::Complete || m_disc.damaged) {
-        c.fail(7, 0x27, 0);
-        return;
-    }
-    if (m_params.writeType != 2 || (m_rec.active && m_rec.started)) {
-        c.fail(5, 0x2c, 0);
-        return;
-    }
+    if (m_opt.kind == DriveKind::Rom)
+        return c.fail(5, 0x20, 0);
+    if (!m_disc.recordable() || m_disc.status == Disc::Status::Complete || m_disc.damaged)
+        return c.fail(7, 0x27, 0);
+    if (m_params.writeType != 2 || (m_rec.active && m_rec.started))
+        return c.fail(5, 0x2c, 0);
     const size_t length = std::min(size_t(c.u24(6)), c.length);
     CueSheet cue;
     std::map<int, CueTrack> tracks;
@@ -70,39 +65,30 @@ void Drive::sendCueSheet(Command& c) {
                 if (e[2] == 1)
                     t.form = e[3];
             } else {
-                c.fail(5, 0x26, 0);
-                return;
+                return c.fail(5, 0x26, 0);
             }
         } else {
-            c.fail(5, 0x26, 0);
-            return;
+            return c.fail(5, 0x26, 0);
         }
     }
     int expectedNumber = m_disc.lastTrackNumber() + 1;
     int previous = INT32_MIN;
     for (auto& [number, t] : tracks) {
-        const bool formOk = t.form == 0x00 || t.form == 0x10;
-        if (number != expectedNumber++ || !t.indexes.count(1) || !formOk) {
-            c.fail(5, 0x26, 0);
-            return;
-        }
+        const bool formOk = t.form == 0x00; // audio
+        if (number != expectedNumber++ || !t.indexes.count(1) || !formOk)
+            return c.fail(5, 0x26, 0);
         for (const auto& [index, lba] : t.indexes) {
-            if (lba <= previous) {
-                c.fail(5, 0x26, 0);
-                return;
-            }
+            if (lba <= previous)
+                return c.fail(5, 0x26, 0);
             previous = lba;
         }
     }
     if (!haveLeadIn || tracks.empty() || leadOut <= previous ||
         tracks.begin()->second.indexes.at(1) != m_disc.nextSessionStart()) {
-        c.fail(5, 0x26, 0);
-        return;
+        return c.fail(5, 0x26, 0);
     }
-    if (leadOut > m_disc.lastLeadOut) {
-        c.fail(5, 0x63, 0); // more than the disc holds
-        return;
-    }
+    if (leadOut > m_disc.lastLeadOut)
+        return c.fail(5, 0x63, 0); // more than the disc holds
     for (auto it = tracks.begin(); it != tracks.end(); ++it) {
         Track t;
         t.number = it->first;
@@ -117,7 +103,6 @@ void Drive::sendCueSheet(Command& c) {
         t.control = it->second.control;
         t.isrc = it->second.isrc;
         cue.tracks.push_back(t);
-        cue.forms.push_back(it->second.form);
     }
     cue.firstLba = cue.tracks.front().pregap;
     cue.leadOut = leadOut;
@@ -131,10 +116,8 @@ void Drive::sendCueSheet(Command& c) {
 }
 
 void Drive::beginRecording(Command& c) {
-    if (m_params.writeType == 2 && !m_rec.haveCue) {
-        c.fail(5, 0x2c, 0); // SAO needs its cue sheet first
-        return;
-    }
+    if (m_params.writeType == 2 && !m_rec.haveCue)
+        return c.fail(5, 0x2c, 0); // SAO needs its cue sheet first
     m_rec.active = true;
     m_rec.sao = m_params.writeType == 2;
     m_rec.simulated = m_params.testWrite;
@@ -145,20 +128,16 @@ void Drive::beginRecording(Command& c) {
     m_bufferTime = Clock::now();
 }
 
-void Drive::write(Command& c, int lba, int count) {
+void Drive::write(Command& c) {
+    const int lba = c.s32(2);
+    const int count = c.u16(7);
     c.note = "lba=" + std::to_string(lba) + " n=" + std::to_string(count);
-    if (m_opt.kind == DriveKind::Rom) {
-        c.fail(5, 0x20, 0);
-        return;
-    }
-    if (!m_disc.recordable()) {
-        c.fail(7, 0x27, 0);
-        return;
-    }
-    if (m_disc.status == Disc::Status::Complete || (m_disc.damaged && !m_rec.active)) {
-        c.fail(5, 0x21, 0x02);
-        return;
-    }
+    if (m_opt.kind == DriveKind::Rom)
+        return c.fail(5, 0x20, 0);
+    if (!m_disc.recordable())
+        return c.fail(7, 0x27, 0);
+    if (m_disc.status == Disc::Status::Complete || (m_disc.damaged && !m_rec.active))
+        return c.fail(5, 0x21, 0x02);
     if (!m_rec.active) {
         beginRecording(c);
         if (!c.good)
@@ -170,30 +149,22 @@ void Drive::write(Command& c, int lba, int count) {
         const CueSheet& cue = m_rec.cue;
         const bool text = (cue.leadInForm & 0x40) != 0;
         if (!m_rec.started) {
-            if (lba != cue.firstLba && !(text && lba == disc.leadInStart)) {
-                c.fail(5, 0x21, 0x02);
-                return;
-            }
+            if (lba != cue.firstLba && !(text && lba == disc.leadInStart))
+                return c.fail(5, 0x21, 0x02);
             m_rec.next = lba;
         }
-        if (lba != m_rec.next || lba + count > cue.leadOut) {
-            c.fail(5, 0x21, 0x02);
-            return;
-        }
+        if (lba != m_rec.next || lba + count > cue.leadOut)
+            return c.fail(5, 0x21, 0x02);
         if (lba < cue.firstLba) {
-            if (lba + count > cue.firstLba || c.length != size_t(count) * kTextBytesPerSector) {
-                c.fail(5, 0x64, 0);
-                return;
-            }
+            if (lba + count > cue.firstLba || c.length != size_t(count) * kTextBytesPerSector)
+                return c.fail(5, 0x64, 0);
             textSectors = count;
         }
     } else {
         if (!m_rec.trackOpen) {
             const int nwa = nextWritable(disc);
-            if (lba != nwa) {
-                c.fail(5, 0x21, 0x02);
-                return;
-            }
+            if (lba != nwa)
+                return c.fail(5, 0x21, 0x02);
             Track t;
             t.number = disc.lastTrackNumber() + 1;
             t.session = int(disc.sessions.size()) + 1;
@@ -206,83 +177,47 @@ void Drive::write(Command& c, int lba, int count) {
             m_rec.trackOpen = true;
             m_rec.next = nwa;
         }
-        if (lba != m_rec.next) {
-            c.fail(5, 0x21, 0x02);
-            return;
-        }
-        if (lba + count > disc.lastLeadOut) {
-            c.fail(5, 0x63, 0);
-            return;
-        }
+        if (lba != m_rec.next)
+            return c.fail(5, 0x21, 0x02);
+        if (lba + count > disc.lastLeadOut)
+            return c.fail(5, 0x63, 0);
     }
-    // Bytes per sector of each sector written.
+    // Bytes per sector of each sector written: audio frames, and R-W symbols in the lead-in.
     auto blockOf = [&](int at) {
-        if (!m_rec.sao)
-            return m_params.blockType == 8 ? 2048 : kSectorBytes;
-        if (at < m_rec.cue.firstLba)
-            return kTextBytesPerSector;
-        for (size_t i = 0; i < m_rec.cue.tracks.size(); ++i)
-            if (at >= m_rec.cue.tracks[i].pregap && at < m_rec.cue.tracks[i].end)
-                return m_rec.cue.forms[i] == 0x10 ? 2048 : kSectorBytes;
-        return kSectorBytes;
+        return m_rec.sao && at < m_rec.cue.firstLba ? kTextBytesPerSector : kSectorBytes;
     };
     size_t expected = 0;
     for (int i = 0; i < count; ++i)
         expected += size_t(blockOf(lba + i));
-    if (c.length != expected) {
-        c.fail(5, 0x64, 0);
-        return;
-    }
+    if (c.length != expected)
+        return c.fail(5, 0x64, 0);
     m_rec.started = true;
     fillBuffer(size_t(count) * kSectorBytes);
     size_t at = 0;
-    uint8_t frame[kSectorBytes];
     for (int i = 0; i < count; ++i) {
         const int sector = lba + i;
         const int block = blockOf(sector);
-        if (sector == m_opt.underrunAt && !m_underrunDone) {
-            m_underrunDone = true;
-            if (m_params.bufe) {
+        int ascq = -1; // an injected fault, once: 3/0C/09 underrun, 3/0C/00 write error
+        if (sector == m_opt.underrunAt && !std::exchange(m_underrunDone, true)) {
+            if (m_params.bufe)
                 c.note += " underrun-protected=" + std::to_string(sector);
-            } else {
-                c.fail(3, 0x0c, 0x09);
-                c.sense.hasInfo = true;
-                c.sense.info = sector;
-                c.transferred = at;
-                abortRecording("buffer underrun");
-                return;
-            }
+            else
+                ascq = 0x09;
         }
-        if (sector == m_opt.writeErrorAt && !m_writeErrorDone) {
-            m_writeErrorDone = true;
-            c.fail(3, 0x0c, 0x00);
-            c.sense.hasInfo = true;
-            c.sense.info = sector;
-            c.transferred = at;
-            abortRecording("write error");
-            return;
+        if (ascq < 0 && sector == m_opt.writeErrorAt && !std::exchange(m_writeErrorDone, true))
+            ascq = 0x00;
+        c.transferred = at;
+        if (ascq >= 0) {
+            c.failAt(3, 0x0c, uint8_t(ascq), sector);
+            return abortRecording(ascq ? "buffer underrun" : "write error");
         }
-        if (!takeSector()) {
-            c.fail(2, 0x3a, 0x02);
-            c.transferred = at;
-            return;
-        }
+        if (!takeSector())
+            return c.fail(2, 0x3a, 0x02);
         const uint8_t* in = c.data + at;
-        if (block == kTextBytesPerSector) {
+        if (block == kTextBytesPerSector)
             m_rec.textSymbols.insert(m_rec.textSymbols.end(), in, in + block);
-        } else if (block == 2048) {
-            // A mode 1 frame around the user data; the drive makes sync and header.
-            std::memset(frame, 0, kSectorBytes);
-            std::memset(frame + 1, 0xff, 10);
-            lbaToMsf(sector, frame[12], frame[13], frame[14]);
-            for (int b = 12; b < 15; ++b)
-                frame[b] = uint8_t(frame[b] / 10 << 4 | frame[b] % 10);
-            frame[15] = 1;
-            std::memcpy(frame + 16, in, 2048);
-            disc.writeSector(sector, frame);
-        } else {
+        else
             disc.writeSector(sector, in);
-        }
         at += size_t(block);
     }
     c.transferred = at;
@@ -323,14 +258,10 @@ void Drive::closeTrackSession(Command& c) {
     const bool immed = c.u8(1) & 1;
     const int function = c.u8(2) & 7;
     c.note = "function=" + std::to_string(function);
-    if (m_opt.kind == DriveKind::Rom) {
-        c.fail(5, 0x20, 0);
-        return;
-    }
-    if (function != 1 && function != 2) {
-        c.fail(5, 0x24, 0);
-        return;
-    }
+    if (m_opt.kind == DriveKind::Rom)
+        return c.fail(5, 0x20, 0);
+    if (function != 1 && function != 2)
+        return c.fail(5, 0x24, 0);
     double seconds = 0;
     if (m_rec.active && m_rec.trackOpen)
         closeOpenTrack();
@@ -386,8 +317,7 @@ void Drive::finishSession() {
     d.status = m_params.multiSession == 3 ? Disc::Status::Appendable : Disc::Status::Complete;
     const bool simulated = m_rec.simulated;
     m_rec = Recording();
-    m_cache.clear();
-    m_cacheOrder.clear();
+    clearCache();
     if (simulated) {
         Log::instance().line(m_name, "model", "test write ended", "nothing recorded");
         return;
@@ -424,22 +354,14 @@ void Drive::blank(Command& c) {
     const int type = c.u8(1) & 7;
     const bool immed = c.u8(1) & 0x10;
     c.note = type == 0 ? "full" : "fast";
-    if (m_opt.kind == DriveKind::Rom) {
-        c.fail(5, 0x20, 0);
-        return;
-    }
-    if (m_disc.media != MediaKind::CdRw || m_opt.kind != DriveKind::CdRw) {
-        c.fail(5, 0x30, 0x05);
-        return;
-    }
-    if (type != 0 && type != 1) {
-        c.fail(5, 0x24, 0);
-        return;
-    }
-    if (m_rec.active) {
-        c.fail(5, 0x2c, 0);
-        return;
-    }
+    if (m_opt.kind == DriveKind::Rom)
+        return c.fail(5, 0x20, 0);
+    if (m_disc.media != MediaKind::CdRw || m_opt.kind != DriveKind::CdRw)
+        return c.fail(5, 0x30, 0x05);
+    if (type != 0 && type != 1)
+        return c.fail(5, 0x24, 0);
+    if (m_rec.active)
+        return c.fail(5, 0x2c, 0);
     const int sectors =
         type == 0 ? m_disc.lastLeadOut : kLeadInSectors + kFirstLeadOutSectors + kPregapSectors;
     const double seconds = sectors / rateSectors(m_writeKbps);
@@ -447,8 +369,7 @@ void Drive::blank(Command& c) {
     m_disc = Disc::blank(MediaKind::CdRw, 80);
     m_disc.lastLeadOut = old.lastLeadOut;
     m_disc.leadInStart = old.leadInStart;
-    m_cache.clear();
-    m_cacheOrder.clear();
+    clearCache();
     work(seconds, immed, 0x07);
 }
 

@@ -18,8 +18,6 @@
 namespace vdrive {
 namespace {
 
-constexpr int kSgVersion = 30527;
-
 int fail(int error) {
     errno = error;
     return -1;
@@ -52,22 +50,9 @@ int32_t be32(const uint8_t* b) {
     return int32_t(uint32_t(b[0]) << 24 | b[1] << 16 | b[2] << 8 | b[3]);
 }
 
-void toMsf(int lba, cdrom_msf0& msf) {
-    uint8_t m, s, f;
-    lbaToMsf(lba, m, s, f);
-    msf.minute = m;
-    msf.second = s;
-    msf.frame = f;
-}
-
-int fromAddress(const cdrom_addr& address, int format) {
-    return format == CDROM_MSF ? msfToLba(address.msf.minute, address.msf.second, address.msf.frame)
-                               : address.lba;
-}
-
 void setAddress(cdrom_addr& address, int format, int lba) {
     if (format == CDROM_MSF)
-        toMsf(lba, address.msf);
+        lbaToMsf(lba, address.msf.minute, address.msf.second, address.msf.frame);
     else
         address.lba = lba;
 }
@@ -76,52 +61,12 @@ void setAddress(cdrom_addr& address, int format, int lba) {
 #define NAMED(request)                                                                             \
     { request, #request }
 const std::pair<unsigned long, const char*> kIoctlNames[] = {
-    NAMED(CDROMREADTOCHDR),
-    NAMED(CDROMREADTOCENTRY),
-    NAMED(CDROMMULTISESSION),
-    NAMED(CDROM_GET_MCN),
-    NAMED(CDROMSUBCHNL),
-    NAMED(CDROMPLAYMSF),
-    NAMED(CDROMPLAYTRKIND),
-    NAMED(CDROMPAUSE),
-    NAMED(CDROMRESUME),
-    NAMED(CDROMSTOP),
-    NAMED(CDROMSTART),
-    NAMED(CDROMVOLREAD),
-    NAMED(CDROMVOLCTRL),
-    NAMED(CDROMEJECT),
-    NAMED(CDROMCLOSETRAY),
-    NAMED(CDROMEJECT_SW),
-    NAMED(CDROM_LOCKDOOR),
-    NAMED(CDROM_SELECT_SPEED),
-    NAMED(CDROM_DRIVE_STATUS),
-    NAMED(CDROM_DISC_STATUS),
-    NAMED(CDROM_MEDIA_CHANGED),
-    NAMED(CDROM_GET_CAPABILITY),
-    NAMED(CDROMREADAUDIO),
-    NAMED(CDROMREADMODE1),
-    NAMED(CDROMREADRAW),
-    NAMED(CDROM_SET_OPTIONS),
-    NAMED(CDROM_CLEAR_OPTIONS),
-    NAMED(CDROM_CHANGER_NSLOTS),
-    NAMED(DVD_READ_STRUCT),
-    NAMED(SG_GET_VERSION_NUM),
-    NAMED(SG_GET_SCSI_ID),
-    NAMED(SG_EMULATED_HOST),
-    NAMED(SG_GET_TIMEOUT),
-    NAMED(SG_SET_TIMEOUT),
-    NAMED(SG_GET_RESERVED_SIZE),
-    NAMED(SG_SET_RESERVED_SIZE),
-    NAMED(SCSI_IOCTL_GET_IDLUN),
-    NAMED(SCSI_IOCTL_GET_BUS_NUMBER),
-    NAMED(BLKGETSIZE),
-    NAMED(BLKGETSIZE64),
-    NAMED(BLKSSZGET),
-    NAMED(BLKBSZGET),
-    NAMED(BLKRRPART),
-    NAMED(BLKFLSBUF),
-    NAMED(BLKROGET),
-    NAMED(HDIO_GET_IDENTITY),
+    NAMED(CDROMREADTOCHDR),   NAMED(CDROMREADTOCENTRY),    NAMED(CDROMMULTISESSION),
+    NAMED(CDROM_GET_MCN),     NAMED(CDROMSUBCHNL),         NAMED(CDROMVOLREAD),
+    NAMED(CDROMEJECT),        NAMED(CDROM_SELECT_SPEED),   NAMED(CDROM_DRIVE_STATUS),
+    NAMED(CDROM_DISC_STATUS), NAMED(CDROM_GET_CAPABILITY), NAMED(DVD_READ_STRUCT),
+    NAMED(SG_GET_SCSI_ID),    NAMED(SCSI_IOCTL_GET_IDLUN), NAMED(SCSI_IOCTL_GET_BUS_NUMBER),
+    NAMED(BLKRRPART),         NAMED(HDIO_GET_IDENTITY),
 };
 #undef NAMED
 
@@ -189,7 +134,7 @@ int sendPacket(Drive& drive, cdrom_generic_command* g) {
 
 } // namespace
 
-int driveIoctl(Drive& drive, bool sgNode, unsigned long request, void* arg) {
+int driveIoctl(Drive& drive, unsigned long request, void* arg) {
     if (request == SG_IO)
         return sgIo(drive, static_cast<sg_io_hdr_t*>(arg));
     if (request == CDROM_SEND_PACKET)
@@ -269,77 +214,28 @@ int driveIoctl(Drive& drive, bool sgNode, unsigned long request, void* arg) {
         }
         return 0;
     }
-    case CDROMPLAYMSF: {
-        auto* m = static_cast<cdrom_msf*>(arg);
-        return k.run({0x47, 0, 0, m->cdmsf_min0, m->cdmsf_sec0, m->cdmsf_frame0, m->cdmsf_min1,
-                      m->cdmsf_sec1, m->cdmsf_frame1});
-    }
-    case CDROMPLAYTRKIND: {
-        auto* ti = static_cast<cdrom_ti*>(arg);
-        uint8_t from[12] = {};
-        uint8_t to[12] = {};
-        if (!k.send({0x43, 0, 0, 0, 0, 0, ti->cdti_trk0, 0, 12}, from, sizeof from))
-            return fail(k.error);
-        if (!k.send({0x43, 0, 0, 0, 0, 0, uint8_t(ti->cdti_trk1 + 1), 0, 12}, to, sizeof to) &&
-            !k.send({0x43, 0, 0, 0, 0, 0, 0xaa, 0, 12}, to, sizeof to))
-            return fail(k.error);
-        const int start = be32(from + 8);
-        const int end = be32(to + 8);
-        uint8_t a[3], b[3];
-        lbaToMsf(start, a[0], a[1], a[2]);
-        lbaToMsf(end, b[0], b[1], b[2]);
-        return k.run({0x47, 0, 0, a[0], a[1], a[2], b[0], b[1], b[2]});
-    }
-    case CDROMPAUSE:
-    case CDROMRESUME:
-        return k.run({0x4b, 0, 0, 0, 0, 0, 0, 0, uint8_t(request == CDROMRESUME)});
-    case CDROMSTOP:
-        k.send({0x4e}, nullptr, 0);
-        return k.run({0x1b, 0, 0, 0, 0});
-    case CDROMSTART:
-        return k.run({0x1b, 0, 0, 0, 1});
     case CDROMVOLREAD: {
         auto* v = static_cast<cdrom_volctrl*>(arg);
         v->channel0 = v->channel1 = 0xff;
         v->channel2 = v->channel3 = 0;
         return 0;
     }
-    case CDROMVOLCTRL:
-        return 0;
     case CDROMEJECT:
         // The kernel refuses while another opener has the drive, or it is locked.
         if (drive.opens != 1)
             return fail(EBUSY);
         k.send({0x1e, 0, 0, 0, 0}, nullptr, 0);
         return k.run({0x1b, 0, 0, 0, 2});
-    case CDROMCLOSETRAY:
-        return k.run({0x1b, 0, 0, 0, 3});
-    case CDROMEJECT_SW:
-    case CDROM_CLEAR_OPTIONS:
-        return 0;
-    case CDROM_SET_OPTIONS:
-        return int(reinterpret_cast<long>(arg));
-    case CDROM_CHANGER_NSLOTS:
-        return 1;
-    case CDROM_LOCKDOOR:
-        return k.run({0x1e, 0, 0, 0, uint8_t(arg != nullptr)});
     case CDROM_SELECT_SPEED: {
         const long speed = reinterpret_cast<long>(arg);
         const int kbps = speed == 0 ? 0xffff : int(speed * 177);
         return k.run({0xbb, 0, uint8_t(kbps >> 8), uint8_t(kbps), 0xff, 0xff});
     }
-    case CDROM_DRIVE_STATUS:
-        switch (drive.tray()) {
-        case Drive::Tray::Open:
-            return CDS_TRAY_OPEN;
-        case Drive::Tray::NoDisc:
-            return CDS_NO_DISC;
-        case Drive::Tray::NotReady:
-            return CDS_DRIVE_NOT_READY;
-        case Drive::Tray::DiscOk:
-            return CDS_DISC_OK;
-        }
-        return CDS_NO_INFO;
+    case CDROM_DRIVE_STATUS: {
+        // In the order of Drive::Tray.
+        static const int status[] = {CDS_DISC_OK, CDS_NO_DISC, CDS_TRAY_OPEN, CDS_DRIVE_NOT_READY};
+        return status[int(drive.tray())];
+    }
     case CDROM_DISC_STATUS: {
         if (!drive.hasDisc())
             return CDS_NO_DISC;
@@ -357,8 +253,6 @@ int driveIoctl(Drive& drive, bool sgNode, unsigned long request, void* arg) {
             return CDS_MIXED;
         return other ? CDS_DATA_1 : CDS_AUDIO;
     }
-    case CDROM_MEDIA_CHANGED:
-        return drive.takeMediaChanged() ? 1 : 0;
     case CDROM_GET_CAPABILITY: {
         int mask = CDC_CLOSE_TRAY | CDC_OPEN_TRAY | CDC_LOCK | CDC_SELECT_SPEED |
                    CDC_MULTI_SESSION | CDC_MCN | CDC_MEDIA_CHANGED | CDC_PLAY_AUDIO | CDC_RESET |
@@ -369,62 +263,8 @@ int driveIoctl(Drive& drive, bool sgNode, unsigned long request, void* arg) {
             mask |= CDC_CD_RW;
         return mask;
     }
-    case CDROMREADAUDIO: {
-        auto* ra = static_cast<cdrom_read_audio*>(arg);
-        if (ra->nframes < 1 || ra->nframes > CD_FRAMES ||
-            (ra->addr_format != CDROM_MSF && ra->addr_format != CDROM_LBA))
-            return fail(EINVAL);
-        const int lba = fromAddress(ra->addr, ra->addr_format);
-        const int n = ra->nframes;
-        if (!k.send({0xbe, 0x04, uint8_t(lba >> 24), uint8_t(lba >> 16), uint8_t(lba >> 8),
-                     uint8_t(lba), 0, 0, uint8_t(n), 0x10},
-                    ra->buf, size_t(n) * CD_FRAMESIZE_RAW))
-            return fail(k.error);
-        return 0;
-    }
-    case CDROMREADMODE1:
-    case CDROMREADRAW: {
-        auto* m = static_cast<cdrom_msf*>(arg);
-        const int lba = msfToLba(m->cdmsf_min0, m->cdmsf_sec0, m->cdmsf_frame0);
-        const bool raw = request == CDROMREADRAW;
-        std::vector<uint8_t> buffer(raw ? CD_FRAMESIZE_RAW : CD_FRAMESIZE);
-        if (!k.send({0xbe, uint8_t(raw ? 0 : 0x08), uint8_t(lba >> 24), uint8_t(lba >> 16),
-                     uint8_t(lba >> 8), uint8_t(lba), 0, 0, 1, uint8_t(raw ? 0xf8 : 0x10)},
-                    buffer.data(), buffer.size()))
-            return fail(k.error);
-        std::memcpy(arg, buffer.data(), buffer.size());
-        return 0;
-    }
     case DVD_READ_STRUCT:
         return fail(ENOSYS); // a CD drive
-    case SG_GET_VERSION_NUM:
-        *static_cast<int*>(arg) = kSgVersion;
-        return 0;
-    case SG_GET_SCSI_ID: {
-        if (!sgNode)
-            return fail(ENOTTY); // only the sg driver knows it
-        auto* id = static_cast<struct sg_scsi_id*>(arg);
-        std::memset(id, 0, sizeof *id);
-        id->host_no = o.host;
-        id->channel = o.channel;
-        id->scsi_id = o.target;
-        id->lun = o.lun;
-        id->scsi_type = 5;
-        id->h_cmd_per_lun = 1;
-        id->d_queue_depth = 1;
-        return 0;
-    }
-    case SG_EMULATED_HOST:
-        *static_cast<int*>(arg) = 0;
-        return 0;
-    case SG_GET_TIMEOUT:
-        return 60 * 100;
-    case SG_SET_TIMEOUT:
-    case SG_SET_RESERVED_SIZE:
-        return 0;
-    case SG_GET_RESERVED_SIZE:
-        *static_cast<int*>(arg) = 32768;
-        return 0;
     case SCSI_IOCTL_GET_IDLUN: {
         auto* idlun = static_cast<int*>(arg);
         idlun[0] = (o.target & 0xff) | (o.lun & 0xff) << 8 | (o.channel & 0xff) << 16 |
@@ -435,59 +275,11 @@ int driveIoctl(Drive& drive, bool sgNode, unsigned long request, void* arg) {
     case SCSI_IOCTL_GET_BUS_NUMBER:
         *static_cast<int*>(arg) = o.host;
         return 0;
-    case BLKGETSIZE:
-        *static_cast<unsigned long*>(arg) = static_cast<unsigned long>(driveSize(drive) / 512);
-        return 0;
-    case BLKGETSIZE64:
-        *static_cast<uint64_t*>(arg) = uint64_t(driveSize(drive));
-        return 0;
-    case BLKSSZGET:
-    case BLKBSZGET:
-        *static_cast<int*>(arg) = 2048;
-        return 0;
-    case BLKROGET:
-        *static_cast<int*>(arg) = 0;
-        return 0;
-    case BLKFLSBUF:
-        return 0;
     case BLKRRPART:
         return fail(EINVAL);
     default:
         return fail(ENOTTY);
     }
-}
-
-long long driveSize(Drive& drive) {
-    if (!drive.hasDisc())
-        return 0;
-    Kernel k{drive};
-    uint8_t data[8] = {};
-    if (!k.send({0x25}, data, sizeof data))
-        return 0;
-    const long long last = be32(data);
-    return (last + 1) * 2048;
-}
-
-ssize_t driveRead(Drive& drive, long long& position, void* buffer, size_t size) {
-    Kernel k{drive};
-    size_t done = 0;
-    uint8_t block[2048];
-    while (done < size) {
-        const int lba = int(position / 2048);
-        const size_t skip = size_t(position % 2048);
-        if (!k.send({0x28, 0, uint8_t(lba >> 24), uint8_t(lba >> 16), uint8_t(lba >> 8),
-                     uint8_t(lba), 0, 0, 1},
-                    block, sizeof block)) {
-            if (done > 0)
-                break;
-            return fail(k.error);
-        }
-        const size_t n = std::min(size - done, sizeof block - skip);
-        std::memcpy(static_cast<uint8_t*>(buffer) + done, block + skip, n);
-        done += n;
-        position += static_cast<long long>(n);
-    }
-    return ssize_t(done);
 }
 
 } // namespace vdrive

@@ -10,7 +10,6 @@ const Libc& libc() {
         reinterpret_cast<int (*)(int)>(dlsym(RTLD_NEXT, "close")),
         reinterpret_cast<int (*)(int, struct stat*)>(dlsym(RTLD_NEXT, "fstat")),
         reinterpret_cast<int (*)(int, unsigned long, ...)>(dlsym(RTLD_NEXT, "ioctl")),
-        reinterpret_cast<ssize_t (*)(int, void*, size_t)>(dlsym(RTLD_NEXT, "read")),
         reinterpret_cast<ssize_t (*)(int, const void*, size_t)>(dlsym(RTLD_NEXT, "write"))};
     return functions;
 }

@@ -14,7 +14,6 @@ struct Libc {
     int (*close)(int);
     int (*fstat)(int, struct stat*);
     int (*ioctl)(int, unsigned long, ...);
-    ssize_t (*read)(int, void*, size_t);
     ssize_t (*write)(int, const void*, size_t);
 };
 

@@ -59,17 +59,14 @@ public:
         return nullptr;
     }
 
-    static bool isSg(const Drive& d) { return d.name().rfind("sg", 0) == 0; }
-
-    // A device number of its own: the sr or sg major and the node's number where it has one.
+    // A device number of its own: the sr major and the node's number where it has one.
     dev_t rdev(const Drive& d) const {
         const std::string& n = d.name();
-        const bool sg = isSg(d);
         int minor = 200 + index(d);
-        if ((n.rfind("sr", 0) == 0 || sg) && n.size() > 2 &&
+        if (n.rfind("sr", 0) == 0 && n.size() > 2 &&
             n.find_first_not_of("0123456789", 2) == std::string::npos)
             minor = std::atoi(n.c_str() + 2);
-        return makedev(sg ? 21 : 11, unsigned(minor));
+        return makedev(11, unsigned(minor));
     }
 
     int index(const Drive& d) const {
@@ -83,7 +80,7 @@ public:
         std::memset(st, 0, sizeof *st);
         st->st_dev = makedev(0, 5);
         st->st_ino = ino_t(0x7d000 + index(d));
-        st->st_mode = (isSg(d) ? S_IFCHR : S_IFBLK) | 0660;
+        st->st_mode = S_IFBLK | 0660;
         st->st_nlink = 1;
         st->st_uid = 0;
         st->st_gid = getgid();
@@ -100,25 +97,20 @@ public:
                hctl + ":" + std::to_string(o.lun);
     }
 
-    enum class SysKind { None, Dir, DeviceLink, DeviceDir };
-
-    SysKind sysPath(const char* path, Drive** which) {
-        if (!path || std::strncmp(path, "/sys/", 5) != 0)
-            return SysKind::None;
-        const std::string p = path;
+    // What a sysfs path of a drive resolves to; empty for any other path.
+    std::string sysPath(const std::string& p) const {
         for (auto& d : drives) {
-            *which = d.get();
             for (const char* root : {"/sys/class/block/", "/sys/block/"}) {
                 const std::string dir = root + d->name();
                 if (p == dir)
-                    return SysKind::Dir;
+                    return sysDevice(*d) + "/block/" + d->name();
                 if (p == dir + "/device")
-                    return SysKind::DeviceLink;
+                    return sysDevice(*d);
             }
             if (p == sysDevice(*d))
-                return SysKind::DeviceDir;
+                return p;
         }
-        return SysKind::None;
+        return {};
     }
 };
 
@@ -134,10 +126,6 @@ Registry* registry() {
     std::call_once(once, [] { g_registry.store(new Registry(), std::memory_order_release); });
     t_starting = false;
     return g_registry.load(std::memory_order_acquire);
-}
-
-bool isSysPath(const char* path) {
-    return path && std::strncmp(path, "/sys/", 5) == 0;
 }
 
 } // namespace
@@ -192,7 +180,6 @@ int openNode(Drive& drive, const char* path, int flags) {
         std::lock_guard lock(r->mutex);
         OpenNode n;
         n.drive = &drive;
-        n.sg = Registry::isSg(drive);
         n.exclusive = exclusive;
         r->open[fd] = n;
         ++drive.opens;
@@ -225,65 +212,14 @@ void forgetNode(int fd) {
     g_ours[fd].store(false, std::memory_order_release);
 }
 
-void copyNode(int from, int to) {
-    Registry* r = registry();
-    std::lock_guard lock(r->mutex);
-    const auto it = r->open.find(from);
-    if (it == r->open.end() || to < 0 || to >= kMaxFd)
-        return;
-    OpenNode n = it->second;
-    n.exclusive = false;
-    ++n.drive->opens;
-    r->open[to] = n;
-    g_ours[to].store(true, std::memory_order_release);
-}
-
-bool fakeStat(const char* path, struct stat* st, bool followLinks) {
-    if (Drive* d = driveAt(path)) {
-        fillStat(*d, st);
-        return true;
-    }
-    Registry* r = isSysPath(path) ? registry() : nullptr;
-    Drive* which = nullptr;
-    const Registry::SysKind kind = r ? r->sysPath(path, &which) : Registry::SysKind::None;
-    if (kind == Registry::SysKind::None)
-        return false;
-    std::memset(st, 0, sizeof *st);
-    st->st_dev = makedev(0, 21);
-    st->st_ino = ino_t(0x5d000 + r->index(*which) * 4 + int(kind));
-    st->st_nlink = 2;
-    st->st_mode =
-        kind == Registry::SysKind::DeviceLink && !followLinks ? S_IFLNK | 0777 : S_IFDIR | 0755;
-    return true;
-}
-
 // The canonical name of a virtual path, or empty when it is not one.
 std::string canonicalPath(const char* path) {
     if (driveAt(path))
         return path;
-    Registry* r = isSysPath(path) ? registry() : nullptr;
-    Drive* which = nullptr;
-    if (!r)
+    if (!path || std::strncmp(path, "/sys/", 5) != 0)
         return {};
-    switch (r->sysPath(path, &which)) {
-    case Registry::SysKind::DeviceLink:
-    case Registry::SysKind::DeviceDir:
-        return r->sysDevice(*which);
-    case Registry::SysKind::Dir:
-        return r->sysDevice(*which) + "/block/" + which->name();
-    case Registry::SysKind::None:
-        break;
-    }
-    return {};
-}
-
-bool sysDeviceLink(const char* path, std::string& target) {
-    Registry* r = isSysPath(path) ? registry() : nullptr;
-    Drive* which = nullptr;
-    if (!r || r->sysPath(path, &which) != Registry::SysKind::DeviceLink)
-        return false;
-    target = r->sysDevice(*which);
-    return true;
+    Registry* r = registry();
+    return r ? r->sysPath(path) : std::string();
 }
 
 } // namespace vdrive

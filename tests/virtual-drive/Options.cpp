@@ -1,7 +1,10 @@
 #include "Options.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstdlib>
+#include <functional>
+#include <map>
 #include <sstream>
 
 namespace vdrive {
@@ -18,207 +21,159 @@ std::vector<std::string> split(const std::string& text, char separator) {
     return parts;
 }
 
-bool toInt(const std::string& text, long long& value) {
-    if (text.empty())
-        return false;
+bool toInt(const std::string& text, long long min, long long max, long long& value) {
     char* end = nullptr;
     value = std::strtoll(text.c_str(), &end, 10);
-    return end && *end == 0;
+    return !text.empty() && *end == 0 && value >= min && value <= max;
 }
 
-bool toDouble(const std::string& text, double& value) {
-    if (text.empty())
-        return false;
-    char* end = nullptr;
-    value = std::strtod(text.c_str(), &end);
-    return end && *end == 0 && value >= 0;
-}
-
-bool toBool(const std::string& text, bool& value) {
-    if (text == "1" || text == "yes" || text == "on") {
-        value = true;
-        return true;
-    }
-    if (text == "0" || text == "no" || text == "off") {
-        value = false;
-        return true;
-    }
-    return false;
-}
-
-// "A-B" or "A-B/N"; a single "A" is the range A-A.
-bool toRange(const std::string& text, FaultRange& range) {
-    std::string span = text;
-    long long times = 0;
-    const auto slash = text.find('/');
-    if (slash != std::string::npos) {
-        span = text.substr(0, slash);
-        if (!toInt(text.substr(slash + 1), times) || times < 0)
+// Whole numbers in [min, max] separated by separator.
+bool toInts(const std::string& text, char separator, int min, int max, std::vector<int>& out) {
+    out.clear();
+    for (const std::string& part : split(text, separator)) {
+        long long n = 0;
+        if (!toInt(part, min, max, n))
             return false;
+        out.push_back(int(n));
     }
-    long long first = 0;
-    long long last = 0;
-    const auto dash = span.find('-', 1);
-    if (dash == std::string::npos) {
-        if (!toInt(span, first))
-            return false;
-        last = first;
-    } else if (!toInt(span.substr(0, dash), first) || !toInt(span.substr(dash + 1), last)) {
-        return false;
-    }
-    if (last < first)
-        return false;
-    range = {int(first), int(last), int(times)};
     return true;
+}
+
+// Sets one option from its text; false when the text is not valid for it.
+using Setter = std::function<bool(DriveOptions&, const std::string&)>;
+
+Setter number(int DriveOptions::*field, int min, int max) {
+    return [=](DriveOptions& d, const std::string& value) {
+        long long n = 0;
+        if (!toInt(value, min, max, n))
+            return false;
+        d.*field = int(n);
+        return true;
+    };
+}
+
+Setter seconds(double DriveOptions::*field) {
+    return [=](DriveOptions& d, const std::string& value) {
+        char* end = nullptr;
+        const double f = std::strtod(value.c_str(), &end);
+        if (value.empty() || *end != 0 || f < 0)
+            return false;
+        d.*field = f;
+        return true;
+    };
+}
+
+Setter text(std::string DriveOptions::*field, size_t max) {
+    return [=](DriveOptions& d, const std::string& value) {
+        d.*field = value;
+        return value.size() <= max;
+    };
+}
+
+// One of names, stored as its place in the list (an enum's or a bool's value).
+template <typename T> Setter oneOf(T DriveOptions::*field, std::vector<std::string> names) {
+    return [=](DriveOptions& d, const std::string& value) {
+        const auto it = std::find(names.begin(), names.end(), value);
+        d.*field = T(it - names.begin());
+        return it != names.end();
+    };
+}
+
+// "A-B" or "A-B/N", added to the list.
+Setter faults(std::vector<FaultRange> DriveOptions::*field) {
+    return [=](DriveOptions& d, const std::string& value) {
+        const auto slash = value.find('/');
+        const std::string span = value.substr(0, slash);
+        const auto dash = span.find('-', 1);
+        long long first = 0, last = 0, times = 0;
+        if (dash == std::string::npos || !toInt(span.substr(0, dash), INT_MIN, INT_MAX, first) ||
+            !toInt(span.substr(dash + 1), first, INT_MAX, last) ||
+            (slash != std::string::npos && !toInt(value.substr(slash + 1), 0, INT_MAX, times)))
+            return false;
+        (d.*field).push_back({int(first), int(last), int(times)});
+        return true;
+    };
 }
 
 bool setOption(DriveOptions& d, const std::string& key, const std::string& value) {
-    long long n = 0;
-    double f = 0;
-    if (key == "vendor" && value.size() <= 8) {
-        d.vendor = value;
-    } else if (key == "product" && value.size() <= 16) {
-        d.product = value;
-    } else if (key == "revision" && value.size() <= 4) {
-        d.revision = value;
-    } else if (key == "kind") {
-        if (value == "cdrw")
-            d.kind = DriveKind::CdRw;
-        else if (value == "cdr")
-            d.kind = DriveKind::CdR;
-        else if (value == "rom")
-            d.kind = DriveKind::Rom;
-        else
-            return false;
-    } else if (key == "speeds") {
-        d.writeSpeeds.clear();
-        for (const std::string& s : split(value, '/')) {
-            if (!toInt(s, n) || n <= 0 || n > 100)
-                return false;
-            d.writeSpeeds.push_back(int(n));
-        }
-        std::sort(d.writeSpeeds.begin(), d.writeSpeeds.end());
-        d.writeSpeeds.erase(std::unique(d.writeSpeeds.begin(), d.writeSpeeds.end()),
-                            d.writeSpeeds.end());
-    } else if (key == "read" && toInt(value, n) && n > 0 && n <= 100) {
-        d.readSpeed = int(n);
-    } else if (key == "buffer" && toInt(value, n) && n > 0 && n <= 65535) {
-        d.bufferKb = int(n);
-    } else if (key == "burnproof") {
-        return toBool(value, d.burnProof);
-    } else if (key == "testwrite") {
-        return toBool(value, d.testWrite);
-    } else if (key == "c2") {
-        return toBool(value, d.c2);
-    } else if (key == "modes") {
-        d.sao = d.tao = false;
-        for (const std::string& m : split(value, '/')) {
-            if (m == "sao")
-                d.sao = true;
-            else if (m == "tao")
-                d.tao = true;
-            else
-                return false;
-        }
-    } else if (key == "offset" && toInt(value, n) && n > -100000 && n < 100000) {
-        d.offset = int(n);
-    } else if (key == "overread") {
-        return toBool(value, d.overread);
-    } else if (key == "spinup" && toDouble(value, f)) {
-        d.spinup = f;
-    } else if (key == "idle" && toDouble(value, f)) {
-        d.idle = f;
-    } else if (key == "timescale" && toDouble(value, f)) {
-        d.timescale = f;
-    } else if (key == "seek" && toDouble(value, f)) {
-        d.seekMs = f;
-    } else if (key == "cache" && toInt(value, n) && n >= 0 && n <= 100000) {
-        d.cacheSectors = int(n);
-    } else if (key == "address") {
-        const std::vector<std::string> parts = split(value, '.');
-        long long a[4] = {};
-        if (parts.size() != 4)
-            return false;
-        for (int i = 0; i < 4; ++i)
-            if (!toInt(parts[size_t(i)], a[i]) || a[i] < 0 || a[i] > 255)
-                return false;
-        d.host = int(a[0]);
-        d.channel = int(a[1]);
-        d.target = int(a[2]);
-        d.lun = int(a[3]);
-    } else if (key == "media") {
-        if (value == "rom")
-            d.media = MediaKind::Rom;
-        else if (value == "cdr")
-            d.media = MediaKind::CdR;
-        else if (value == "cdrw")
-            d.media = MediaKind::CdRw;
-        else
-            return false;
-    } else if (key == "state") {
-        if (value != "complete" && value != "appendable")
-            return false;
-        d.appendable = value == "appendable";
-    } else if (key == "size" && toInt(value, n) && n >= 10 && n <= 99) {
-        d.minutes = int(n);
-    } else if (key == "tray") {
-        if (value != "open" && value != "closed")
-            return false;
-        d.trayOpen = value == "open";
-    } else if (key == "bad" || key == "jitter") {
-        FaultRange r;
-        if (!toRange(value, r))
-            return false;
-        (key == "bad" ? d.bad : d.jitter).push_back(r);
-    } else if (key == "remove" && toInt(value, n) && n >= 0) {
-        d.removeAfter = n;
-    } else if (key == "writeerror" && toInt(value, n)) {
-        d.writeErrorAt = int(n);
-    } else if (key == "underrun" && toInt(value, n)) {
-        d.underrunAt = int(n);
-    } else {
-        return false;
-    }
-    return true;
+    using O = DriveOptions;
+    static const std::map<std::string, Setter> setters = {
+        {"vendor", text(&O::vendor, 8)},
+        {"product", text(&O::product, 16)},
+        {"revision", text(&O::revision, 4)},
+        {"kind", oneOf(&O::kind, {"cdrw", "cdr", "rom"})},
+        {"speeds",
+         [](O& o, const std::string& v) {
+             if (!toInts(v, '/', 1, 100, o.writeSpeeds))
+                 return false;
+             std::sort(o.writeSpeeds.begin(), o.writeSpeeds.end());
+             o.writeSpeeds.erase(std::unique(o.writeSpeeds.begin(), o.writeSpeeds.end()),
+                                 o.writeSpeeds.end());
+             return true;
+         }},
+        {"read", number(&O::readSpeed, 1, 100)},
+        {"buffer", number(&O::bufferKb, 1, 65535)},
+        {"burnproof", oneOf(&O::burnProof, {"0", "1"})},
+        {"testwrite", oneOf(&O::testWrite, {"0", "1"})},
+        {"modes",
+         [](O& o, const std::string& v) {
+             const std::vector<std::string> modes = split(v, '/');
+             o.sao = std::count(modes.begin(), modes.end(), "sao") > 0;
+             o.tao = std::count(modes.begin(), modes.end(), "tao") > 0;
+             return size_t(o.sao + o.tao) == modes.size();
+         }},
+        {"offset", number(&O::offset, -99999, 99999)},
+        {"spinup", seconds(&O::spinup)},
+        {"idle", seconds(&O::idle)},
+        {"timescale", seconds(&O::timescale)},
+        {"cache", number(&O::cacheSectors, 0, 100000)},
+        {"address",
+         [](O& o, const std::string& v) {
+             std::vector<int> a;
+             if (!toInts(v, '.', 0, 255, a) || a.size() != 4)
+                 return false;
+             o.host = a[0];
+             o.channel = a[1];
+             o.target = a[2];
+             o.lun = a[3];
+             return true;
+         }},
+        {"media", oneOf(&O::media, {"rom", "cdr", "cdrw"})},
+        {"state", oneOf(&O::appendable, {"complete", "appendable"})},
+        {"size", number(&O::minutes, 10, 99)},
+        {"tray", oneOf(&O::trayOpen, {"closed", "open"})},
+        {"bad", faults(&O::bad)},
+        {"jitter", faults(&O::jitter)},
+        {"remove", number(&O::removeAfter, 0, INT_MAX)},
+        {"writeerror", number(&O::writeErrorAt, INT_MIN, INT_MAX)},
+        {"underrun", number(&O::underrunAt, INT_MIN, INT_MAX)},
+    };
+    const auto it = setters.find(key);
+    return it != setters.end() && it->second(d, value);
 }
 
 } // namespace
 
 bool parseDrive(const std::string& text, DriveOptions& d, std::string& error) {
-    const auto firstColon = text.find(':');
-    if (firstColon == std::string::npos || firstColon == 0 || text[0] != '/') {
+    const std::vector<std::string> parts = split(text, ':');
+    if (parts.size() < 2 || parts.size() > 3 || parts[0].size() < 2 || parts[0][0] != '/') {
         error = "'" + text + "' is not NODE:DISC[:OPTIONS] with an absolute NODE";
         return false;
     }
-    d.node = text.substr(0, firstColon);
-    std::string rest = text.substr(firstColon + 1);
-    std::string options;
-    const auto secondColon = rest.find(':');
-    if (secondColon != std::string::npos) {
-        options = rest.substr(secondColon + 1);
-        rest = rest.substr(0, secondColon);
-    }
-    if (rest == "none") {
-        d.disc = DiscKind::None;
-    } else if (rest == "blank-cdr") {
-        d.disc = DiscKind::BlankCdR;
-    } else if (rest == "blank-cdrw") {
-        d.disc = DiscKind::BlankCdRw;
-    } else if (rest.rfind("cue=", 0) == 0 && rest.size() > 4) {
+    d.node = parts[0];
+    const std::string& disc = parts[1];
+    if (disc.rfind("cue=", 0) == 0 && disc.size() > 4) {
         d.disc = DiscKind::Cue;
-        d.cuePath = rest.substr(4);
-    } else {
-        error = "unknown disc '" + rest + "' (blank-cdr, blank-cdrw, none or cue=PATH)";
+        d.cuePath = disc.substr(4);
+    } else if (!oneOf(&DriveOptions::disc, {"none", "blank-cdr", "blank-cdrw"})(d, disc)) {
+        error = "unknown disc '" + disc + "' (blank-cdr, blank-cdrw, none or cue=PATH)";
         return false;
     }
-    if (!options.empty()) {
-        for (const std::string& option : split(options, ',')) {
-            const auto eq = option.find('=');
-            if (eq == std::string::npos ||
-                !setOption(d, option.substr(0, eq), option.substr(eq + 1))) {
-                error = "bad option '" + option + "' for " + d.node;
-                return false;
-            }
+    for (const std::string& option : split(parts.size() == 3 ? parts[2] : "", ',')) {
+        const auto eq = option.find('=');
+        if (eq == std::string::npos || !setOption(d, option.substr(0, eq), option.substr(eq + 1))) {
+            error = "bad option '" + option + "' for " + d.node;
+            return false;
         }
     }
     if (d.writeSpeeds.empty()) {

@@ -33,17 +33,14 @@ struct DriveOptions {
     int bufferKb = 2048;
     bool burnProof = true;
     bool testWrite = true;
-    bool c2 = true;
     bool sao = true;
     bool tao = true;
-    int offset = 0; // read offset in samples
-    bool overread = false;
+    int offset = 0;    // read offset in samples
     double spinup = 0; // seconds
     double idle = 0;   // seconds without media access before the disc stops; 0: never
     double timescale = 1;
     int cacheSectors = 512;
-    double seekMs = 10; // moving the head to a sector that does not follow the last one
-    int host = -1;      // SCSI address; -1: chosen from the drive's place in the list
+    int host = -1; // SCSI address; -1: chosen from the drive's place in the list
     int channel = 0;
     int target = 0;
     int lun = 0;
@@ -55,7 +52,7 @@ struct DriveOptions {
 
     std::vector<FaultRange> bad;
     std::vector<FaultRange> jitter;
-    long long removeAfter = -1; // sectors read or written before the disc goes; -1: never
+    int removeAfter = -1; // sectors read or written before the disc goes; -1: never
     int writeErrorAt = INT32_MIN;
     int underrunAt = INT32_MIN;
 };
