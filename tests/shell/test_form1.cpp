@@ -419,6 +419,39 @@ private Q_SLOTS:
                          "FolderBrowse.setTitle(Prompt)", "FolderBrowse.BrowseForFolder()"}));
     }
 
+    // The window's named operations are one-line forwarders that no panel calls any more, so
+    // only this shows that each still reaches its panel.
+    void theNamedOperationsReachTheirPanels() {
+        Form1Fixture f;
+        f.load();
+        f.log.clear();
+        f.form->updatecd();
+        QCOMPARE(f.log.matching("Mci.mciSendString(open"),
+                 QStringList({"Mci.mciSendString(open cdaudio alias cd1)"}));
+        f.form->Command10_Click();
+        f.log.clear();
+        f.form->RefreshDriveInfo();
+        f.form->ReadDiscStatus();
+        QVERIFY(f.log.calls.contains("AudioBurner.MaxReadSpeed()"));
+        QVERIFY(f.log.calls.contains("AudioBurner.RefreshDisc()"));
+        QCOMPARE(f.form->CountCSString(QStringLiteral("a\\ b \\c")), qint16(3));
+        QCOMPARE(f.form->GetCSString(QStringLiteral("a\\ b \\c"), 2).toString(),
+                 QStringLiteral("b"));
+        // Each completion moves the convert job on to the next checked row.
+        f.form->Command8_Click();
+        for (const char* name : {"/in/1.wav", "/in/2.wav", "/in/3.wav", "/in/4.wav"}) {
+            f.comd->answers << QString::fromLatin1(name);
+            f.find<FrameFileMode>().Command2_Click();
+        }
+        f.find<FrameFileMode>().Command12_Click();
+        for (void (Form1::*done)() :
+             {&Form1::mp3donenowwhat, &Form1::wmadonenowwhat, &Form1::decdonenowwhat})
+            (f.form.get()->*done)();
+        QCOMPARE(f.log.matching(QStringLiteral("MEnc.setInputFile")),
+                 QStringList({"MEnc.setInputFile(/in/1.wav)", "MEnc.setInputFile(/in/2.wav)",
+                              "MEnc.setInputFile(/in/3.wav)", "MEnc.setInputFile(/in/4.wav)"}));
+    }
+
     // Clicked with the mouse, the rip panel's "Convert Mode" had the focus when it went: no
     // other mode button may inherit it and show a focus ring. An error ends its handler with
     // one report (also one escaping an event of its own), and the window goes on.
