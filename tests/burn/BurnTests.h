@@ -23,6 +23,7 @@ private Q_SLOTS:
     void speeds();
     void valueCodes();
     void scanListsTheImageRecorderLast();
+    void cdTextOnlyWithTitles();
     void writeTypePerMethod_data();
     void writeTypePerMethod();
     void libburnRefuses();

@@ -161,6 +161,23 @@ void TestBurn::scanListsTheImageRecorderLast() {
 // The session a disc is burnt from (track sectors, gaps, pre-emphasis, ISRCs, CD-Text), read
 // back from a virtual writer: test_vdrive_burn::aDiscImageBurntAsItStands.
 
+// A compilation of files without a title or performer gets no CD-Text at all, not empty packs;
+// one title is enough for it to have some. (What it holds: test_vdrive_burn.)
+void TestBurn::cdTextOnlyWithTitles() {
+    for (const bool titled : {false, true}) {
+        std::vector<PlannedTrack> tracks;
+        for (int i = 0; i < 2; ++i)
+            tracks.push_back({QStringLiteral("f"),
+                              info(75, titled && i == 1 ? QStringLiteral("Beta") : QString(), {}),
+                              std::make_unique<PatternFeed>(FeedScript{}),
+                              {}});
+        const std::vector<TrackPlace> places{{0, 0, 75}, {75, 75, 75}};
+        const DiscLayout layout(tracks, places, discInfoOf(tracks), DiscLayout::Mode::Audio,
+                                nullptr);
+        QCOMPARE(layout.hasCdText(), titled);
+    }
+}
+
 void TestBurn::writeTypePerMethod_data() {
     QTest::addColumn<qint32>("method");
     QTest::addColumn<bool>("sao");
