@@ -318,7 +318,7 @@ void TestMediaCodecs::nextFileStartsFromTheHundredHandler() {
     QCOMPARE(folderEntries(m_out->path()), QStringList({"a.mp3", "b.mp3", "c.mp3"}));
 }
 
-// Durations and sizes as melvane-cli info shows them: test_cli::convertsAndDescribes.
+// Durations and sizes as melvane-cli info shows them: test_cli::roundTrip.
 void TestMediaCodecs::mediaInfo() {
     MediaInfo info;
     info.ReadMp3Info(media("tone.mp3"));
